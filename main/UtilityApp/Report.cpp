@@ -1,0 +1,84 @@
+#include "UtilityApp/Report.h"
+
+#include "base/Json.h"
+#include "state/NumberTexts.h"
+
+#include <QDateTime>
+
+#include <algorithm>
+#include <cmath>
+#include <string_view>
+
+namespace tallywick {
+
+namespace {
+
+constexpr int reportSchema = 1;
+constexpr std::string_view absent = "—";
+
+std::string line(std::string_view name, std::string_view value) {
+    constexpr std::size_t column = 17;
+    std::string text(name);
+    text.resize(std::max(text.size() + 1, column), ' ');
+    return text.append(value) + '\n';
+}
+
+std::string helperLine(const std::optional<std::string>& location) {
+    return location ? line("HELPER", *location) : std::string();
+}
+
+std::string localTime(Timestamp time) {
+    return QDateTime::fromSecsSinceEpoch(static_cast<qint64>(time))
+        .toString(QStringLiteral("yyyy-MM-dd HH:mm"))
+        .toStdString();
+}
+
+template <typename Value>
+Json orNull(const std::optional<Value>& value) {
+    return value ? Json(*value) : Json(nullptr);
+}
+
+std::int64_t wholeSeconds(Timestamp time) { return static_cast<std::int64_t>(std::floor(time)); }
+
+} // namespace
+
+std::string reportText(const Report& report) {
+    const auto& [quota, tokens, observedAt, helperLocation] = report;
+    const std::string latestDay =
+        tokens.latestDay ? *tokens.latestDay + " · " + compactTokenCount(tokens.latestTokens)
+                         : std::string(absent);
+    return line("WEEKLY USAGE", weeklyUsageText(quota)) + line("REMAINING", remainingText(quota))
+           + line("RESETS", quota ? localTime(quota->reset) : absent)
+           + line("RESET IN", quota ? resetCountdown(quota->reset, observedAt) : absent)
+           + line("LIFETIME TOKENS", compactTokenCount(tokens.lifetime))
+           + line("LATEST DAY", latestDay) + helperLine(helperLocation);
+}
+
+std::string reportJson(const Report& report) {
+    const auto& [quota, tokens, observedAt, helperLocation] = report;
+    Json object{{"schema", reportSchema},
+                {"observedAt", wholeSeconds(observedAt)},
+                {"usedPercent", nullptr},
+                {"remainingPercent", nullptr},
+                {"resetsAt", nullptr},
+                {"secondsUntilReset", nullptr},
+                {"lifetimeTokens", orNull(tokens.lifetime)},
+                {"latestDay", orNull(tokens.latestDay)},
+                {"latestDayTokens", orNull(tokens.latestTokens)},
+                {"helperLocation", orNull(helperLocation)}};
+    if (quota) {
+        const auto used = static_cast<std::int64_t>(quota->used); // a whole number
+        object["usedPercent"] = used;
+        object["remainingPercent"] = 100 - used;
+        object["resetsAt"] = wholeSeconds(quota->reset);
+        object["secondsUntilReset"] =
+            std::max<std::int64_t>(wholeSeconds(quota->reset - observedAt), 0);
+    }
+    return writeJson(object) + '\n';
+}
+
+std::string failureText(ConnectionIssue issue, const std::optional<std::string>& helperLocation) {
+    return std::string(sentence(issue)) + '\n' + helperLine(helperLocation);
+}
+
+} // namespace tallywick

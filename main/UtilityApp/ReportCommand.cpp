@@ -1,0 +1,76 @@
+#include "UtilityApp/ReportCommand.h"
+
+#include "UtilityApp/HelperSearch.h"
+#include "UtilityApp/Report.h"
+#include "codex/AccountService.h"
+#include "codex/CodexBridge.h"
+#include "platform/ChildProcess.h"
+#include "platform/StandardFolders.h"
+
+#include <cstdio>
+#include <cstdlib>
+#include <future>
+
+namespace tallywick {
+
+namespace {
+
+/// A helper is killed two seconds after it was asked to end.
+constexpr std::chrono::seconds helperEnd{3};
+
+struct Poll {
+    ConnectionDetails details;
+    AccountService::SnapshotOutcome snapshot = tl::make_unexpected(ConnectionIssue::stopped);
+    TokenActivity tokens; ///< empty when the activity could not be read: it is an extra
+};
+
+/// The callbacks run on the service's queue, and all of them before this returns.
+Poll pollOnce(AccountService::Candidates candidates) {
+    Poll poll;
+    AccountService::Environment environment;
+    environment.factory = codexBridgeFactory(TALLYWICK_VERSION);
+    environment.clock = systemNow;
+    environment.homeFolder = homeFolder();
+    environment.onDetails = [&](const ConnectionDetails& details) { poll.details = details; };
+    environment.onIdentityChange = [] {};
+    const auto service = AccountService::create(std::move(environment));
+
+    std::promise<void> finished;
+    AccountService::RefreshCallbacks callbacks;
+    callbacks.onSnapshot = [&](std::int64_t, const AccountService::SnapshotOutcome& outcome) {
+        poll.snapshot = outcome;
+    };
+    callbacks.onActivity = [&](std::int64_t, const std::optional<std::string>&,
+                               const AccountService::ActivityOutcome& outcome) {
+        poll.tokens = outcome.value_or(TokenActivity());
+    };
+    callbacks.onFinished = [&](std::int64_t) { finished.set_value(); };
+    constexpr std::int64_t onlyPoll = 0;
+    constexpr bool includeActivity = true;
+    service->refresh(std::move(candidates), onlyPoll, includeActivity, std::move(callbacks));
+    finished.get_future().wait();
+    service->stop();
+    return poll;
+}
+
+bool print(std::FILE* stream, const std::string& text) {
+    return std::fputs(text.c_str(), stream) >= 0 && std::fflush(stream) == 0;
+}
+
+} // namespace
+
+int runReport(const CommandLine& commandLine) {
+    const Poll poll = pollOnce(HelperSearch(commandLine.helper).candidates());
+    waitForChildProcesses(helperEnd);
+
+    const auto location = commandLine.verbose ? std::optional(poll.details.location) : std::nullopt;
+    if (!poll.snapshot) {
+        print(stderr, failureText(poll.snapshot.error(), location));
+        return EXIT_FAILURE;
+    }
+    const Report report{poll.snapshot->quota, poll.tokens, poll.snapshot->observedAt, location};
+    return print(stdout, commandLine.json ? reportJson(report) : reportText(report)) ? EXIT_SUCCESS
+                                                                                     : EXIT_FAILURE;
+}
+
+} // namespace tallywick

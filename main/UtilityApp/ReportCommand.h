@@ -1,0 +1,12 @@
+#pragma once
+
+#include "UtilityApp/CommandLine.h"
+
+namespace tallywick {
+
+/// Polls the account once and writes the report to standard output; a poll that fails writes its
+/// sentence to standard error. Returns the program's exit status: 0 or 1. Stores nothing, and
+/// leaves no helper behind.
+int runReport(const CommandLine& commandLine);
+
+} // namespace tallywick

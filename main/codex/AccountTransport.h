@@ -1,0 +1,76 @@
+#pragma once
+
+#include "base/Json.h"
+
+#include <chrono>
+#include <cstdint>
+#include <filesystem>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string>
+#include <variant>
+
+namespace tallywick {
+
+/// The helper reports another account or authentication mode.
+struct AccountChanged {
+    std::optional<std::string> mode; ///< the new mode, when it is a known one
+    bool operator==(const AccountChanged&) const = default;
+};
+
+/// The helper reports the end of a browser sign-in.
+struct LoginCompleted {
+    std::string loginId; ///< at most 128 bytes
+    bool success = false;
+    bool operator==(const LoginCompleted&) const = default;
+};
+
+/// The helper asks its client for tokens, which this program never gives: the session belongs to
+/// another client.
+struct ExternalRefreshRequested {
+    bool operator==(const ExternalRefreshRequested&) const = default;
+};
+
+using BridgeEvent = std::variant<AccountChanged, LoginCompleted, ExternalRefreshRequested>;
+
+/// Receives events on the transport's own queue. It must not block there.
+using BridgeEventHandler = std::function<void(const BridgeEvent&)>;
+
+/// Requests and answers between this program and one helper process. Every operation may be called
+/// from any thread. Destroying a transport closes it.
+class AccountTransport {
+  public:
+    using Seconds = std::chrono::duration<double>;
+    static constexpr Seconds defaultTimeout{16};
+
+    virtual ~AccountTransport() = default;
+
+    /// The helper's authentication mode as last reported.
+    virtual std::optional<std::string> mode() const = 0;
+    /// Counts the helper's reports of a changed account.
+    virtual std::int64_t revision() const = 0;
+    /// The helper's version, "not reported" until `initialize` has learnt it.
+    virtual std::string version() const = 0;
+
+    /// The handshake; blocks. Throws what `request` throws. On return the first report of the
+    /// account's mode has been taken in, if the helper makes one.
+    virtual void initialize() = 0;
+
+    /// Sends one request and blocks until its answer arrives: the "result" object. Throws
+    /// `BridgeFailure`, or std::exception when `params` cannot be written as JSON.
+    virtual Json request(const std::string& method, const Json& params, Seconds timeout) = 0;
+    Json request(const std::string& method, const Json& params) {
+        return request(method, params, defaultTimeout);
+    }
+
+    /// Ends the helper without waiting for it; requests that wait fail at once. Later calls do
+    /// nothing.
+    virtual void close() = 0;
+};
+
+/// Starts a helper: blocks until the process runs, throws when it does not.
+using TransportFactory = std::function<std::shared_ptr<AccountTransport>(
+    const std::filesystem::path& executable, BridgeEventHandler onEvent)>;
+
+} // namespace tallywick

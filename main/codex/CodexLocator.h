@@ -1,0 +1,39 @@
+#pragma once
+
+#include "codex/HelperPlaces.h"
+
+#include <cstddef>
+#include <filesystem>
+#include <optional>
+#include <vector>
+
+namespace tallywick {
+
+/// Finds the native Codex helpers that are on the machine. Keeps nothing between two calls, so a
+/// helper that is installed or removed counts from the next one on; any thread.
+///
+/// Nothing is started, and of a file no more than its beginning is read. Whatever cannot be read,
+/// is no helper or vanishes meanwhile is passed over.
+class CodexLocator {
+  public:
+    /// The account service tries no more than these for one refresh.
+    static constexpr std::size_t maximumCandidates = 3;
+
+    explicit CodexLocator(HelperPlaces places);
+
+    /// The first helpers in the order of the places, `preferred` before all of them; no two are the
+    /// same file. Each is what `resolve` gives.
+    std::vector<std::filesystem::path>
+    candidates(const std::optional<std::filesystem::path>& preferred = std::nullopt) const;
+
+    /// The helper that `chosen` stands for, its path absolute and without links: the file itself
+    /// or, of an application, the helper inside. Absent unless that is an executable regular file
+    /// for this processor, and its own name, not that of a link, is "codex" or begins with
+    /// "codex-".
+    std::optional<std::filesystem::path> resolve(const std::filesystem::path& chosen) const;
+
+  private:
+    HelperPlaces places;
+};
+
+} // namespace tallywick

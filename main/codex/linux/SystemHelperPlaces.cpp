@@ -1,0 +1,28 @@
+#include "codex/HelperPlaces.h"
+#include "platform/RunningApplications.h"
+#include "platform/StandardFolders.h"
+
+#include <QByteArray>
+#include <QString>
+#include <QSysInfo>
+#include <QtGlobal>
+
+namespace tallywick {
+
+namespace fs = std::filesystem;
+
+HelperPlaces systemHelperPlaces() {
+    HelperSurroundings surroundings;
+    surroundings.home = homeFolder();
+    surroundings.searchPath = qgetenv("PATH").toStdString();
+    surroundings.runningBundles = [](const std::vector<std::string>& identifiers) {
+        std::vector<fs::path> bundles;
+        for (const RunningApplication& application : runningApplications(identifiers))
+            bundles.push_back(application.bundle);
+        return bundles;
+    };
+    // Qt's names of the two processors are the readers' names too.
+    return linuxHelperPlaces(surroundings, QSysInfo::buildCpuArchitecture().toStdString());
+}
+
+} // namespace tallywick

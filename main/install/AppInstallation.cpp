@@ -1,0 +1,63 @@
+#include "install/AppInstallation.h"
+
+#include "base/CanonicalPath.h"
+#include "base/Json.h"
+#include "platform/ApplicationBundle.h"
+#include "platform/ExecutableFile.h"
+
+#include <algorithm>
+#include <string>
+#include <string_view>
+#include <system_error>
+
+namespace tallywick::AppInstallation {
+
+namespace fs = std::filesystem;
+
+namespace {
+
+fs::file_type typeOf(const fs::path& path) {
+    std::error_code error; // leaves the type `none`
+    return fs::symlink_status(path, error).type();
+}
+
+bool hasText(const Json& dictionary, std::string_view key, std::string_view text) {
+    const std::string* const value = stringMember(dictionary, key);
+    return value && *value == text;
+}
+
+} // namespace
+
+std::vector<fs::path> applicationsFolders(const fs::path& home) {
+    return {"/Applications", home / "Applications"};
+}
+
+bool hasBundleIdentity(const fs::path& folder) {
+    const fs::path bundle = standardisedPath(folder); // "X.app/" would look through a link
+    if (bundle.extension() != ".app" || typeOf(bundle) == fs::file_type::symlink)
+        return false;
+    const auto information = informationDictionary(bundle);
+    return information && hasText(*information, "CFBundleIdentifier", bundleIdentifier)
+           && hasText(*information, "CFBundleExecutable", executableName)
+           && isExecutableFile(bundle / executablePath);
+}
+
+bool isVerifiedBundle(const fs::path& folder, const CodeSignature& signature) {
+    const auto isPlainFile = [&](const char* name) {
+        const fs::path file = standardisedPath(folder) / name;
+        return typeOf(file) == fs::file_type::regular && isCanonicalPath(file);
+    };
+    return hasBundleIdentity(folder) && isCanonicalPath(folder)
+           && std::all_of(requiredFiles.begin(), requiredFiles.end(), isPlainFile)
+           && signature.isValid(folder);
+}
+
+bool isInstalledLocation(const fs::path& folder, const std::vector<fs::path>& applicationsFolders) {
+    const auto isIn = [&](const fs::path& applications) {
+        return standardisedPath(folder) == standardisedPath(applications / applicationFolderName);
+    };
+    return std::any_of(applicationsFolders.begin(), applicationsFolders.end(), isIn)
+           && isCanonicalPath(folder);
+}
+
+} // namespace tallywick::AppInstallation

@@ -1,0 +1,41 @@
+#pragma once
+
+#include "platform/CodeSignature.h"
+
+#include <array>
+#include <filesystem>
+#include <vector>
+
+namespace tallywick::AppInstallation {
+
+inline constexpr const char* bundleIdentifier = "com.corvane.tallywick";
+inline constexpr const char* executableName = "CorvaneUtility"; ///< `CFBundleExecutable`
+inline constexpr const char* applicationFolderName = "Corvane Tallywick.app";
+
+/// The executable, relative to the application folder.
+inline constexpr const char* executablePath = "Contents/MacOS/CorvaneUtility";
+
+/// The files of a complete copy, relative to the application folder.
+inline constexpr std::array requiredFiles{
+    "Contents/Info.plist", executablePath, "Contents/Resources/corvane-logo.png",
+    "Contents/Resources/CorvaneIcon.icns", "Contents/_CodeSignature/CodeResources"};
+
+/// The folders in which a copy counts as installed: everybody's, then the user's own.
+std::vector<std::filesystem::path> applicationsFolders(const std::filesystem::path& home);
+
+/// Whether the folder is this application by name and identity: a folder with the extension "app",
+/// no symbolic link itself, whose information dictionary names our identifier and executable, and
+/// whose executable may be run. Says nothing about the rest of its content.
+bool hasBundleIdentity(const std::filesystem::path& folder);
+
+/// Whether the folder is a complete copy of this application with a valid signature: it has the
+/// identity and every required file as a regular file, and neither the folder nor one of these is
+/// reached through a symbolic link anywhere on its path. Reads the whole bundle; any thread.
+bool isVerifiedBundle(const std::filesystem::path& folder, const CodeSignature& signature);
+
+/// Whether the folder, which need not exist, is the application folder in one of
+/// `applicationsFolders` and is reached through no symbolic link.
+bool isInstalledLocation(const std::filesystem::path& folder,
+                         const std::vector<std::filesystem::path>& applicationsFolders);
+
+} // namespace tallywick::AppInstallation

@@ -1,0 +1,62 @@
+#include "platform/FilePreferences.h"
+
+#include "platform/FileAccess.h"
+#include "platform/StandardFolders.h"
+
+#include <exception>
+#include <utility>
+
+namespace tallywick {
+
+std::filesystem::path FilePreferences::defaultFile() {
+    return preferencesFolder() / "Corvane Tallywick" / "preferences.json";
+}
+
+FilePreferences::FilePreferences(std::filesystem::path preferencesFile)
+    : file(std::move(preferencesFile)) {
+    const std::optional<std::string> text = readRegularFile(file, maximumBytes);
+    std::optional<Json> stored = text ? parseJson(*text) : std::nullopt;
+    if (stored && stored->is_object())
+        values = std::move(*stored);
+}
+
+std::optional<bool> FilePreferences::boolValue(std::string_view key) const {
+    return boolMember(values, key);
+}
+
+std::optional<double> FilePreferences::doubleValue(std::string_view key) const {
+    const Json* value = member(values, key);
+    if (!value || !value->is_number())
+        return std::nullopt;
+    return value->get<double>();
+}
+
+std::optional<std::string> FilePreferences::stringValue(std::string_view key) const {
+    const std::string* value = stringMember(values, key);
+    return value ? std::optional(*value) : std::nullopt;
+}
+
+void FilePreferences::remove(std::string_view key) {
+    if (values.erase(std::string(key)) > 0)
+        write();
+}
+
+void FilePreferences::set(std::string_view key, const Json& value) {
+    Json& stored = values[std::string(key)];
+    if (stored == value)
+        return;
+    stored = value;
+    write();
+}
+
+void FilePreferences::write() const {
+    try {
+        const std::string text = writeJson(values) + '\n';
+        if (text.size() <= maximumBytes)
+            static_cast<void>(writeFileAtomically(file, text)); // the next change tries again
+    } catch (const Json::exception&) {                          // NOLINT(bugprone-empty-catch)
+        // A text that is not valid UTF-8 cannot be kept; it counts until the program ends.
+    }
+}
+
+} // namespace tallywick

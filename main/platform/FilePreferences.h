@@ -1,0 +1,42 @@
+#pragma once
+
+#include "platform/Preferences.h"
+
+#include "base/Json.h"
+
+#include <filesystem>
+
+namespace tallywick {
+
+/// Preferences in a file: one JSON object, replaced as a whole at each change, so that a full disk
+/// or a crash leaves the choices as they were before.
+///
+/// A file that is damaged, too large, or reached through a symbolic link counts as one without any
+/// choice; the next change replaces it, unless it is a link.
+class FilePreferences final : public Preferences {
+  public:
+    static constexpr std::size_t maximumBytes = 65'536; ///< some hundred times what is kept
+
+    /// "preferences.json" in the folder "Corvane Tallywick" among the user's preferences.
+    static std::filesystem::path defaultFile();
+
+    explicit FilePreferences(std::filesystem::path file = defaultFile());
+
+    std::optional<bool> boolValue(std::string_view key) const override;
+    std::optional<double> doubleValue(std::string_view key) const override;
+    std::optional<std::string> stringValue(std::string_view key) const override;
+
+    void setBool(std::string_view key, bool value) override { set(key, value); }
+    void setDouble(std::string_view key, double value) override { set(key, value); }
+    void setString(std::string_view key, const std::string& value) override { set(key, value); }
+    void remove(std::string_view key) override;
+
+  private:
+    void set(std::string_view key, const Json& value);
+    void write() const;
+
+    std::filesystem::path file;
+    Json values = Json::object();
+};
+
+} // namespace tallywick

@@ -1,0 +1,29 @@
+#include "platform/Workspace.h"
+
+#include <QClipboard>
+#include <QDesktopServices>
+#include <QGuiApplication>
+#include <QUrl>
+
+namespace tallywick {
+
+namespace {
+
+class DesktopWorkspace final : public Workspace {
+  public:
+    bool openAddress(const std::string& address) override {
+        const QUrl url(QString::fromStdString(address), QUrl::StrictMode);
+        return qGuiApp && url.isValid() && QDesktopServices::openUrl(url);
+    }
+
+    void copyText(const std::string& text) override {
+        if (qGuiApp)
+            QGuiApplication::clipboard()->setText(QString::fromStdString(text));
+    }
+};
+
+} // namespace
+
+std::unique_ptr<Workspace> desktopWorkspace() { return std::make_unique<DesktopWorkspace>(); }
+
+} // namespace tallywick

@@ -1,0 +1,55 @@
+#pragma once
+
+#include "base/Time.h"
+#include "codex/Quota.h"
+#include "codex/TokenActivity.h"
+#include "hardware/VolumeInfo.h"
+
+#include <cstddef>
+#include <cstdint>
+#include <filesystem>
+#include <optional>
+#include <string>
+#include <string_view>
+
+/// The texts that stand for numbers, on the screen and for a screen reader. Pure functions; the
+/// decimal point is a full stop in every locale. Figures on the screen round an exact half to the
+/// even neighbour, as printf does; what a screen reader says rounds it away from zero.
+namespace tallywick {
+
+std::string weeklyUsageText(const std::optional<Quota>& quota); ///< "42% used"
+std::string remainingText(const std::optional<Quota>& quota);   ///< "58% remaining"
+std::string usageFigure(const std::optional<Quota>& quota);     ///< "42", the big number
+
+/// The load of the CPU or the memory: "42%".
+std::string loadText(std::optional<double> percent);
+
+/// Free and total space of a volume: "12.5 / 476.9 GiB".
+std::string capacityText(const VolumeInfo& volume);
+
+/// The title of the card of the latest day: "2025-01-03 · TOKENS".
+std::string latestDayTitle(const TokenActivity& tokens);
+
+/// What a card of a token count tells when it is pointed at: how far the count is to be trusted,
+/// and all its digits.
+std::string tokenTooltip(std::string_view tokenStatus, std::optional<std::int64_t> count);
+
+/// The time left until the reset; absent without a reading.
+std::optional<std::string> resetText(const std::optional<Quota>& quota, Timestamp now);
+
+/// "Current account history: 12 samples"
+std::string historyCountText(std::size_t samples);
+
+/// What a screen reader says for the weekly meter: "42 percent used".
+std::string meterAccessibilityValue(const std::optional<Quota>& quota);
+
+/// What a screen reader says for a load: "42 percent".
+std::string loadAccessibilityValue(std::optional<double> percent);
+
+/// The name of the symbol on the card of a load, chosen by the card's title.
+std::string_view loadSymbol(std::string_view title);
+
+/// The name of the symbol in the row of a volume.
+std::string_view volumeSymbol(const std::filesystem::path& mountPoint);
+
+} // namespace tallywick

@@ -1,0 +1,93 @@
+#pragma once
+
+#include "base/Time.h"
+#include "codex/ConnectionIssue.h"
+
+#include <optional>
+#include <string>
+#include <string_view>
+
+/// The texts that tell how fresh and how trustworthy the readings are, and the rules that choose
+/// among them.
+namespace tallywick {
+
+/// Values of the status line.
+namespace StatusText {
+inline constexpr std::string_view findingCodex = "Finding Codex…";
+inline constexpr std::string_view codexNotFound = "Codex not found · Choose it in Settings";
+inline constexpr std::string_view withoutAllowance = "Connected · Weekly allowance unavailable";
+inline constexpr std::string_view reloading = "CONNECTING · Reloading saved Codex sign-in…";
+inline constexpr std::string_view retrying = "STALE · Retrying Codex connection…";
+inline constexpr std::string_view preparingSignIn =
+    "CONNECTING · Preparing your requested browser sign-in…";
+inline constexpr std::string_view waitingForSignIn =
+    "CONNECTING · Complete sign-in in your browser (up to 10 minutes).";
+inline constexpr std::string_view signInCancelled =
+    "Sign-in cancelled. Your Codex account was not logged out.";
+} // namespace StatusText
+
+/// Values of the label of the token activity.
+namespace TokenStatusText {
+inline constexpr std::string_view notYetReported = "NOT YET REPORTED";
+inline constexpr std::string_view reported = "ACCOUNT-REPORTED ACTIVITY";
+inline constexpr std::string_view notReported = "NOT REPORTED";
+inline constexpr std::string_view stale = "ACTIVITY STALE";
+inline constexpr std::string_view unavailable = "ACTIVITY UNAVAILABLE";
+} // namespace TokenStatusText
+
+/// Where the helper lies, while there is no path to show.
+namespace HelperPathText {
+inline constexpr std::string_view notYetChecked = "Codex has not yet been checked";
+inline constexpr std::string_view notFound = "Codex was not found";
+} // namespace HelperPathText
+
+/// Results of the user's actions, shown in Settings.
+namespace SettingsText {
+inline constexpr std::string_view signInTimedOut = "Browser sign-in timed out. You can try again.";
+inline constexpr std::string_view signInCompleted = "Sign-in completed. Reading usage…";
+inline constexpr std::string_view signInFailed = "Sign-in did not complete. You can retry.";
+inline constexpr std::string_view browserFailed =
+    "The browser could not open. Sign in through Codex, then retry.";
+inline constexpr std::string_view detailsCopied =
+    "Safe connection details copied. No account identity, usage readings, or credentials are "
+    "included.";
+inline constexpr std::string_view noHelperThere =
+    "That selection does not contain an executable Codex helper.";
+inline constexpr std::string_view checkingHelper = "Checking the selected helper's protocol…";
+inline constexpr std::string_view helperRefused =
+    "That helper did not complete initialization. Your previous selection is unchanged.";
+inline constexpr std::string_view helperSelected = "Validated Codex helper selected.";
+inline constexpr std::string_view automaticDiscovery = "Automatic Codex discovery is active.";
+inline constexpr std::string_view notFoundAutomatically = "Codex was not found automatically.";
+} // namespace SettingsText
+
+/// Hours and minutes of the local time as the default locale writes them, without seconds.
+std::string shortTime(Timestamp time);
+
+std::string liveStatus(Timestamp observedAt);
+std::string staleStatus(Timestamp lastGood);
+std::string staleStatus(Timestamp lastGood, ConnectionIssue issue);
+
+/// Whether a reading is too old to be called live: more than 120 seconds. One that lies in the
+/// future, after the clock was set back, is of unknown age and counts as stale too; 5 seconds are
+/// allowed for a clock that is being adjusted.
+bool isStale(Timestamp lastGood, Timestamp now);
+
+/// Whether the status line calls the reading live; its badge then has the accent colour.
+bool isLive(std::string_view status);
+
+/// Whether the status line speaks of a reading that is there.
+bool describesReading(std::string_view status);
+
+/// One word for the status line: "LIVE", "STALE", "CONNECTING" or "STATUS".
+std::string_view statusBadge(std::string_view status, bool loginPending);
+
+/// The label for token activity that has arrived.
+std::string_view tokenStatusReceived(bool hasLifetime);
+/// The label after a failure, for the activity that is kept.
+std::string_view tokenStatusFailed(bool hasLifetime);
+
+/// The line under the version in Settings. `verified` is absent as long as the check runs.
+std::string installationLabel(bool isPreview, bool isInstalled, std::optional<bool> verified);
+
+} // namespace tallywick

@@ -1,0 +1,52 @@
+#pragma once
+
+#include "base/Time.h"
+#include "codex/ConnectionDetails.h"
+#include "codex/Quota.h"
+#include "codex/TokenActivity.h"
+#include "hardware/VolumeInfo.h"
+#include "history/UsageHistory.h"
+#include "state/StatusTexts.h"
+
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace tallywick {
+
+/// What the user interface shows: the published fields of `UtilityState`. All texts are UTF-8.
+struct UtilityFields {
+    std::optional<Quota> quota; ///< the current account's last reading
+    TokenActivity tokens;
+    std::string status{StatusText::findingCodex};
+    std::vector<VolumeInfo> volumes;
+    std::optional<double> cpuPercent;
+    std::optional<double> memoryPercent;
+    std::vector<UsageSample> history; ///< of the current account
+    bool mini = false;                ///< the mini layout, else the full one
+    bool light = false;               ///< the day theme, else the night theme
+    bool pinned = false;              ///< always on top
+    bool showingSettings = false;
+    std::string settingsStatus; ///< result of the user's last action
+    bool showingInstaller = false;
+    bool createShortcutOnInstall = true;
+    bool installing = false;
+    Timestamp now = 0; ///< the clock of all countdowns and ages; each tick advances it
+    ConnectionDetails connectionDetails;
+    bool loginPending = false;     ///< a browser sign-in is in progress
+    bool validatingHelper = false; ///< a newly chosen helper is being checked
+    std::string tokenStatus{TokenStatusText::notYetReported};
+    bool accountBusy = false;                 ///< an account refresh is in flight
+    std::optional<bool> installationVerified; ///< absent until the check has answered
+    std::string displayedHelperPath{HelperPathText::notYetChecked};
+    bool maintenance = false; ///< an installation or removal runs, and nothing is refreshed
+};
+
+/// Whether the account actions of Settings have to wait.
+bool accountActionsBusy(const UtilityFields& fields);
+
+/// One line for a terminal: the badge, the status line, and the reading as far as there is one. It
+/// changes exactly when one of these does, and not with the time alone.
+std::string watchLine(const UtilityFields& fields);
+
+} // namespace tallywick

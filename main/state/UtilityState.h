@@ -1,0 +1,234 @@
+#pragma once
+
+#include "base/SerialQueue.h"
+#include "base/Time.h"
+#include "codex/AccountService.h"
+#include "codex/AccountTransport.h"
+#include "hardware/HardwareService.h"
+#include "history/HistoryStore.h"
+#include "platform/NetworkPath.h"
+#include "platform/OpenPanel.h"
+#include "platform/PowerEvents.h"
+#include "platform/Preferences.h"
+#include "platform/Workspace.h"
+#include "state/DueTime.h"
+#include "state/RunningBundle.h"
+#include "state/TaskRelay.h"
+#include "state/UtilityFields.h"
+#include "state/UtilityWindow.h"
+
+#include <QObject>
+#include <QRectF>
+#include <QTimer>
+
+#include <cstdint>
+#include <filesystem>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace tallywick {
+
+/// The one object that the user interface observes: it runs the timer that drives everything,
+/// decides when each reading is refreshed, applies every result to its fields, and carries out the
+/// user's account actions.
+///
+/// Main thread only, with a running event loop. Work is done elsewhere by the services and comes
+/// back as tasks of the event loop. What was asked of the account service carries the number of the
+/// generation that asked; an answer to an older generation is ignored, so abandoning work means to
+/// begin a new generation.
+class UtilityState final : public QObject {
+    Q_OBJECT
+
+  public:
+    /// What the state works with. References must outlive it.
+    struct Services {
+        Clock clock; ///< called on any thread
+        std::filesystem::path homeFolder;
+        TransportFactory transportFactory; ///< starts helpers, on the account service's queue
+        /// The checked helper executables, best first, with the user's choice before all others.
+        std::function<AccountService::Candidates(std::optional<std::filesystem::path> preferred)>
+            findHelpers;
+        /// The helper executable that a chosen file is or contains.
+        std::function<std::optional<std::filesystem::path>(const std::filesystem::path&)>
+            resolveHelper;
+        HistoryStore historyStore;
+        std::unique_ptr<HardwareService> hardwareService;
+        RunningBundle bundle;
+        bool showsInstaller = true; ///< offers to install a copy that is not the installed one
+        Preferences& preferences;
+        Workspace& workspace;
+        PowerEvents& powerEvents;
+        NetworkPath& networkPath;
+        OpenPanel* openPanel = nullptr; ///< null: no helper can be chosen
+    };
+
+    /// Starts the timer, the observers and the check of the running bundle, and ticks once.
+    explicit UtilityState(Services given);
+
+    /// Stops. Waits for the check of the bundle or a measurement that runs.
+    ~UtilityState() override;
+
+    const UtilityFields& fields() const { return published; }
+
+    /// The short version of the running bundle, "Unknown" when it has none.
+    std::string appVersion() const;
+    bool isPreviewBuild() const { return services.bundle.isPreview; }
+    std::string installationLabel() const;
+
+    // The scheduler
+
+    /// One step: brings the clock and the status up to date and starts whatever is due. The timer
+    /// calls it every 5 seconds.
+    void tick();
+
+    /// Makes every reading due and ticks. A refresh that runs is not disturbed: another follows it.
+    void refreshNow();
+
+    // Account actions. Each does nothing when the state does not allow it.
+
+    /// Drops the helper and everything under way, and reads the account anew.
+    void reloadConnection();
+    void startSignIn();
+    void cancelSignIn();
+    /// Lets the user choose a helper, which is accepted once it has completed the handshake.
+    void chooseHelper();
+    /// Forgets the choice.
+    void useAutomaticDiscovery();
+    void copyConnectionDetails();
+
+    // Choices of the user
+
+    void setMini(bool mini) { change().mini = mini; }
+    void setLight(bool light) { change().light = light; }
+    void setPinned(bool pinned) { change().pinned = pinned; }
+    void setShowingSettings(bool showing) { change().showingSettings = showing; }
+    void setShowingInstaller(bool showing) { change().showingInstaller = showing; }
+    void setCreateShortcutOnInstall(bool create) { change().createShortcutOnInstall = create; }
+
+    /// Keeps `mini`, `light` and `pinned` for the next start.
+    void savePreferences();
+
+    // The window
+
+    /// The window that shows the state; null when there is none any more.
+    void attachWindow(UtilityWindow* window) { utilityWindow = window; }
+    /// Whether the full layout can be seen. Without a window it cannot.
+    bool isFullViewVisible() const;
+    /// The window has come back after it was hidden with its application.
+    void applicationDidUnhide();
+    void screenParametersDidChange();
+    /// The frame in which the resize grip was grasped; absent when it is not being dragged.
+    void setResizeStartFrame(std::optional<QRectF> frame) { resizeStartFrame = frame; }
+
+    // Life cycle
+
+    /// Pauses everything for an installation or a removal and closes the helper.
+    void enterMaintenance();
+    /// Goes on after one that failed, with fresh readings.
+    void leaveMaintenance();
+
+    /// Ends all work, for good. Nothing is refreshed or applied any more.
+    void stop();
+    /// Stops, then ends the application's event loop.
+    void quit();
+
+  Q_SIGNALS:
+    /// Some fields may have changed. Comes from the event loop, once for all changes of one pass.
+    void changed();
+
+  private:
+    /// The fields, to write to: announces the change.
+    UtilityFields& change();
+
+    /// Wraps a handler for a service that calls back on another thread. The handler is called on
+    /// the main thread, and not at all once the state is gone.
+    template <typename Handler>
+    auto onMainThread(Handler handler) {
+        return [post = relay.entrance(), handler](const auto&... results) {
+            post([handler, results...] { handler(results...); });
+        };
+    }
+
+    void startInstallationCheck();
+    void observe();
+    void willSleep();
+    void didWake();
+    void networkDidChange(NetworkPathStatus status);
+
+    void advanceClock();
+    void endOverdueSignIn();
+    void endOverdueWork();
+    void markStale();
+    void refreshAccountIfDue();
+    void refreshHardwareIfDue();
+    void refreshVolumesIfDue();
+    void applyVolumes(const std::vector<VolumeInfo>& volumes);
+
+    AccountService& account();
+    void resetAccountService();
+    void dropAccountService();
+    AccountService::RefreshCallbacks refreshCallbacks();
+    void applyAccountResult(std::int64_t token, const AccountService::SnapshotOutcome& result);
+    void applySnapshot(const AccountSnapshot& snapshot);
+    void applyAccountFailure(ConnectionIssue issue);
+    void applyActivityResult(std::int64_t token, const std::optional<std::string>& accountHash,
+                             const AccountService::ActivityOutcome& result);
+    void finishAccountRefresh(std::int64_t token);
+    void identityDidChange();
+    void reloadLater();
+    void clearAccountData();
+    void forgetReading();
+    void abandonAccountWork();
+
+    void signInDidStart(std::int64_t token, const AccountService::LinkOutcome& result);
+    void signInDidEnd(std::int64_t token, bool success);
+    void endSignIn();
+
+    AccountService::Candidates helperCandidates() const;
+    void validateHelper(const std::filesystem::path& helper);
+    void helperWasValidated(std::int64_t token, const std::filesystem::path& helper, bool valid);
+    void reconnect();
+
+    Services services;
+    UtilityFields published;
+    bool changeAnnounced = false;
+
+    std::int64_t generation = 0;
+    bool stopped = false;
+    bool sleeping = false;
+    std::optional<NetworkPathStatus> previousNetworkState;
+
+    std::int64_t failures = 0; ///< consecutive failed account refreshes
+    DueTime nextAccountRefresh;
+    DueTime nextTokenRefresh; ///< from then on an account refresh asks for token activity too
+    DueTime nextHardwareRefresh;
+    DueTime nextVolumeRefresh;
+    bool hardwareBusy = false;
+    bool volumesBusy = false;
+
+    bool refreshRequested = false; ///< a refresh was asked for while one was in flight
+    bool snapshotAwaited = false;  ///< the refresh in flight has not yet told how the account is
+    DueTime refreshDeadline;       ///< of the refresh in flight
+    DueTime validationDeadline;    ///< of the helper that is being checked
+    std::optional<DueTime> loginDeadline;
+
+    std::optional<std::string> knownAccountHash; ///< of the last successful refresh
+    std::optional<Timestamp> lastGood;           ///< when the reading on show was observed
+
+    /// Reloads after changes of identity since a reading has last outlived the wait for the next.
+    std::int64_t automaticReloads = 0;
+    bool reloadPending = false; ///< the next account refresh begins with a new helper
+
+    UtilityWindow* utilityWindow = nullptr;
+    std::optional<QRectF> resizeStartFrame;
+
+    QTimer ticker;
+    std::shared_ptr<AccountService> accountService; ///< created on first use
+    std::unique_ptr<SerialQueue> installationCheck; ///< until the check has answered
+    TaskRelay relay; ///< last: what the services still bring is dropped first
+};
+
+} // namespace tallywick

@@ -1,0 +1,252 @@
+#include "state/UtilityState.h"
+
+#include "codex/RecoveryPolicy.h"
+
+#include <QFile>
+
+#include <utility>
+
+namespace tallywick {
+
+namespace {
+
+// Seconds.
+constexpr double refreshInterval = 60;
+constexpr double activityInterval = 300;
+constexpr double discoveryInterval = 60;
+
+/// The most requests of one refresh: the handshakes with three helpers, account and allowance; for
+/// the recovery of a session the same again, and account and allowance with a fresh token; usage
+/// and account for the token activity.
+constexpr int refreshRequests = (3 + 2) + (3 + 2) + 2 + 2;
+/// The 16 seconds that a request may take, and 4 to start its helper.
+constexpr double longestRequest = AccountTransport::defaultTimeout.count() + 4;
+
+/// After that the end of a refresh will not come any more.
+constexpr double longestRefresh = refreshRequests * longestRequest;
+
+/// A path for display.
+std::string displayText(const std::filesystem::path& path) {
+    return QFile::decodeName(path.c_str()).toStdString();
+}
+
+bool isIdentityIssue(ConnectionIssue issue) {
+    return issue == ConnectionIssue::signedOut || issue == ConnectionIssue::authentication
+           || issue == ConnectionIssue::externalSession
+           || issue == ConnectionIssue::unsupportedAccount;
+}
+
+} // namespace
+
+// The service
+
+AccountService& UtilityState::account() {
+    if (!accountService) {
+        AccountService::Environment environment;
+        environment.factory = services.transportFactory;
+        environment.clock = services.clock;
+        environment.homeFolder = services.homeFolder;
+        environment.onDetails = onMainThread([this](const ConnectionDetails& details) {
+            if (!stopped)
+                change().connectionDetails = details;
+        });
+        environment.onIdentityChange = onMainThread([this] { identityDidChange(); });
+        accountService = AccountService::create(std::move(environment));
+    }
+    return *accountService;
+}
+
+void UtilityState::resetAccountService() {
+    if (accountService)
+        accountService->reset();
+}
+
+void UtilityState::dropAccountService() {
+    if (const auto dropped = std::exchange(accountService, nullptr))
+        dropped->stop();
+}
+
+// Refreshing
+
+void UtilityState::refreshAccountIfDue() {
+    if (published.accountBusy || published.validatingHelper || published.loginPending
+        || published.showingInstaller || !nextAccountRefresh.isDue(published.now))
+        return;
+    const AccountService::Candidates candidates = helperCandidates();
+    if (candidates.empty()) {
+        change().displayedHelperPath = HelperPathText::notFound;
+        change().status = StatusText::codexNotFound;
+        nextAccountRefresh.set(published.now, discoveryInterval);
+        return;
+    }
+    change().displayedHelperPath = displayText(candidates.front());
+    change().accountBusy = true;
+    snapshotAwaited = true;
+    refreshDeadline.set(published.now, longestRefresh);
+    if (std::exchange(reloadPending, false))
+        resetAccountService();
+    account().refresh(candidates, generation, nextTokenRefresh.isDue(published.now),
+                      refreshCallbacks());
+}
+
+AccountService::RefreshCallbacks UtilityState::refreshCallbacks() {
+    return {
+        .onSnapshot =
+            onMainThread([this](std::int64_t token, const AccountService::SnapshotOutcome& result) {
+                applyAccountResult(token, result);
+            }),
+        .onActivity =
+            onMainThread([this](std::int64_t token, const std::optional<std::string>& accountHash,
+                                const AccountService::ActivityOutcome& result) {
+                applyActivityResult(token, accountHash, result);
+            }),
+        .onFinished = onMainThread([this](std::int64_t token) { finishAccountRefresh(token); })};
+}
+
+void UtilityState::applyAccountResult(std::int64_t token,
+                                      const AccountService::SnapshotOutcome& result) {
+    if (token != generation || stopped || published.maintenance)
+        return;
+    snapshotAwaited = false;
+    if (result)
+        applySnapshot(*result);
+    else
+        applyAccountFailure(result.error());
+}
+
+void UtilityState::applySnapshot(const AccountSnapshot& snapshot) {
+    if (snapshot.accountHash != knownAccountHash) {
+        change().tokens = {};
+        change().history.clear();
+    }
+    if (lastGood) // the reading before has lasted until this one
+        automaticReloads = 0;
+    reloadPending = false; // whatever changed is in this reading
+    knownAccountHash = snapshot.accountHash;
+    lastGood = snapshot.observedAt;
+    failures = 0;
+    nextAccountRefresh.set(snapshot.observedAt, refreshInterval);
+
+    change().quota = snapshot.quota;
+    if (snapshot.quota && snapshot.accountHash)
+        change().history = services.historyStore.record(*snapshot.quota, *snapshot.accountHash,
+                                                        snapshot.observedAt);
+    else
+        change().history.clear();
+    change().status = snapshot.quota ? liveStatus(snapshot.observedAt)
+                                     : std::string(StatusText::withoutAllowance);
+}
+
+void UtilityState::applyAccountFailure(ConnectionIssue issue) {
+    ++failures;
+    nextAccountRefresh.set(published.now, retryDelay(failures));
+    if (isIdentityIssue(issue) || !knownAccountHash)
+        clearAccountData();
+    change().status =
+        published.quota && lastGood ? staleStatus(*lastGood, issue) : std::string(sentence(issue));
+}
+
+void UtilityState::applyActivityResult(std::int64_t token,
+                                       const std::optional<std::string>& accountHash,
+                                       const AccountService::ActivityOutcome& result) {
+    if (token != generation || stopped || published.maintenance || accountHash != knownAccountHash)
+        return;
+    nextTokenRefresh.set(services.clock(), activityInterval);
+    if (result)
+        change().tokens = *result;
+    const bool hasLifetime = published.tokens.lifetime.has_value();
+    change().tokenStatus =
+        result ? tokenStatusReceived(hasLifetime) : tokenStatusFailed(hasLifetime);
+}
+
+void UtilityState::finishAccountRefresh(std::int64_t token) {
+    if (token != generation || stopped)
+        return;
+    change().accountBusy = false;
+    if (std::exchange(refreshRequested, false)) {
+        nextAccountRefresh.makeDue();
+        tick();
+    }
+}
+
+// Starting over
+
+void UtilityState::reloadConnection() {
+    if (stopped || published.maintenance || published.loginPending || published.validatingHelper)
+        return;
+    abandonAccountWork();
+    resetAccountService();
+    reloadPending = false;
+    change().status = published.quota ? StatusText::retrying : StatusText::reloading;
+    refreshNow();
+}
+
+void UtilityState::identityDidChange() {
+    if (stopped || published.maintenance)
+        return;
+    clearAccountData();
+    if (published.loginPending)
+        return;
+    if (automaticReloads > 0 || published.validatingHelper) {
+        reloadLater();
+        return;
+    }
+    ++automaticReloads;
+    reloadConnection();
+}
+
+/// A helper can report a changed identity at every start. Reloading at once each time would start
+/// one helper after the other and never let a refresh come to its end.
+void UtilityState::reloadLater() {
+    forgetReading();
+    if (std::exchange(reloadPending, true))
+        return;
+    if (automaticReloads > 0)
+        nextAccountRefresh.set(published.now, retryDelay(automaticReloads));
+    else
+        nextAccountRefresh.makeDue();
+    ++automaticReloads;
+}
+
+void UtilityState::clearAccountData() {
+    UtilityFields& fields = change();
+    fields.quota.reset();
+    fields.tokens = {};
+    fields.tokenStatus = TokenStatusText::notYetReported;
+    fields.history.clear();
+    knownAccountHash.reset();
+    lastGood.reset();
+}
+
+/// Clears the account data, and the status line where it speaks of them.
+void UtilityState::forgetReading() {
+    clearAccountData();
+    if (describesReading(published.status))
+        change().status = StatusText::reloading;
+}
+
+/// Whatever the account service was asked for is given up: no answer to it is awaited any more, and
+/// none counts.
+void UtilityState::abandonAccountWork() {
+    ++generation;
+    change().accountBusy = false;
+    if (std::exchange(refreshRequested, false))
+        nextAccountRefresh.makeDue();
+    if (published.validatingHelper) {
+        change().validatingHelper = false;
+        change().settingsStatus = SettingsText::helperRefused;
+    }
+}
+
+/// Gives up on answers that should have come long ago.
+void UtilityState::endOverdueWork() {
+    const bool refreshOverdue = published.accountBusy && refreshDeadline.isDue(published.now);
+    if (refreshOverdue && snapshotAwaited)
+        applyAccountResult(generation, tl::make_unexpected(ConnectionIssue::timeout));
+    if (refreshOverdue || (published.validatingHelper && validationDeadline.isDue(published.now))) {
+        abandonAccountWork();
+        resetAccountService();
+    }
+}
+
+} // namespace tallywick

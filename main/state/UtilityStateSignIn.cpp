@@ -1,0 +1,80 @@
+#include "codex/SignInLink.h"
+#include "state/UtilityState.h"
+
+namespace tallywick {
+
+namespace {
+
+// Seconds.
+constexpr double signInWindow = 600;
+constexpr double delayAfterCancel = 15;
+
+} // namespace
+
+void UtilityState::startSignIn() {
+    if (stopped || accountActionsBusy(published))
+        return;
+    ++generation;
+    reloadPending = false; // a sign-in reads the account anew by itself
+    loginDeadline.emplace().set(services.clock(), signInWindow);
+    change().loginPending = true;
+    change().status = StatusText::preparingSignIn;
+    const std::int64_t token = generation;
+    account().startLogin(
+        helperCandidates(), onMainThread([this, token](const AccountService::LinkOutcome& result) {
+            signInDidStart(token, result);
+        }),
+        onMainThread([this, token](bool success) { signInDidEnd(token, success); }));
+}
+
+void UtilityState::signInDidStart(std::int64_t token, const AccountService::LinkOutcome& result) {
+    if (token != generation || stopped || !published.loginPending)
+        return;
+    if (!result) {
+        endSignIn();
+        change().status = sentence(result.error());
+        return;
+    }
+    const auto link = signInLink(*result);
+    if (!link) {
+        cancelSignIn();
+        return;
+    }
+    change().status = StatusText::waitingForSignIn;
+    if (!services.workspace.openAddress(*link)) {
+        cancelSignIn();
+        change().settingsStatus = SettingsText::browserFailed;
+    }
+}
+
+void UtilityState::signInDidEnd(std::int64_t token, bool success) {
+    if (token != generation || stopped)
+        return;
+    endSignIn();
+    change().settingsStatus = success ? SettingsText::signInCompleted : SettingsText::signInFailed;
+    refreshNow();
+}
+
+void UtilityState::endSignIn() {
+    change().loginPending = false;
+    loginDeadline.reset();
+}
+
+void UtilityState::cancelSignIn() {
+    if (!published.loginPending)
+        return;
+    abandonAccountWork();
+    endSignIn();
+    account().cancelLogin();
+    change().status = StatusText::signInCancelled;
+    nextAccountRefresh.set(services.clock(), delayAfterCancel);
+}
+
+void UtilityState::endOverdueSignIn() {
+    if (!loginDeadline || !loginDeadline->isDue(published.now))
+        return;
+    cancelSignIn();
+    change().settingsStatus = SettingsText::signInTimedOut;
+}
+
+} // namespace tallywick

@@ -1,0 +1,129 @@
+#pragma once
+
+#include "codex/AccountTransport.h"
+#include "codex/BridgeFailure.h"
+
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <deque>
+#include <functional>
+#include <future>
+#include <map>
+#include <mutex>
+#include <optional>
+#include <string>
+#include <utility>
+
+namespace tallywick::testing {
+
+/// What happened, one line for each step. Any thread may add to it.
+class Transcript {
+  public:
+    /// Called after each new line, on the thread that added it.
+    std::function<void(const std::string& line)> react;
+
+    void add(const std::string& line) {
+        {
+            const std::lock_guard guard(mutex);
+            text += line + "\n";
+        }
+        if (react)
+            react(line);
+    }
+    /// Everything since the last call.
+    std::string take() {
+        const std::lock_guard guard(mutex);
+        return std::exchange(text, {});
+    }
+
+  private:
+    std::mutex mutex;
+    std::string text;
+};
+
+class FakeTransport;
+
+/// Answers one request or throws. Runs in mid-request, so it may also change the transport.
+using Answer = std::function<Json(FakeTransport&)>;
+
+inline Answer gives(Json result) {
+    return [result = std::move(result)](FakeTransport&) { return result; };
+}
+template <typename Failure>
+Answer fails(Failure failure) {
+    return [failure](FakeTransport&) -> Json { throw failure; };
+}
+
+/// The behaviour of one helper. A method's answers are given in order, the last one again and
+/// again. "launch" and "initialize" succeed unless they have an answer, which can only throw.
+struct FakeHelper {
+    std::optional<std::string> mode;
+    std::map<std::string, std::deque<Answer>> answers;
+
+    FakeHelper with(const std::string& method, std::deque<Answer> queued) const {
+        FakeHelper changed = *this;
+        changed.answers[method] = std::move(queued);
+        return changed;
+    }
+};
+
+/// A helper without a process: plays a `FakeHelper` and writes down what it is asked.
+class FakeTransport : public AccountTransport {
+  public:
+    FakeTransport(std::string helperName, FakeHelper helper, Transcript& record,
+                  BridgeEventHandler handler)
+        : emit(std::move(handler)), name(std::move(helperName)), script(std::move(helper)),
+          transcript(record) {
+        transcript.add("launch " + name);
+        answer("launch");
+    }
+
+    /// Delivers an event to the service as a real helper's queue would.
+    const BridgeEventHandler emit;
+
+    void changeAccount() {
+        ++changes;
+        emit(AccountChanged{script.mode});
+    }
+    void waitUntilClosed() { closing.get_future().wait(); }
+
+    std::optional<std::string> mode() const override { return script.mode; }
+    std::int64_t revision() const override { return changes; }
+    std::string version() const override { return "0.169.0"; }
+    void initialize() override {
+        transcript.add("initialize " + name);
+        answer("initialize");
+    }
+    Json request(const std::string& method, const Json& params, Seconds timeout) override {
+        EXPECT_EQ(timeout, defaultTimeout);
+        transcript.add(method + " " + writeJson(params));
+        return answer(method);
+    }
+    void close() override {
+        if (closed.exchange(true))
+            return;
+        transcript.add("close " + name);
+        closing.set_value();
+    }
+
+  private:
+    Json answer(const std::string& method) {
+        std::deque<Answer>& queued = script.answers[method];
+        if (queued.empty())
+            return {};
+        const Answer next = queued.front();
+        if (queued.size() > 1)
+            queued.pop_front();
+        return next(*this);
+    }
+
+    const std::string name;
+    FakeHelper script;
+    Transcript& transcript;
+    std::atomic<std::int64_t> changes = 0;
+    std::atomic<bool> closed = false;
+    std::promise<void> closing;
+};
+
+} // namespace tallywick::testing

@@ -1,0 +1,95 @@
+#include "StateHarness.h"
+#include "codex/CodexBridge.h"
+
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+
+namespace tallywick::testing {
+namespace {
+
+/// The state with the sample helper as a process of its own, in one of its scenarios.
+struct RealHelper : StateHarness {
+    explicit RealHelper(const char* scenario, bool settles = true) {
+        setenv("TALLYWICK_SAMPLE", scenario, 1);
+        candidates = {SAMPLE_HELPER};
+        openPanel.choice = SAMPLE_HELPER;
+        realTransports = codexBridgeFactory("0.6.0");
+        now = systemNow(); // the helper has a clock of its own
+        start(settles);
+    }
+    ~RealHelper() { unsetenv("TALLYWICK_SAMPLE"); }
+};
+
+TEST(SampleHelper, EachScenarioBecomesAStatus) {
+    const struct {
+        const char* scenario;
+        const char* badge;
+        std::string_view status; ///< how it begins
+        bool quota, tokens;
+        int launches;
+    } cases[] = {
+        {"default", "LIVE", "LIVE · Synced ", true, true, 1},
+        {"old-helper", "LIVE", "LIVE · Synced ", true, false, 1},
+        {"no-weekly-window", "STATUS", "Connected · Weekly allowance unavailable", false, true, 1},
+        {"signed-out", "STATUS", sentence(ConnectionIssue::signedOut), false, false, 2},
+        {"needs-token-refresh", "LIVE", "LIVE · Synced ", true, true, 2},
+        {"external-session", "STATUS", sentence(ConnectionIssue::externalSession), false, false, 2},
+        {"api-key", "STATUS", sentence(ConnectionIssue::unsupportedAccount), false, false, 1},
+        {"offline", "STATUS", sentence(ConnectionIssue::offline), false, false, 1},
+        {"long-errors", "STATUS", sentence(ConnectionIssue::invalidResponse), false, false, 1},
+        {"crash", "STATUS", sentence(ConnectionIssue::stopped), false, false, 1},
+    };
+    for (const auto& row : cases) {
+        SCOPED_TRACE(row.scenario);
+        RealHelper harness(row.scenario);
+        const UtilityFields& fields = harness.fields();
+        EXPECT_EQ(statusBadge(fields.status, false), row.badge);
+        EXPECT_TRUE(fields.status.starts_with(row.status)) << fields.status;
+        EXPECT_EQ(fields.quota.has_value(), row.quota);
+        EXPECT_EQ(fields.tokens.lifetime.has_value(), row.tokens);
+        EXPECT_EQ(fields.history.empty(), !row.quota);
+        EXPECT_EQ(fields.connectionDetails.helperVersion, "0.169.0");
+        EXPECT_EQ(harness.launches(), row.launches);
+    }
+}
+
+TEST(SampleHelper, SignsInAndIsThenRead) {
+    RealHelper harness("sign-in-completes");
+    EXPECT_EQ(harness.fields().status, sentence(ConnectionIssue::signedOut));
+    harness.state->startSignIn();
+    harness.waitUntil([&] { return !harness.fields().loginPending; });
+    harness.settle();
+    EXPECT_TRUE(harness.workspace.opened.starts_with("https://auth.openai.com/"));
+    EXPECT_EQ(harness.fields().settingsStatus, "Sign-in completed. Reading usage…");
+    EXPECT_TRUE(isLive(harness.fields().status)) << harness.fields().status;
+}
+
+TEST(SampleHelper, IsAcceptedAsTheUsersChoice) {
+    RealHelper harness("default");
+    harness.state->chooseHelper();
+    harness.settle();
+    EXPECT_EQ(harness.fields().settingsStatus, "Validated Codex helper selected.");
+    EXPECT_EQ(harness.preferences.stringValue("codexPath"), SAMPLE_HELPER);
+    EXPECT_TRUE(isLive(harness.fields().status)) << harness.fields().status;
+}
+
+TEST(SampleHelper, ThatHangsIsReplacedAfterASleep) {
+    RealHelper harness("hanging", false);
+    const auto hangs = [&] {
+        return harness.fields().connectionDetails.stage == "weekly allowance";
+    };
+    harness.waitUntil(hangs);
+    EXPECT_TRUE(harness.fields().accountBusy);
+    harness.powerEvents.handlers.willSleep();
+    EXPECT_FALSE(harness.fields().accountBusy);
+
+    setenv("TALLYWICK_SAMPLE", "default", 1);
+    harness.powerEvents.handlers.didWake();
+    harness.settle();
+    EXPECT_TRUE(isLive(harness.fields().status)) << harness.fields().status;
+    EXPECT_EQ(harness.launches(), 2);
+}
+
+} // namespace
+} // namespace tallywick::testing

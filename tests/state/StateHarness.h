@@ -1,0 +1,189 @@
+#pragma once
+
+#include "codex/FakeTransport.h"
+#include "state/UtilityState.h"
+#include "support/TemporaryFolder.h"
+
+#include <atomic>
+#include <functional>
+#include <future>
+#include <map>
+#include <optional>
+#include <string>
+#include <variant>
+#include <vector>
+
+namespace tallywick::testing {
+
+class FakePreferences : public Preferences {
+  public:
+    std::map<std::string, std::variant<bool, double, std::string>, std::less<>> values;
+
+    std::optional<bool> boolValue(std::string_view key) const override { return get<bool>(key); }
+    std::optional<double> doubleValue(std::string_view key) const override {
+        return get<double>(key);
+    }
+    std::optional<std::string> stringValue(std::string_view key) const override {
+        return get<std::string>(key);
+    }
+    void setBool(std::string_view key, bool value) override { values[std::string(key)] = value; }
+    void setDouble(std::string_view key, double value) override {
+        values[std::string(key)] = value;
+    }
+    void setString(std::string_view key, const std::string& value) override {
+        values[std::string(key)] = value;
+    }
+    void remove(std::string_view key) override { values.erase(std::string(key)); }
+
+  private:
+    template <typename Value>
+    std::optional<Value> get(std::string_view key) const {
+        const auto found = values.find(key);
+        const auto* value = found == values.end() ? nullptr : std::get_if<Value>(&found->second);
+        return value ? std::optional(*value) : std::nullopt;
+    }
+};
+
+struct FakePowerEvents : PowerEvents {
+    Handlers handlers;
+    void start(Handlers given) override { handlers = std::move(given); }
+    void stop() override { handlers = {}; }
+};
+
+struct FakeNetworkPath : NetworkPath {
+    std::function<void(NetworkPathStatus)> update;
+    void start(std::function<void(NetworkPathStatus)> onUpdate) override { update = onUpdate; }
+    void stop() override { update = nullptr; }
+};
+
+struct FakeWorkspace : Workspace {
+    bool browserWorks = true;
+    std::string opened;
+    std::string clipboard;
+    bool openAddress(const std::string& address) override {
+        opened = address;
+        return browserWorks;
+    }
+    void copyText(const std::string& text) override { clipboard = text; }
+};
+
+struct FakeOpenPanel : OpenPanel {
+    std::optional<std::filesystem::path> choice;
+    std::function<void()> whileOpen = [] {};
+    std::optional<std::filesystem::path> chooseFile(const std::string&,
+                                                    const std::string&) override {
+        whileOpen();
+        return choice;
+    }
+};
+
+struct FakeWindow : UtilityWindow {
+    bool visible = true;
+    bool minimised = false;
+    int configurations = 0;
+    std::vector<double> heights; ///< that its content was given
+    bool isVisible() const override { return visible; }
+    bool isMinimised() const override { return minimised; }
+    double maximumContentHeight() const override { return 900; }
+    void setContentSize(QSizeF size) override { heights.push_back(size.height()); }
+    void applyConfiguration() override { ++configurations; }
+};
+
+/// A machine that counts how often it is asked; each sample uses one more percent of its memory.
+struct FakeMachine {
+    std::atomic<int> samples = 0;
+    std::atomic<int> listings = 0;
+    std::atomic<int> volumes = 1;
+};
+
+Json json(std::string_view text);
+/// The result of "account/rateLimits/read" for an account.
+Json allowanceOf(const std::string& accountId, int usedPercent = 40);
+/// Answers only when the helper is closed, which fails it.
+Answer hangs();
+
+/// An answer that a test may replace at any time, even while a helper is giving it.
+class ChangeableAnswer {
+  public:
+    ChangeableAnswer(Answer first) : answer(std::move(first)) {}
+    ChangeableAnswer& operator=(Answer next) {
+        const std::lock_guard guard(mutex);
+        answer = std::move(next);
+        return *this;
+    }
+    Json give(FakeTransport& helper) {
+        return [this] {
+            const std::lock_guard guard(mutex);
+            return answer;
+        }()(helper);
+    }
+
+  private:
+    std::mutex mutex;
+    Answer answer;
+};
+
+/// The state with a real account service between fakes: a clock that stands at Wednesday 14:00 UTC
+/// until a test moves it, a helper whose answers a test may change between two refreshes, and the
+/// lines that `watchLine` gave, each behind the seconds since the start.
+class StateHarness {
+  public:
+    StateHarness();
+    ~StateHarness();
+    StateHarness(const StateHarness&) = delete;
+    StateHarness& operator=(const StateHarness&) = delete;
+
+    /// Constructs the state and, as told, lets its first refresh come to its end.
+    UtilityState& start(bool settles = true);
+
+    /// Lets that many seconds pass, tick by tick; whatever a tick starts comes to its end.
+    void pass(int seconds);
+    /// Runs the event loop until no answer of the account service is awaited.
+    void settle();
+    void waitUntil(const std::function<bool()>& condition);
+
+    std::string takeLines() { return std::exchange(lines, {}); }
+    /// The seconds since the start at which account refreshes have begun.
+    std::vector<int> takeRefreshes() { return std::exchange(refreshes, {}); }
+    int launches() const { return launched; }
+    const UtilityFields& fields() const { return state->fields(); }
+
+    std::atomic<double> now;
+    ChangeableAnswer initialize = gives({});
+    ChangeableAnswer account =
+        gives(json(R"({"account":{"type":"chatgpt","email":"me@example.com"}})"));
+    ChangeableAnswer allowance = gives(allowanceOf("A1"));
+    ChangeableAnswer usage = gives(json(R"({"summary":{"lifetimeTokens":9000}})"));
+    ChangeableAnswer login =
+        gives(json(R"({"loginId":"L1","authUrl":"https://auth.openai.com/x"})"));
+    std::shared_ptr<FakeTransport> helper; ///< the one started last; look at it between refreshes
+    TransportFactory realTransports;       ///< to be used instead, if there is one
+    std::vector<std::filesystem::path> candidates{"/opt/tools/codex"};
+    std::optional<std::filesystem::path> preferred; ///< of the last search
+    RunningBundle bundle;
+
+    FakePreferences preferences;
+    FakePowerEvents powerEvents;
+    FakeNetworkPath networkPath;
+    FakeWorkspace workspace;
+    FakeOpenPanel openPanel;
+    FakeMachine machine;
+    FakeWindow window;
+    std::unique_ptr<UtilityState> state;
+
+  private:
+    int elapsed() const;
+    void watch();
+    std::shared_ptr<AccountTransport> launch(const std::filesystem::path& executable,
+                                             const BridgeEventHandler& onEvent);
+
+    TemporaryFolder folder;
+    Transcript transcript;
+    std::atomic<int> launched = 0;
+    std::string lines;
+    std::string lastLine;
+    std::vector<int> refreshes;
+    std::vector<std::future<void>> servicesGone;
+};
+
+} // namespace tallywick::testing

@@ -1,0 +1,432 @@
+#include "codex/CodexBridge.h"
+#include "codex/ConnectionIssue.h"
+#include "codex/Quota.h"
+#include "codex/SignInLink.h"
+#include "codex/TokenActivity.h"
+#include "sample-helper/Scenario.h"
+
+#include <gmock/gmock.h>
+
+#include <sys/wait.h>
+
+#include <algorithm>
+#include <array>
+#include <cstdio>
+#include <cstdlib>
+#include <fstream>
+#include <iterator>
+
+namespace tallywick::sample {
+namespace {
+
+using ::testing::AllOf;
+using ::testing::ElementsAre;
+using ::testing::Gt;
+using ::testing::HasSubstr;
+using ::testing::Lt;
+using ::testing::SizeIs;
+using ::testing::UnorderedElementsAre;
+using Seconds = AccountTransport::Seconds;
+
+constexpr auto patience = std::chrono::seconds(20);
+
+/// A night: the allowance stands still while a test runs. The first account's turn has just begun.
+constexpr Second night = 1'794'969'000; ///< 2026-11-18 02:30 UTC
+static_assert(night % accountTurn == 0 && night / accountTurn % 2 == 0);
+
+void chooseScenario(std::string_view scenario, double now = night) {
+    ::setenv("TALLYWICK_SAMPLE", std::string(scenario).c_str(), 1);
+    ::setenv("TALLYWICK_SAMPLE_NOW", std::to_string(now).c_str(), 1);
+}
+
+/// Events or lines of a helper, collected on its thread.
+class Collector {
+  public:
+    void add(std::string text) {
+        MutexLock lock(mutex);
+        texts.push_back(std::move(text));
+        changed.notifyAll();
+    }
+
+    std::vector<std::string> waitFor(std::size_t count) {
+        const auto deadline = std::chrono::steady_clock::now() + patience;
+        MutexLock lock(mutex);
+        while (texts.size() < count && changed.waitUntil(mutex, deadline)) {
+        }
+        return texts;
+    }
+
+  private:
+    Mutex mutex;
+    Condition changed;
+    std::vector<std::string> texts GUARDED_BY(mutex);
+};
+
+/// The sample helper of the chosen scenario, behind the transport that the utility uses.
+class Helper {
+  public:
+    Helper()
+        : bridge(CodexBridge::launch(SAMPLE_HELPER, true,
+                                     [this](const BridgeEvent& event) { addEvent(event); },
+                                     {.killGrace = std::chrono::milliseconds(50)})) {}
+    ~Helper() {
+        bridge->close();
+        EXPECT_TRUE(waitForChildProcesses(patience));
+    }
+    Helper(const Helper&) = delete;
+    Helper& operator=(const Helper&) = delete;
+
+    Json request(const char* method, const Json& params = Json::object()) const {
+        return bridge->request(method, params, patience);
+    }
+
+    /// What the utility would make of the method's answer, in one word.
+    std::string outcome(const char* method, Seconds limit = patience,
+                        const Json& params = Json::object()) const {
+        try {
+            return summary(method, bridge->request(method, params, limit));
+        } catch (...) {
+            return std::string(rawValue(classify(std::current_exception())));
+        }
+    }
+
+    std::string mode() const { return bridge->mode().value_or("none"); }
+
+    Collector events;
+
+  private:
+    void addEvent(const BridgeEvent& event) {
+        if (const auto* login = std::get_if<LoginCompleted>(&event))
+            events.add(login->loginId + (login->success ? " succeeded" : " failed"));
+        else if (const auto* change = std::get_if<AccountChanged>(&event))
+            events.add("account " + change->mode.value_or("unknown"));
+    }
+
+    static std::string summary(std::string_view method, const Json& result) {
+        if (method == "account/read") {
+            const Json* account = objectMember(result, "account");
+            return account ? account->at("type").get<std::string>() : "nobody";
+        }
+        if (method == "account/usage/read") {
+            const TokenActivity activity = tokenActivityFromUsage(result);
+            return activity.lifetime ? activity.latestDay.value_or("no day") : "no tokens";
+        }
+        const std::optional<Quota> quota = quotaFromRateLimits(result);
+        if (!quota)
+            return "no week";
+        const AllowanceWindow week = weeklyWindow(firstSampleAccount(), night);
+        EXPECT_EQ(static_cast<Second>(quota->reset), week.resetsAt);
+        return static_cast<int>(quota->used) == week.usedPercent ? "week" : "another week";
+    }
+
+    std::shared_ptr<CodexBridge> bridge;
+};
+
+/// What the utility gets from the helper of one scenario.
+struct Answers {
+    const char* scenario;
+    const char* mode = "chatgpt";
+    const char* account = "chatgpt";
+    const char* allowance = "week";
+    const char* activity = "2026-11-18";
+    /// Too short for an answer that takes seconds or never comes.
+    Seconds limit = patience;
+};
+
+void PrintTo(const Answers& row, std::ostream* stream) { *stream << row.scenario; }
+
+constexpr Seconds briefly{0.05};
+
+constexpr Answers answers[] = {
+    {.scenario = "default"},
+    {.scenario = "week-as-secondary"},
+    {.scenario = "no-weekly-window", .allowance = "no week"},
+    {.scenario = "null-numbers", .allowance = "no week"},
+    {.scenario = "used-up", .allowance = "another week"},
+    {.scenario = "long-history"},
+    {.scenario = "workspace"},
+    {.scenario = "account-switch"},
+    {.scenario = "signed-out",
+     .mode = "none",
+     .account = "nobody",
+     .allowance = "invalidResponse",
+     .activity = "invalidResponse"},
+    {.scenario = "sign-in-completes",
+     .mode = "none",
+     .account = "nobody",
+     .allowance = "invalidResponse",
+     .activity = "invalidResponse"},
+    {.scenario = "sign-in-fails",
+     .mode = "none",
+     .account = "nobody",
+     .allowance = "invalidResponse",
+     .activity = "invalidResponse"},
+    {.scenario = "expired-session"},
+    {.scenario = "needs-token-refresh",
+     .allowance = "authentication",
+     .activity = "authentication"},
+    {.scenario = "external-session", .mode = "chatgptAuthTokens", .allowance = "authentication"},
+    {.scenario = "api-key",
+     .mode = "apikey",
+     .account = "apiKey",
+     .allowance = "invalidResponse",
+     .activity = "invalidResponse"},
+    {.scenario = "throttled", .allowance = "throttled", .activity = "throttled"},
+    {.scenario = "forbidden", .allowance = "forbidden", .activity = "forbidden"},
+    {.scenario = "offline", .account = "offline", .allowance = "offline", .activity = "offline"},
+    {.scenario = "long-errors", .allowance = "invalidResponse", .activity = "invalidResponse"},
+    {.scenario = "old-helper", .activity = "incompatible"},
+    {.scenario = "incompatible", .account = "incompatible"},
+    {.scenario = "slow",
+     .account = "timeout",
+     .allowance = "timeout",
+     .activity = "timeout",
+     .limit = briefly},
+    {.scenario = "hanging", .allowance = "timeout", .limit = briefly},
+    {.scenario = "crash", .allowance = "stopped", .activity = "stopped"},
+};
+
+class SampleHelperScenario : public ::testing::TestWithParam<Answers> {};
+
+TEST_P(SampleHelperScenario, AnswersAsItsNameSays) {
+    const Answers& row = GetParam();
+    chooseScenario(row.scenario);
+    const Helper helper;
+    EXPECT_EQ(helper.mode(), row.mode);
+    const bool slow = std::string_view(row.account) == "timeout";
+    EXPECT_EQ(helper.outcome("account/read", slow ? row.limit : patience), row.account);
+    EXPECT_EQ(helper.outcome("account/rateLimits/read", row.limit), row.allowance);
+    EXPECT_EQ(helper.outcome("account/usage/read", slow ? row.limit : patience), row.activity);
+}
+
+INSTANTIATE_TEST_SUITE_P(, SampleHelperScenario, ::testing::ValuesIn(answers), [](const auto& row) {
+    std::string name = row.param.scenario;
+    std::ranges::replace(name, '-', '_');
+    return name;
+});
+
+TEST(SampleHelper, HasARowInTheTableAndInTheReadmeForEachScenario) {
+    std::ifstream file(SAMPLE_HELPER_README);
+    const std::string readme(std::istreambuf_iterator<char>(file), {});
+    ASSERT_FALSE(scenarios().empty());
+    ASSERT_EQ(std::size(answers), scenarios().size());
+    for (std::size_t i = 0; i < scenarios().size(); ++i) {
+        const Scenario& scenario = scenarios()[i];
+        EXPECT_EQ(answers[i].scenario, scenario.name);
+        EXPECT_THAT(readme, HasSubstr("| `" + std::string(scenario.name) + "` | "
+                                      + std::string(scenario.summary) + " |\n"));
+    }
+}
+
+TEST(SampleHelper, ExpiresUntilItIsStartedAnew) {
+    chooseScenario("expired-session");
+    for (int start = 0; start < 2; ++start) {
+        const Helper helper;
+        EXPECT_EQ(helper.outcome("account/rateLimits/read"), "week");
+        EXPECT_EQ(helper.outcome("account/rateLimits/read"), "authentication");
+        EXPECT_EQ(helper.outcome("account/rateLimits/read"), "authentication");
+    }
+}
+
+TEST(SampleHelper, WorksAfterATokenRefresh) {
+    chooseScenario("needs-token-refresh");
+    const Helper helper;
+    EXPECT_EQ(helper.outcome("account/read", patience, {{"refreshToken", false}}), "chatgpt");
+    EXPECT_EQ(helper.outcome("account/rateLimits/read"), "authentication");
+    EXPECT_EQ(helper.outcome("account/read", patience, {{"refreshToken", true}}), "chatgpt");
+    EXPECT_EQ(helper.outcome("account/rateLimits/read"), "week");
+}
+
+TEST(SampleHelper, SwitchesTheAccountAtTheEndOfATurn) {
+    chooseScenario("account-switch", night + accountTurn - 0.01);
+    Helper helper;
+    EXPECT_THAT(helper.events.waitFor(2), ElementsAre("account chatgpt", "account chatgpt"));
+    EXPECT_EQ(helper.request("account/read").at("account").at("email"),
+              secondSampleAccount().email);
+    EXPECT_EQ(helper.request("account/rateLimits/read").at("accountId"),
+              secondSampleAccount().accountId);
+}
+
+TEST(SampleHelper, TellsOfTheWorkspace) {
+    chooseScenario("workspace");
+    EXPECT_EQ(Helper().request("account/rateLimits/read").at("workspaceId"),
+              "sample-workspace-0001");
+}
+
+TEST(SampleHelper, EndsABrowserSignIn) {
+    struct Case {
+        const char* scenario;
+        std::vector<std::string> events; // after the second start
+        const char* account;
+    };
+    const Case cases[] = {
+        {"sign-in-completes",
+         {"sample-login-1 failed", "sample-login-2 succeeded", "account chatgpt"},
+         "chatgpt"},
+        {"sign-in-fails", {"sample-login-1 failed", "sample-login-2 failed"}, "nobody"},
+    };
+    for (const Case& row : cases) {
+        SCOPED_TRACE(row.scenario);
+        chooseScenario(row.scenario);
+        Helper helper;
+        for (const char* loginId : {"sample-login-1", "sample-login-2"}) {
+            const Json login = helper.request("account/login/start", {{"type", "chatgpt"}});
+            EXPECT_EQ(login.at("loginId"), loginId);
+            EXPECT_TRUE(signInLink(login.at("authUrl").get<std::string>()));
+        }
+        EXPECT_EQ(helper.events.waitFor(row.events.size()), row.events);
+        EXPECT_EQ(helper.outcome("account/read"), row.account);
+    }
+}
+
+TEST(SampleHelper, CancelsABrowserSignIn) {
+    chooseScenario("signed-out");
+    Helper helper;
+    helper.request("account/login/start", {{"type", "chatgpt"}});
+    const Json login = {{"loginId", "sample-login-1"}};
+    EXPECT_EQ(helper.request("account/login/cancel", login).at("status"), "canceled");
+    EXPECT_EQ(helper.request("account/login/cancel", login).at("status"), "notFound");
+    EXPECT_THAT(helper.events.waitFor(1), ElementsAre("sample-login-1 failed"));
+}
+
+enum class Ending { closedInput, signal };
+
+/// Sends the lines to a helper, waits for `count` lines of its output and returns them once the
+/// helper has ended by itself.
+std::vector<std::string> converse(std::string_view input, std::size_t count, Ending ending) {
+    Collector lines;
+    std::string unfinished;
+    const auto takeOutput = [&](std::string_view piece) {
+        unfinished += piece;
+        for (std::size_t end; (end = unfinished.find('\n')) != std::string::npos;) {
+            lines.add(unfinished.substr(0, end));
+            unfinished.erase(0, end + 1);
+        }
+    };
+    const auto child =
+        ChildProcess::launch({.executable = SAMPLE_HELPER,
+                              .arguments = {"app-server"},
+                              .currentFolder = "/",
+                              .killGrace = 2 * patience},
+                             {.output = takeOutput, .inputBroken = [] {}, .terminated = [] {}});
+    EXPECT_EQ(child->write(input, input.size()), ChildProcess::WriteOutcome::accepted);
+    auto result = lines.waitFor(count);
+    if (ending == Ending::signal)
+        child->terminate();
+    else
+        child->closeInput();
+    EXPECT_TRUE(waitForChildProcesses(patience)) << "it was left to be killed";
+    return result;
+}
+
+/// The message without what differs from one run to the next.
+std::string stripped(const std::string& line) {
+    Json message = parseJson(line).value_or(Json("no JSON"));
+    if (message.is_object() && message.contains("method")) {
+        EXPECT_EQ(message.erase("emittedAt"), 1U) << line;
+    }
+    return writeJson(message);
+}
+
+TEST(SampleHelper, ShakesHandsAndAnswersAsTheyBecomeReady) {
+    chooseScenario("signed-out");
+    const std::string hello =
+        R"("params":{"clientInfo":{"name":"client","title":"Client","version":"1.2.3"}}})"
+        "\n";
+    const std::string input = R"({"method":"account/read","id":"early"}
+junk
+[]
+{"method":"initialize","id":1})"
+                              "\n"
+                              R"({"method":"initialize","id":2,)"
+                              + hello + R"({"method":"initialize","id":3,)" + hello
+                              + R"({"method":"initialized","params":{}}
+{"method":"account/rateLimits/read","id":4,"params":{}}
+{"method":"account/read","id":5,"params":{}}
+{"id":1,"error":{}}
+{"method":"account/login/start","id":6,"params":{"type":"apikey"}}
+{"method":"account/login/cancel","id":7}
+{"method":"account/logout","id":8}
+)";
+    std::vector<std::string> lines = converse(input, 11, Ending::closedInput);
+    ASSERT_THAT(lines, SizeIs(11));
+    const auto unknown = std::ranges::find_if(
+        lines, [](const std::string& line) { return line.ends_with(R"("id":8})"); });
+    ASSERT_NE(unknown, lines.end());
+    EXPECT_THAT(*unknown, AllOf(SizeIs(AllOf(Gt(4000), Lt(5000))), HasSubstr(R"("code":-32601)")));
+    lines.erase(unknown);
+    std::ranges::transform(lines, lines.begin(), stripped);
+
+    const auto refused = [](const char* message, const char* id) {
+        return std::string(R"({"error":{"code":-32600,"message":")") + message + R"("},"id":)" + id
+               + "}";
+    };
+    const std::vector<std::string> first(lines.begin(), lines.end() - 4);
+    EXPECT_THAT(
+        first,
+        UnorderedElementsAre(
+            refused("Not initialized", R"("early")"),
+            refused("Invalid request: clientInfo is missing", "1"),
+            refused("Already initialized", "3"),
+            refused("Invalid request: unknown type of sign-in", "6"),
+            refused("Invalid request: loginId is missing", "7"),
+            R"({"id":5,"result":{"account":null,"requiresOpenaiAuth":true,"userId":null}})"));
+    const std::vector<std::string> last(lines.end() - 4, lines.end());
+    EXPECT_THAT(
+        last,
+        ElementsAre(
+            R"({"id":2,"result":{"codexHome":"/home/sample/.codex","platformFamily":"unix",)"
+            R"("platformOs":"linux","userAgent":"client/0.169.0 (Debian 12.0.0; x86_64) unknown )"
+            "(client; 1.2.3)\"}}",
+            R"({"method":"configWarning","params":{"details":null,)"
+            R"("summary":"This helper is a sample."}})",
+            R"({"method":"remoteControl/status/changed",)"
+            R"("params":{"installationId":null,"status":"disabled"}})",
+            refused("this reading needs a ChatGPT sign-in", "4")));
+}
+
+TEST(SampleHelper, EndsWhenItIsAskedTo) {
+    chooseScenario("default");
+    const std::string_view input = "{\"method\":\"account/read\",\"id\":1}\n";
+    EXPECT_THAT(converse(input, 1, Ending::signal), ElementsAre(HasSubstr("Not initialized")));
+}
+
+TEST(SampleHelper, EndsWithAStatusThatSaysWhy) {
+    struct Case {
+        const char* name;
+        std::string command; // the helper is $HELPER
+        int status;
+        const char* output;
+    };
+    const Case cases[] = {
+        {"a listing", "$HELPER --list-scenarios", 0, "signed-out           nobody is signed in\n"},
+        {"the end of its input", "$HELPER app-server </dev/null 2>&1", 0,
+         "\x1b[1;33mSample helper"},
+        {"no argument", "$HELPER 2>&1", 2, "usage: codex app-server"},
+        {"a scenario that is not there",
+         "TALLYWICK_SAMPLE=other $HELPER app-server </dev/null 2>&1", 2,
+         "TALLYWICK_SAMPLE names no scenario; there are:\ndefault "},
+        {"a moment that is none", "TALLYWICK_SAMPLE_NOW=1e300 $HELPER app-server </dev/null 2>&1",
+         2, "TALLYWICK_SAMPLE_NOW is no second"},
+        {"a line without end", "head -c 2097154 /dev/zero | $HELPER app-server 2>&1", 1,
+         "a line of the input is too long"},
+    };
+    ::setenv("HELPER", SAMPLE_HELPER, 1);
+    ::unsetenv("TALLYWICK_SAMPLE");
+    for (const Case& row : cases) {
+        SCOPED_TRACE(row.name);
+        std::FILE* pipe = ::popen(row.command.c_str(), "r");
+        ASSERT_NE(pipe, nullptr);
+        std::string output;
+        std::array<char, 4096> bytes{};
+        for (std::size_t count; (count = std::fread(bytes.data(), 1, bytes.size(), pipe)) > 0;)
+            output.append(bytes.data(), count);
+        const int status = ::pclose(pipe);
+        EXPECT_TRUE(WIFEXITED(status));
+        EXPECT_EQ(WEXITSTATUS(status), row.status);
+        EXPECT_THAT(output, HasSubstr(row.output));
+    }
+}
+
+} // namespace
+} // namespace tallywick::sample

@@ -1,0 +1,84 @@
+#include "sample-helper/EventLoop.h"
+#include "sample-helper/HelperSession.h"
+#include "sample-helper/Scenario.h"
+
+#include <charconv>
+#include <chrono>
+#include <cstdio>
+#include <cstdlib>
+#include <exception>
+#include <optional>
+#include <string_view>
+
+namespace {
+
+using namespace tallywick;
+using namespace tallywick::sample;
+
+constexpr int wrongUse = 2;
+
+void listScenarios(std::FILE* stream) {
+    for (const Scenario& scenario : scenarios())
+        std::fprintf(stream, "%-20s %s\n", scenario.name.data(), scenario.summary.data());
+}
+
+std::string_view environment(const char* name) {
+    const char* value = std::getenv(name); // NOLINT(concurrency-mt-unsafe): there is one thread
+    return value ? value : "";
+}
+
+/// The computer's clock, or one that starts at the given second; absent when the text is no second
+/// from year 2000 to year 3000.
+std::optional<Clock> clockFrom(std::string_view text) {
+    if (text.empty())
+        return Clock(systemNow);
+    Timestamp start = 0;
+    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), start);
+    const bool inRange = start >= 946'684'800 && start <= 32'503'680'000;
+    if (error != std::errc() || end != text.data() + text.size() || !inRange)
+        return std::nullopt;
+    using SteadyClock = std::chrono::steady_clock;
+    return [start, begin = SteadyClock::now()] {
+        return start + std::chrono::duration<double>(SteadyClock::now() - begin).count();
+    };
+}
+
+int serve() {
+    const std::string_view wanted = environment("TALLYWICK_SAMPLE");
+    const Scenario* scenario = wanted.empty() ? &scenarios().front() : findScenario(wanted);
+    if (!scenario) {
+        std::fputs("codex: TALLYWICK_SAMPLE names no scenario; there are:\n", stderr);
+        listScenarios(stderr);
+        return wrongUse;
+    }
+    const std::optional<Clock> clock = clockFrom(environment("TALLYWICK_SAMPLE_NOW"));
+    if (!clock) {
+        std::fputs("codex: TALLYWICK_SAMPLE_NOW is no second from year 2000 to 3000\n", stderr);
+        return wrongUse;
+    }
+    std::fprintf(stderr, "\x1b[1;33mSample helper\x1b[0m with a made-up account: %s\n",
+                 scenario->name.data());
+    EventLoop loop;
+    HelperSession session(*scenario, *clock, loop);
+    return loop.run([&session](std::string_view line) { session.receive(line); });
+}
+
+} // namespace
+
+int main(int argc, char** argv) {
+    const std::string_view argument = argc == 2 ? argv[1] : "";
+    if (argument == "--list-scenarios") {
+        listScenarios(stdout);
+        return 0;
+    }
+    if (argument != "app-server") {
+        std::fputs("usage: codex app-server | codex --list-scenarios\n", stderr);
+        return wrongUse;
+    }
+    try {
+        return serve();
+    } catch (const std::exception& error) {
+        std::fprintf(stderr, "codex: %s\n", error.what());
+        return 1;
+    }
+}
