@@ -7,16 +7,22 @@ namespace tallywick {
 tl::expected<CommandLine, UsageError> parseCommandLine(std::span<const char* const> arguments) {
     const auto usage = tl::make_unexpected(
         UsageError{"Usage: CorvaneUtility --report [--json] [--verbose] [--helper PATH]\n"
-                   "       CorvaneUtility --watch [--helper PATH]"});
+                   "       CorvaneUtility --watch [--helper PATH]\n"
+                   "       CorvaneUtility --locate [--helper PATH]"});
     CommandLine commandLine;
-    bool report = false;
-    bool watch = false;
+    int tasks = 0;
+    const auto take = [&](CommandLine::Task task) {
+        commandLine.task = task;
+        ++tasks;
+    };
     for (std::size_t i = 0; i < arguments.size(); ++i) {
         const std::string_view argument = arguments[i];
         if (argument == "--report")
-            report = true;
+            take(CommandLine::Task::report);
         else if (argument == "--watch")
-            watch = true;
+            take(CommandLine::Task::watch);
+        else if (argument == "--locate")
+            take(CommandLine::Task::locate);
         else if (argument == "--json")
             commandLine.json = true;
         else if (argument == "--verbose")
@@ -26,9 +32,9 @@ tl::expected<CommandLine, UsageError> parseCommandLine(std::span<const char* con
         else
             return usage;
     }
-    if (report == watch || (watch && (commandLine.json || commandLine.verbose)))
+    const bool isReport = commandLine.task == CommandLine::Task::report;
+    if (tasks != 1 || (!isReport && (commandLine.json || commandLine.verbose)))
         return usage;
-    commandLine.task = watch ? CommandLine::Task::watch : CommandLine::Task::report;
     return commandLine;
 }
 

@@ -13,7 +13,8 @@ namespace tallywick {
 struct CommandLine {
     enum class Task {
         report, ///< read the account once
-        watch   ///< keep reading it, without a window
+        watch,  ///< keep reading it, without a window
+        locate  ///< tell which helpers there are, and start none
     };
 
     Task task = Task::report;

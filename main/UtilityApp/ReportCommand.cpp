@@ -73,4 +73,14 @@ int runReport(const CommandLine& commandLine) {
                                                                                      : EXIT_FAILURE;
 }
 
+int runLocate(const CommandLine& commandLine) {
+    std::string locations;
+    for (const auto& helper : HelperSearch(commandLine.helper).candidates())
+        locations += maskedLocation(helper, homeFolder()) + '\n';
+    if (!locations.empty())
+        return print(stdout, locations) ? EXIT_SUCCESS : EXIT_FAILURE;
+    print(stderr, failureText(ConnectionIssue::missingHelper, std::nullopt));
+    return EXIT_FAILURE;
+}
+
 } // namespace tallywick

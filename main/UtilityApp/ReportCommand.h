@@ -9,4 +9,8 @@ namespace tallywick {
 /// leaves no helper behind.
 int runReport(const CommandLine& commandLine);
 
+/// Writes the masked location of each helper that would be tried, best first. Returns the program's
+/// exit status: 1 when there is none. Starts nothing.
+int runLocate(const CommandLine& commandLine);
+
 } // namespace tallywick

@@ -12,13 +12,19 @@ constexpr int usageExitStatus = 2;
 } // namespace
 
 int main(int argc, char** argv) {
-    const auto commandLine = tallywick::parseCommandLine(
+    using namespace tallywick;
+    const auto commandLine = parseCommandLine(
         std::span<const char* const>(argv, static_cast<std::size_t>(argc)).subspan(argc > 0));
     if (!commandLine) {
         static_cast<void>(std::fprintf(stderr, "%s\n", commandLine.error().usage.c_str()));
         return usageExitStatus;
     }
-    return commandLine->task == tallywick::CommandLine::Task::watch
-               ? tallywick::runWatch(*commandLine, argc, argv)
-               : tallywick::runReport(*commandLine);
+    switch (commandLine->task) {
+    case CommandLine::Task::report:
+        return runReport(*commandLine);
+    case CommandLine::Task::watch:
+        return runWatch(*commandLine, argc, argv);
+    case CommandLine::Task::locate:
+        return runLocate(*commandLine);
+    }
 }

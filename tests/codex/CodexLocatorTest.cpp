@@ -68,19 +68,21 @@ class Machine {
 
     fs::path operator/(const std::string& name) const { return folder / name; }
 
-    void put(const std::string& name, const std::string& bytes, unsigned mode = 0755) const {
+    /// The same, once the folder that it lies in is there.
+    fs::path make(const std::string& name) const {
         fs::create_directories((folder / name).parent_path());
-        std::ofstream(folder / name) << bytes;
+        return folder / name;
+    }
+    void put(const std::string& name, const std::string& bytes, unsigned mode = 0755) const {
+        std::ofstream(make(name)) << bytes;
         fs::permissions(folder / name, fs::perms{mode});
     }
     void plant(const std::string& name) const { put(name, system.native.front()); }
     void link(const std::string& name, const fs::path& target) const {
-        fs::create_directories((folder / name).parent_path());
-        fs::create_symlink(target, folder / name);
+        fs::create_symlink(target, make(name));
     }
     void makeFifo(const std::string& name) const {
-        fs::create_directories((folder / name).parent_path());
-        ASSERT_EQ(::mkfifo((folder / name).c_str(), 0777), 0);
+        ASSERT_EQ(::mkfifo(make(name).c_str(), 0777), 0);
     }
     void search(const std::string& name) { searchPath += ":" + (folder / name).string(); }
 

@@ -53,7 +53,8 @@ TEST(FileAccess, readsTheWholeOfARegularFile) {
         if (!bytes.empty()) {
             EXPECT_EQ(readRegularFile(folder / "file", bytes.size() - 1), std::nullopt);
         }
-        for (const std::size_t count : {std::size_t{0}, std::size_t{2}, bytes.size(), plenty})
+        for (const std::size_t count :
+             {std::size_t{0}, std::size_t{2}, std::size_t{100'000}, plenty})
             EXPECT_EQ(readFileStart(folder / "file", count), bytes.substr(0, count));
     }
 }

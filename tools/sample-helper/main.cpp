@@ -27,8 +27,8 @@ std::string_view environment(const char* name) {
     return value ? value : "";
 }
 
-/// The computer's clock, or one that starts at the given second; absent when the text is no second
-/// from year 2000 to year 3000.
+/// The computer's clock, or one that shows the given second when it is read first and runs on from
+/// there; absent when the text is no second from year 2000 to year 3000.
 std::optional<Clock> clockFrom(std::string_view text) {
     if (text.empty())
         return Clock(systemNow);
@@ -38,8 +38,10 @@ std::optional<Clock> clockFrom(std::string_view text) {
     if (error != std::errc() || end != text.data() + text.size() || !inRange)
         return std::nullopt;
     using SteadyClock = std::chrono::steady_clock;
-    return [start, begin = SteadyClock::now()] {
-        return start + std::chrono::duration<double>(SteadyClock::now() - begin).count();
+    return [start, begin = std::optional<SteadyClock::time_point>()]() mutable {
+        const auto moment = SteadyClock::now();
+        begin = begin.value_or(moment);
+        return start + std::chrono::duration<Timestamp>(moment - *begin).count();
     };
 }
 

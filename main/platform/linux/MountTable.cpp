@@ -1,5 +1,6 @@
 #include "platform/linux/MountTable.h"
 
+#include "base/CanonicalPath.h"
 #include "platform/linux/TextFields.h"
 
 #include <charconv>
@@ -87,7 +88,7 @@ std::set<std::filesystem::path> hiddenInFstab(std::string_view text) {
         const std::string_view mountPoint = takeField(line);
         takeField(line); // type
         if (hasOption(takeField(line), "x-gvfs-hide"))
-            hidden.insert(unescapeOctal(mountPoint));
+            hidden.insert(standardisedPath(unescapeOctal(mountPoint)));
     }
     return hidden;
 }

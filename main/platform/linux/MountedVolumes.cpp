@@ -48,7 +48,8 @@ std::string readMountTable() {
 }
 
 /// The mount table is read directly: `QStorageInfo` asks every file system for its size, those on
-/// hung file servers first among them, and GIO's list tells neither devices apart nor what to hide.
+/// hung file servers among them, and GIO takes for the system's own what users want to see, such as
+/// a volume at /home.
 class LinuxMountedVolumes : public MountedVolumes {
   public:
     std::vector<MountedVolume> list() override {
