@@ -204,7 +204,7 @@ AccountService::Transport AccountService::startBridge(const std::filesystem::pat
                                                       std::int64_t startEpoch) {
     details.location = maskedLocation(executable, environment.homeFolder);
     updateDetails("helper startup", "connecting");
-    const Transport helper = environment.factory(
+    Transport helper = environment.factory(
         executable, [weakService = weak_from_this(), startEpoch](const BridgeEvent& event) {
             if (const auto service = weakService.lock())
                 service->handleEvent(event, startEpoch);

@@ -3,6 +3,8 @@
 #include "platform/ExecutableFile.h"
 #include "platform/FileAccess.h"
 
+#include <strings.h>
+
 #include <algorithm>
 #include <set>
 #include <string>
@@ -30,15 +32,11 @@ using Paths = std::vector<fs::path>;
 
 bool isApplication(const fs::path& path) {
     const fs::path named = path.has_filename() ? path : path.parent_path(); // "X.app/" is one too
-    std::string extension = named.extension();
-    for (char& letter : extension)
-        letter = letter >= 'A' && letter <= 'Z' ? static_cast<char>(letter - 'A' + 'a') : letter;
-    return extension == ".app";
+    return ::strcasecmp(named.extension().c_str(), ".app") == 0;
 }
 
 bool isHelperName(std::string_view name) {
-    return name == helperName
-           || (name.starts_with(helperName) && name.substr(helperName.size()).starts_with('-'));
+    return name == helperName || name.starts_with("codex-");
 }
 
 bool isNative(std::string_view header, const HelperFormat& format) {
@@ -60,10 +58,10 @@ Paths searchFolders(std::string_view searchPath) {
     return folders;
 }
 
-/// The folder of packages of which `link` leads into a package; absent when it leads elsewhere. A
-/// package manager links the command to a script of the package: P/bin/codex leads to
-/// P/lib/node_modules/@openai/codex/bin/codex.js. The script need not be there, and a folder of
-/// packages that is reached through a link of its own is found under the name before that link.
+/// The folder of packages that `link` leads into, when it leads into this package. Package managers
+/// link the command to a script: P/bin/codex to P/lib/node_modules/@openai/codex/bin/codex.js.
+/// Links are followed one by one, since the package may in turn be a link to a folder elsewhere,
+/// and the script may be missing.
 std::optional<fs::path> packagesBehind(fs::path link, const std::string& package) {
     const std::string intoPackage = "/node_modules/" + package + "/";
     for (int links = 0; links < maximumLinks; ++links) {

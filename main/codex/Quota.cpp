@@ -7,7 +7,7 @@ namespace tallywick {
 
 namespace {
 
-constexpr std::int64_t weekInMinutes = 7 * 24 * 60;
+constexpr std::int64_t weekInMinutes = 10'080;
 /// 2000-01-01 and 3000-01-01 00:00:00 UTC: a reset outside of them is no date but a mistake.
 constexpr std::int64_t earliestReset = 946'684'800;
 constexpr std::int64_t latestReset = 32'503'680'000;

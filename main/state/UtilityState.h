@@ -220,7 +220,8 @@ class UtilityState final : public QObject {
 
     /// Reloads after changes of identity since a reading has last outlived the wait for the next.
     std::int64_t automaticReloads = 0;
-    bool reloadPending = false; ///< the next account refresh begins with a new helper
+    /// When the identity changed for which the next account refresh begins with a new helper.
+    std::optional<Timestamp> reloadPendingSince;
 
     UtilityWindow* utilityWindow = nullptr;
     std::optional<QRectF> resizeStartFrame;

@@ -83,7 +83,7 @@ void UtilityState::refreshAccountIfDue() {
     change().accountBusy = true;
     snapshotAwaited = true;
     refreshDeadline.set(published.now, longestRefresh);
-    if (std::exchange(reloadPending, false))
+    if (std::exchange(reloadPendingSince, std::nullopt))
         resetAccountService();
     account().refresh(candidates, generation, nextTokenRefresh.isDue(published.now),
                       refreshCallbacks());
@@ -108,6 +108,8 @@ void UtilityState::applyAccountResult(std::int64_t token,
     if (token != generation || stopped || published.maintenance)
         return;
     snapshotAwaited = false;
+    if (result && reloadPendingSince && result->observedAt < *reloadPendingSince)
+        return; // perhaps of the account before the change
     if (result)
         applySnapshot(*result);
     else
@@ -121,7 +123,7 @@ void UtilityState::applySnapshot(const AccountSnapshot& snapshot) {
     }
     if (lastGood) // the reading before has lasted until this one
         automaticReloads = 0;
-    reloadPending = false; // whatever changed is in this reading
+    reloadPendingSince.reset(); // whatever changed is in this reading
     knownAccountHash = snapshot.accountHash;
     lastGood = snapshot.observedAt;
     failures = 0;
@@ -176,7 +178,7 @@ void UtilityState::reloadConnection() {
         return;
     abandonAccountWork();
     resetAccountService();
-    reloadPending = false;
+    reloadPendingSince.reset();
     change().status = published.quota ? StatusText::retrying : StatusText::reloading;
     refreshNow();
 }
@@ -199,7 +201,7 @@ void UtilityState::identityDidChange() {
 /// one helper after the other and never let a refresh come to its end.
 void UtilityState::reloadLater() {
     forgetReading();
-    if (std::exchange(reloadPending, true))
+    if (std::exchange(reloadPendingSince, services.clock()))
         return;
     if (automaticReloads > 0)
         nextAccountRefresh.set(published.now, retryDelay(automaticReloads));

@@ -73,7 +73,7 @@ void UtilityState::reconnect() {
     abandonAccountWork();
     resetAccountService();
     forgetReading();
-    reloadPending = false;
+    reloadPendingSince.reset();
     failures = 0;
     nextAccountRefresh.makeDue();
     nextTokenRefresh.makeDue();

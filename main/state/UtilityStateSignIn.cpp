@@ -15,7 +15,7 @@ void UtilityState::startSignIn() {
     if (stopped || accountActionsBusy(published))
         return;
     ++generation;
-    reloadPending = false; // a sign-in reads the account anew by itself
+    reloadPendingSince.reset(); // a sign-in reads the account anew by itself
     loginDeadline.emplace().set(services.clock(), signInWindow);
     change().loginPending = true;
     change().status = StatusText::preparingSignIn;

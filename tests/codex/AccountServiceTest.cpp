@@ -117,7 +117,7 @@ struct Harness {
                                                                      helper, transcript, onEvent));
     }
     /// Stages change all the time; a line is due when anything else does.
-    void record(ConnectionDetails changed) {
+    void record(const ConnectionDetails& changed) {
         stages += changed.stage + ", ";
         const ConnectionDetails before = std::exchange(details, changed);
         if (everyStage || changed.category != before.category || changed.recovery != before.recovery

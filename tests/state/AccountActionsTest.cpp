@@ -221,7 +221,7 @@ TEST(HelperChoice, CanBeForgotten) {
     harness.state->useAutomaticDiscovery();
     EXPECT_EQ(harness.fields().settingsStatus, "Automatic Codex discovery is active.");
     EXPECT_EQ(harness.fields().status, "CONNECTING · Reloading saved Codex sign-in…");
-    EXPECT_TRUE(harness.preferences.values.empty());
+    EXPECT_EQ(harness.preferences.stringValue("codexPath"), std::nullopt);
     harness.settle();
     EXPECT_EQ(harness.launches(), 2);
     EXPECT_EQ(harness.preferred, std::nullopt);

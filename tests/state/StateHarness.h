@@ -1,48 +1,18 @@
 #pragma once
 
 #include "codex/FakeTransport.h"
+#include "platform/FilePreferences.h"
 #include "state/UtilityState.h"
 #include "support/TemporaryFolder.h"
 
 #include <atomic>
 #include <functional>
 #include <future>
-#include <map>
 #include <optional>
 #include <string>
-#include <variant>
 #include <vector>
 
 namespace tallywick::testing {
-
-class FakePreferences : public Preferences {
-  public:
-    std::map<std::string, std::variant<bool, double, std::string>, std::less<>> values;
-
-    std::optional<bool> boolValue(std::string_view key) const override { return get<bool>(key); }
-    std::optional<double> doubleValue(std::string_view key) const override {
-        return get<double>(key);
-    }
-    std::optional<std::string> stringValue(std::string_view key) const override {
-        return get<std::string>(key);
-    }
-    void setBool(std::string_view key, bool value) override { values[std::string(key)] = value; }
-    void setDouble(std::string_view key, double value) override {
-        values[std::string(key)] = value;
-    }
-    void setString(std::string_view key, const std::string& value) override {
-        values[std::string(key)] = value;
-    }
-    void remove(std::string_view key) override { values.erase(std::string(key)); }
-
-  private:
-    template <typename Value>
-    std::optional<Value> get(std::string_view key) const {
-        const auto found = values.find(key);
-        const auto* value = found == values.end() ? nullptr : std::get_if<Value>(&found->second);
-        return value ? std::optional(*value) : std::nullopt;
-    }
-};
 
 struct FakePowerEvents : PowerEvents {
     Handlers handlers;
@@ -80,11 +50,12 @@ struct FakeOpenPanel : OpenPanel {
 struct FakeWindow : UtilityWindow {
     bool visible = true;
     bool minimised = false;
+    double maximumHeight = 900;
     int configurations = 0;
     std::vector<double> heights; ///< that its content was given
     bool isVisible() const override { return visible; }
     bool isMinimised() const override { return minimised; }
-    double maximumContentHeight() const override { return 900; }
+    double maximumContentHeight() const override { return maximumHeight; }
     void setContentSize(QSizeF size) override { heights.push_back(size.height()); }
     void applyConfiguration() override { ++configurations; }
 };
@@ -162,7 +133,8 @@ class StateHarness {
     std::optional<std::filesystem::path> preferred; ///< of the last search
     RunningBundle bundle;
 
-    FakePreferences preferences;
+    TemporaryFolder folder;
+    FilePreferences preferences{folder / "preferences.json"};
     FakePowerEvents powerEvents;
     FakeNetworkPath networkPath;
     FakeWorkspace workspace;
@@ -177,7 +149,6 @@ class StateHarness {
     std::shared_ptr<AccountTransport> launch(const std::filesystem::path& executable,
                                              const BridgeEventHandler& onEvent);
 
-    TemporaryFolder folder;
     Transcript transcript;
     std::atomic<int> launched = 0;
     std::string lines;

@@ -1,14 +1,12 @@
 #include "state/NumberTexts.h"
 #include "state/StatusTexts.h"
 #include "state/UtilityFields.h"
-#include "state/WindowSizing.h"
 
 #include <gtest/gtest.h>
 
 #include <QLocale>
 
 #include <string>
-#include <vector>
 
 namespace tallywick {
 namespace {
@@ -83,13 +81,6 @@ TEST(StatusTexts, OneWordStandsForTheStatusLine) {
     }
 }
 
-TEST(StatusTexts, AReadingIsStaleWhenItsAgeIsTooGreatOrUnknown) {
-    const std::pair<double, bool> cases[] = {{0, false},  {120, false}, {120.001, true},
-                                             {-5, false}, {-5.1, true}, {-3600, true}};
-    for (const auto& [age, stale] : cases)
-        EXPECT_EQ(isStale(afternoon, afternoon + age), stale) << age;
-}
-
 TEST(StatusTexts, TellTheInstallation) {
     const std::string portable = "Installer / portable copy — install before creating an alias";
     EXPECT_EQ(installationLabel(true, false, true),
@@ -128,18 +119,6 @@ TEST(WatchLine, TellsBadgeStatusAndReading) {
     EXPECT_EQ(watchLine(fields), line);
     fields.now = afternoon + 60;
     EXPECT_EQ(watchLine(fields), line) << "the time alone is no news";
-}
-
-TEST(WindowSizing, TheFullLayoutGrowsWithItsVolumeRows) {
-    const struct {
-        std::size_t volumes;
-        double available;
-        double height;
-    } cases[] = {{0, 900, 635}, {2, 900, 635},   {3, 900, 659}, {7, 900, 755},
-                 {9, 900, 755}, {7, 682.9, 659}, {7, 400, 635}};
-    for (const auto& [volumes, available, height] : cases)
-        EXPECT_EQ(WindowSizing::fullSize(volumes, available), QSizeF(520, height))
-            << volumes << " volumes, " << available;
 }
 
 } // namespace

@@ -310,6 +310,32 @@ TEST(UtilityState, AChangeOfIdentityReloadsAtOnceIfTheReadingHasLasted) {
     EXPECT_EQ(harness.fields().history.front().accountHash, accountHash("A4"));
 }
 
+TEST(UtilityState, AReadingFromBeforeAChangeOfIdentityIsNotShown) {
+    StateHarness harness;
+    harness.start();
+    harness.helper->changeAccount(); // so that the next one waits
+    harness.settle();
+    std::promise<void> read;
+    harness.allowance = [](FakeTransport& helper) {
+        helper.emit(ExternalRefreshRequested{});
+        return allowanceOf("A1", 99);
+    };
+    harness.usage = [&](FakeTransport&) {
+        read.set_value();
+        return Json::object();
+    };
+    harness.state->refreshNow();
+    read.get_future().wait(); // both are on their way
+    harness.now = harness.now + 1;
+    harness.settle();
+    EXPECT_FALSE(harness.fields().quota);
+    EXPECT_EQ(harness.fields().status, "CONNECTING · Reloading saved Codex sign-in…");
+    harness.allowance = gives(allowanceOf("A2", 2));
+    harness.usage = gives(Json::object());
+    harness.pass(15);
+    EXPECT_EQ(harness.fields().quota->used, 2);
+}
+
 TEST(UtilityState, OnlyAWayToTheInternetThatComesBackRefreshes) {
     constexpr auto satisfied = NetworkPathStatus::satisfied;
     constexpr auto unsatisfied = NetworkPathStatus::unsatisfied;
@@ -377,27 +403,36 @@ TEST(UtilityState, MeasuresTheMachineOnlyForAFullViewThatIsSeen) {
 TEST(UtilityState, TheFullWindowFollowsTheNumberOfVolumes) {
     const struct {
         const char* description;
-        bool mini, dragged, resizes;
-    } cases[] = {{"full view", false, false, true},
-                 {"mini view by now", true, false, false},
-                 {"grip in hand", false, true, false}};
+        bool mini, dragged;
+        int volumes;
+        double available;
+        std::vector<double> heights; ///< the first for three volumes
+    } cases[] = {{"one more", false, false, 4, 900, {659, 683}},
+                 {"more than are shown", false, false, 9, 900, {659, 755}},
+                 {"more than the screen holds", false, false, 7, 682.9, {659, 659}},
+                 {"fewer", false, false, 1, 900, {659, 635}},
+                 {"as many", false, false, 3, 900, {659}},
+                 {"mini view by now", true, false, 4, 900, {659}},
+                 {"grip in hand", false, true, 4, 900, {659}}};
     for (const auto& row : cases) {
         SCOPED_TRACE(row.description);
         StateHarness harness;
         UtilityState& state = harness.start();
+        harness.window.maximumHeight = row.available;
         state.attachWindow(&harness.window);
         harness.machine.volumes = 3;
         state.refreshNow();
         harness.waitUntil([&] { return harness.fields().volumes.size() == 3; });
-        EXPECT_EQ(harness.window.heights, std::vector<double>{659});
 
-        harness.machine.volumes = 4;
+        harness.machine.volumes = row.volumes;
         state.applicationDidUnhide(); // makes it due
         state.tick();
         state.setMini(row.mini);
         state.setResizeStartFrame(row.dragged ? std::optional(QRectF()) : std::nullopt);
-        harness.waitUntil([&] { return harness.fields().volumes.size() == 4; });
-        EXPECT_EQ(harness.window.heights.size(), row.resizes ? 2U : 1U);
+        harness.waitUntil([&] {
+            return harness.fields().volumes.size() == static_cast<std::size_t>(row.volumes);
+        });
+        EXPECT_EQ(harness.window.heights, row.heights);
     }
 }
 
@@ -463,7 +498,9 @@ TEST(UtilityState, StopIsSilentAndFinal) {
 
 TEST(UtilityState, StartsWithTheUsersChoicesAndKeepsThem) {
     StateHarness harness;
-    harness.preferences.values = {{"mini", true}, {"light", 1.0}, {"pinned", std::string("true")}};
+    harness.preferences.setBool("mini", true);
+    harness.preferences.setDouble("light", 1);
+    harness.preferences.setString("pinned", "true");
     UtilityState& state = harness.start();
     EXPECT_TRUE(harness.fields().mini);
     EXPECT_FALSE(harness.fields().light || harness.fields().pinned) << "values of another type";

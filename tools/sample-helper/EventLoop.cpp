@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <csignal>
-#include <cstdio>
+#include <iostream>
 #include <limits>
 #include <system_error>
 
@@ -52,8 +52,7 @@ EventLoop::EventLoop() : endDelay(usualEndDelay) {
 }
 
 EventLoop::~EventLoop() {
-    std::signal(SIGTERM, SIG_DFL);
-    std::signal(SIGINT, SIG_DFL);
+    signalDescriptor = -1;
     ::close(signalPipe[0]);
     ::close(signalPipe[1]);
 }
@@ -127,7 +126,7 @@ void EventLoop::takeLines(const LineHandler& onLine) {
     while (!endsAt && mayTakeLine()) {
         const std::size_t length = input.find('\n');
         if (std::min(length, input.size()) > maximumLine) {
-            std::fputs("codex: a line of the input is too long\n", stderr);
+            std::cerr << "codex: a line of the input is too long\n";
             return end(1);
         }
         if (length == std::string::npos)

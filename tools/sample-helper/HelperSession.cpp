@@ -4,7 +4,7 @@
 
 #include <algorithm>
 #include <array>
-#include <cstdio>
+#include <iostream>
 #include <utility>
 
 namespace tallywick::sample {
@@ -86,8 +86,8 @@ std::string signInAddress(const std::string& loginId) {
            + loginId;
 }
 
-void log(const char* text) {
-    std::fprintf(stderr, "\x1b[2mcodex\x1b[0m \x1b[32mINFO\x1b[0m %s\n", text);
+void log(std::string_view text) {
+    std::cerr << "\x1b[2mcodex\x1b[0m \x1b[32mINFO\x1b[0m " << text << '\n';
 }
 
 } // namespace
@@ -129,7 +129,7 @@ void HelperSession::receiveRequest(const std::string& method, const Json& id, co
         return refuse(id, 0us, {invalidRequest, "Not initialized"});
     if (known == methods.end() || method == scenario.missingMethod)
         return refuse(id, 0us, {methodNotFound, unknownMethodMessage()});
-    log(known->name.data());
+    log(known->name);
     (this->*known->run)(id, params);
 }
 
@@ -171,8 +171,8 @@ void HelperSession::announceAccount() {
 
 /// At the end of the turn in which the account was looked up, even when that has passed by now.
 void HelperSession::scheduleAccountSwitch() {
-    const auto turnEnd = static_cast<Timestamp>((accountSeen / accountTurn + 1) * accountTurn);
-    const std::chrono::duration<Timestamp> wait(turnEnd - clock());
+    const Second turnEnd = (accountSeen / accountTurn + 1) * accountTurn;
+    const std::chrono::duration<Timestamp> wait(static_cast<Timestamp>(turnEnd) - clock());
     loop.after(std::chrono::duration_cast<Delay>(wait), [this] {
         accountSeen = now();
         account = accountAt(scenario, accountSeen);

@@ -9,7 +9,8 @@ namespace tallywick::sample {
 
 namespace {
 
-constexpr Second hour = 3600;
+constexpr Second minute = 60;
+constexpr Second hour = 60 * minute;
 constexpr Second day = 24 * hour;
 constexpr Second week = 7 * day;
 constexpr Second fiveHours = 5 * hour;
@@ -48,7 +49,7 @@ AllowanceWindow window(const SampleAccount& account, Second start, Second length
                        std::int64_t allowance, Second now) {
     const std::int64_t percent = tokensBetween(account, start, now) * 100 / allowance;
     return {.usedPercent = static_cast<int>(std::min<std::int64_t>(percent, 100)),
-            .minutes = static_cast<int>(length / 60),
+            .minutes = static_cast<int>(length / minute),
             .resetsAt = start + length};
 }
 
@@ -75,7 +76,7 @@ SampleAccount firstSampleAccount() {
             .accountId = "sample-account-0001",
             .planType = "pro",
             .opened = startOf(2025, 11, 3),
-            .weekOffset = 5 * day + 14 * hour + 37 * 60,
+            .weekOffset = 5 * day + 14 * hour + 37 * minute,
             .weeklyAllowance = 42'000'000,
             .seed = 0x5a11'0001};
 }
@@ -85,7 +86,7 @@ SampleAccount secondSampleAccount() {
             .accountId = "sample-account-0002",
             .planType = "plus",
             .opened = startOf(2026, 3, 16),
-            .weekOffset = 1 * day + 7 * hour + 5 * 60,
+            .weekOffset = day + 7 * hour + 5 * minute,
             .weeklyAllowance = 45'000'000,
             .seed = 0x5a11'0002};
 }

@@ -4,9 +4,10 @@
 
 #include <charconv>
 #include <chrono>
-#include <cstdio>
 #include <cstdlib>
 #include <exception>
+#include <iomanip>
+#include <iostream>
 #include <optional>
 #include <string_view>
 
@@ -17,9 +18,9 @@ using namespace tallywick::sample;
 
 constexpr int wrongUse = 2;
 
-void listScenarios(std::FILE* stream) {
+void listScenarios(std::ostream& stream) {
     for (const Scenario& scenario : scenarios())
-        std::fprintf(stream, "%-20s %s\n", scenario.name.data(), scenario.summary.data());
+        stream << std::left << std::setw(21) << scenario.name << scenario.summary << '\n';
 }
 
 std::string_view environment(const char* name) {
@@ -49,17 +50,17 @@ int serve() {
     const std::string_view wanted = environment("TALLYWICK_SAMPLE");
     const Scenario* scenario = wanted.empty() ? &scenarios().front() : findScenario(wanted);
     if (!scenario) {
-        std::fputs("codex: TALLYWICK_SAMPLE names no scenario; there are:\n", stderr);
-        listScenarios(stderr);
+        std::cerr << "codex: TALLYWICK_SAMPLE names no scenario; there are:\n";
+        listScenarios(std::cerr);
         return wrongUse;
     }
     const std::optional<Clock> clock = clockFrom(environment("TALLYWICK_SAMPLE_NOW"));
     if (!clock) {
-        std::fputs("codex: TALLYWICK_SAMPLE_NOW is no second from year 2000 to 3000\n", stderr);
+        std::cerr << "codex: TALLYWICK_SAMPLE_NOW is no second from year 2000 to 3000\n";
         return wrongUse;
     }
-    std::fprintf(stderr, "\x1b[1;33mSample helper\x1b[0m with a made-up account: %s\n",
-                 scenario->name.data());
+    std::cerr << "\x1b[1;33mSample helper\x1b[0m with a made-up account: " << scenario->name
+              << '\n';
     EventLoop loop;
     HelperSession session(*scenario, *clock, loop);
     return loop.run([&session](std::string_view line) { session.receive(line); });
@@ -70,17 +71,17 @@ int serve() {
 int main(int argc, char** argv) {
     const std::string_view argument = argc == 2 ? argv[1] : "";
     if (argument == "--list-scenarios") {
-        listScenarios(stdout);
+        listScenarios(std::cout);
         return 0;
     }
     if (argument != "app-server") {
-        std::fputs("usage: codex app-server | codex --list-scenarios\n", stderr);
+        std::cerr << "usage: codex app-server | codex --list-scenarios\n";
         return wrongUse;
     }
     try {
         return serve();
     } catch (const std::exception& error) {
-        std::fprintf(stderr, "codex: %s\n", error.what());
+        std::cerr << "codex: " << error.what() << '\n';
         return 1;
     }
 }
