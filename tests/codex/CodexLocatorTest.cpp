@@ -353,7 +353,7 @@ TEST(CodexLocator, passesOverWhatChangesBetweenTwoLooks) {
         }
     });
     int changes = 0;
-    for (Names last; changes < 50;) {
+    for (Names last; changes < 10;) {
         const Names names = machine.candidates();
         EXPECT_TRUE(names.size() == 1 || names.size() == 2);
         EXPECT_EQ(names.back(), "search/codex");
