@@ -15,6 +15,7 @@ class CAPABILITY("mutex") Mutex {
     void unlock() RELEASE() { mutex.unlock(); }
 
   private:
+    friend class Condition;
     std::mutex mutex;
 };
 
@@ -36,18 +37,25 @@ class SCOPED_CAPABILITY MutexLock {
 /// condition.
 class Condition {
   public:
-    void wait(Mutex& mutex) REQUIRES(mutex) NO_THREAD_SAFETY_ANALYSIS { condition.wait(mutex); }
+    void wait(Mutex& mutex) REQUIRES(mutex) NO_THREAD_SAFETY_ANALYSIS {
+        std::unique_lock<std::mutex> held(mutex.mutex, std::adopt_lock);
+        condition.wait(held);
+        held.release(); // the caller goes on holding it
+    }
 
     /// False once `deadline` has passed.
     bool waitUntil(Mutex& mutex, std::chrono::steady_clock::time_point deadline)
         REQUIRES(mutex) NO_THREAD_SAFETY_ANALYSIS {
-        return condition.wait_until(mutex, deadline) == std::cv_status::no_timeout;
+        std::unique_lock<std::mutex> held(mutex.mutex, std::adopt_lock);
+        const std::cv_status status = condition.wait_until(held, deadline);
+        held.release();
+        return status == std::cv_status::no_timeout;
     }
 
     void notifyAll() { condition.notify_all(); }
 
   private:
-    std::condition_variable_any condition;
+    std::condition_variable condition;
 };
 
 } // namespace tallywick

@@ -72,9 +72,11 @@ SerialQueue::~SerialQueue() {
 }
 
 void SerialQueue::async(Task task) {
-    MutexLock lock(worker->mutex);
-    worker->tasks.push_back(std::move(task));
-    worker->wakeUp.notifyAll();
+    {
+        MutexLock lock(worker->mutex);
+        worker->tasks.push_back(std::move(task));
+    }
+    worker->wakeUp.notifyAll(); // without the lock, which the worker takes first
 }
 
 void SerialQueue::sync(const Task& task) {
