@@ -350,15 +350,18 @@ TEST(CodexLocator, passesOverWhatChangesBetweenTwoLooks) {
             fs::remove(changing, ignored);
             EXPECT_EQ(::mkfifo(changing.c_str(), 0755), 0);
             fs::remove(changing, ignored);
+            std::this_thread::yield();
         }
     });
-    int changes = 0;
-    for (Names last; changes < 10;) {
+    int changes = 0; // seen from one look to the next; without any, nothing is tested
+    Names last;
+    for (int looks = 0; looks < 200 || changes < 3; ++looks) {
         const Names names = machine.candidates();
         EXPECT_TRUE(names.size() == 1 || names.size() == 2);
         EXPECT_EQ(names.back(), "search/codex");
         changes += names == last ? 0 : 1;
         last = names;
+        std::this_thread::yield();
     }
     isOver = true;
     changer.join();

@@ -310,23 +310,19 @@ std::string stripped(const std::string& line) {
 
 TEST(SampleHelper, ShakesHandsAndAnswersAsTheyBecomeReady) {
     chooseScenario("signed-out");
-    const std::string hello =
-        R"("params":{"clientInfo":{"name":"client","title":"Client","version":"1.2.3"}}})"
-        "\n";
-    const std::string input = R"({"method":"account/read","id":"early"}
+    const std::string input = R"({"id":"early","method":"account/read"}
 junk
 []
-{"method":"initialize","id":1})"
-                              "\n"
-                              R"({"method":"initialize","id":2,)"
-                              + hello + R"({"method":"initialize","id":3,)" + hello
-                              + R"({"method":"initialized","params":{}}
-{"method":"account/rateLimits/read","id":4,"params":{}}
-{"method":"account/read","id":5,"params":{}}
+{"id":1,"method":"initialize"}
+{"id":2,"method":"initialize","params":{"clientInfo":{"name":"client","version":"1.2.3"}}}
+{"id":3,"method":"initialize","params":{"clientInfo":{"name":"client","version":"1.2.3"}}}
+{"method":"initialized","params":{}}
+{"id":4,"method":"account/rateLimits/read","params":{}}
+{"id":5,"method":"account/read","params":{}}
 {"id":1,"error":{}}
-{"method":"account/login/start","id":6,"params":{"type":"apikey"}}
-{"method":"account/login/cancel","id":7}
-{"method":"account/logout","id":8}
+{"id":6,"method":"account/login/start","params":{"type":"apikey"}}
+{"id":7,"method":"account/login/cancel"}
+{"id":8,"method":"account/logout"}
 )";
     std::vector<std::string> lines = converse(input, 11, Ending::closedInput);
     ASSERT_THAT(lines, SizeIs(11));
@@ -341,28 +337,29 @@ junk
         return std::string(R"({"error":{"code":-32600,"message":")") + message + R"("},"id":)" + id
                + "}";
     };
-    const std::vector<std::string> first(lines.begin(), lines.end() - 4);
-    EXPECT_THAT(
-        first,
-        UnorderedElementsAre(
-            refused("Not initialized", R"("early")"),
-            refused("Invalid request: clientInfo is missing", "1"),
-            refused("Already initialized", "3"),
-            refused("Invalid request: unknown type of sign-in", "6"),
-            refused("Invalid request: loginId is missing", "7"),
-            R"({"id":5,"result":{"account":null,"requiresOpenaiAuth":true,"userId":null}})"));
-    const std::vector<std::string> last(lines.end() - 4, lines.end());
-    EXPECT_THAT(
-        last,
-        ElementsAre(
-            R"({"id":2,"result":{"codexHome":"/home/sample/.codex","platformFamily":"unix",)"
-            R"("platformOs":"linux","userAgent":"client/0.169.0 (Debian 12.0.0; x86_64) unknown )"
-            "(client; 1.2.3)\"}}",
-            R"({"method":"configWarning","params":{"details":null,)"
-            R"("summary":"This helper is a sample."}})",
-            R"({"method":"remoteControl/status/changed",)"
-            R"("params":{"installationId":null,"status":"disabled"}})",
-            refused("this reading needs a ChatGPT sign-in", "4")));
+    const std::string welcome =
+        R"({"id":2,"result":{"codexHome":"/home/sample/.codex","platformFamily":"unix",)"
+        R"("platformOs":"linux","userAgent":"client/0.169.0 (Debian 12.0.0; x86_64) unknown )"
+        "(client; 1.2.3)\"}}";
+    const std::string warning = R"({"method":"configWarning","params":{"details":null,)"
+                                R"("summary":"This helper is a sample."}})";
+    const std::string remote = R"({"method":"remoteControl/status/changed",)"
+                               R"("params":{"installationId":null,"status":"disabled"}})";
+    const std::string allowance = refused("this reading needs a ChatGPT sign-in", "4");
+    const std::string account =
+        R"({"id":5,"result":{"account":null,"requiresOpenaiAuth":true,"userId":null}})";
+    EXPECT_THAT(lines, UnorderedElementsAre(
+                           refused("Not initialized", R"("early")"),
+                           refused("Invalid request: clientInfo is missing", "1"), welcome, warning,
+                           remote, refused("Already initialized", "3"), allowance, account,
+                           refused("Invalid request: unknown type of sign-in", "6"),
+                           refused("Invalid request: loginId is missing", "7")));
+    const auto place = [&](const std::string& line) {
+        return std::ranges::find(lines, line) - lines.begin();
+    };
+    EXPECT_EQ(place(warning), place(welcome) + 1);
+    EXPECT_EQ(place(remote), place(welcome) + 2);
+    EXPECT_LT(place(account), place(allowance)) << "the faster answer waited for the slower one";
 }
 
 TEST(SampleHelper, EndsWhenItIsAskedTo) {
