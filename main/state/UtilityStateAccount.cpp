@@ -151,7 +151,8 @@ void UtilityState::applyAccountFailure(ConnectionIssue issue) {
 void UtilityState::applyActivityResult(std::int64_t token,
                                        const std::optional<std::string>& accountHash,
                                        const AccountService::ActivityOutcome& result) {
-    if (token != generation || stopped || published.maintenance || accountHash != knownAccountHash)
+    if (token != generation || stopped || published.maintenance || accountHash != knownAccountHash
+        || reloadPendingSince)
         return;
     nextTokenRefresh.set(services.clock(), activityInterval);
     if (result)
