@@ -72,11 +72,12 @@ SerialQueue::~SerialQueue() {
 }
 
 void SerialQueue::async(Task task) {
+    const std::shared_ptr<Worker> shared = worker; // the task may destroy the queue at once
     {
-        MutexLock lock(worker->mutex);
-        worker->tasks.push_back(std::move(task));
+        MutexLock lock(shared->mutex);
+        shared->tasks.push_back(std::move(task));
     }
-    worker->wakeUp.notifyAll(); // without the lock, which the worker takes first
+    shared->wakeUp.notifyAll(); // without the lock, which the worker takes first
 }
 
 void SerialQueue::sync(const Task& task) {
