@@ -223,6 +223,8 @@ class UtilityState final : public QObject {
     /// When the identity changed for which the next account refresh begins with a new helper.
     std::optional<Timestamp> reloadPendingSince;
 
+    bool readsAfterSignIn = false; ///< the next account result is the first after a sign-in
+
     UtilityWindow* utilityWindow = nullptr;
     std::optional<QRectF> resizeStartFrame;
 

@@ -110,6 +110,11 @@ void UtilityState::applyAccountResult(std::int64_t token,
     snapshotAwaited = false;
     if (result && reloadPendingSince && result->observedAt < *reloadPendingSince)
         return; // perhaps of the account before the change
+    const bool firstAfterSignIn = std::exchange(readsAfterSignIn, false);
+    if (firstAfterSignIn && result == tl::make_unexpected(ConnectionIssue::stopped)) {
+        refreshRequested = true; // the helper's own report of the new account crossed the reading
+        return;
+    }
     if (result)
         applySnapshot(*result);
     else

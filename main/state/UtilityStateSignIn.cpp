@@ -51,6 +51,7 @@ void UtilityState::signInDidEnd(std::int64_t token, bool success) {
     if (token != generation || stopped)
         return;
     endSignIn();
+    readsAfterSignIn = success;
     change().settingsStatus = success ? SettingsText::signInCompleted : SettingsText::signInFailed;
     refreshNow();
 }

@@ -47,6 +47,25 @@ TEST(SignIn, OpensTheBrowserAndReadsTheAccountWhenItIsDone) {
     }
 }
 
+TEST(SignIn, IsReadOnceMoreWhenTheHelpersReportCrossesTheReading) {
+    for (const int crossings : {1, 2}) {
+        PendingSignIn harness;
+        std::atomic<int> reads = 0;
+        harness.account = [&](FakeTransport& helper) {
+            if (++reads <= crossings)
+                helper.changeAccount();
+            return json(R"({"account":{"type":"chatgpt"}})");
+        };
+        harness.takeLines();
+        harness.helper->emit(LoginCompleted{"L1", true});
+        harness.waitUntil([&] { return !harness.fields().loginPending; });
+        harness.settle();
+        EXPECT_EQ(harness.fields().status,
+                  crossings == 1 ? "LIVE · Synced 14:00" : sentence(ConnectionIssue::stopped));
+        EXPECT_EQ(harness.takeLines().find("stopped") == std::string::npos, crossings == 1);
+    }
+}
+
 TEST(SignIn, EndsAfterTenMinutes) {
     PendingSignIn harness;
     harness.pass(595);
