@@ -3,10 +3,23 @@
 #include "platform/FileAccess.h"
 #include "platform/StandardFolders.h"
 
-#include <exception>
 #include <utility>
 
 namespace tallywick {
+
+namespace {
+
+/// A text that is not valid UTF-8, such as a path can be, counts only until the program ends.
+bool canBeWritten(const Json& value) {
+    try {
+        writeJson(value);
+        return true;
+    } catch (const Json::exception&) {
+        return false;
+    }
+}
+
+} // namespace
 
 std::filesystem::path FilePreferences::defaultFile() {
     return preferencesFolder() / "Corvane Tallywick" / "preferences.json";
@@ -50,13 +63,13 @@ void FilePreferences::set(std::string_view key, const Json& value) {
 }
 
 void FilePreferences::write() const {
-    try {
-        const std::string text = writeJson(values) + '\n';
-        if (text.size() <= maximumBytes)
-            static_cast<void>(writeFileAtomically(file, text)); // the next change tries again
-    } catch (const Json::exception&) {                          // NOLINT(bugprone-empty-catch)
-        // A text that is not valid UTF-8 cannot be kept; it counts until the program ends.
-    }
+    Json kept = Json::object();
+    for (const auto& [key, value] : values.items())
+        if (canBeWritten(value))
+            kept[key] = value;
+    const std::string text = writeJson(kept) + '\n';
+    if (text.size() <= maximumBytes)
+        static_cast<void>(writeFileAtomically(file, text)); // the next change tries again
 }
 
 } // namespace tallywick

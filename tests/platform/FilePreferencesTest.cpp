@@ -72,7 +72,9 @@ TEST(FilePreferences, NeitherFollowsALinkNorKeepsWhatIsNoText) {
 
     FilePreferences preferences(folder / "other.json");
     preferences.setString("codexPath", "\xFF");
-    EXPECT_EQ(FilePreferences(folder / "other.json").stringValue("codexPath"), std::nullopt);
+    preferences.setBool("mini", true);
+    EXPECT_EQ(preferences.stringValue("codexPath"), "\xFF");
+    EXPECT_EQ(contentOf(folder / "other.json"), "{\"mini\":true}\n");
 }
 
 TEST(FilePreferences, LieAmongTheUsersPreferences) {
