@@ -9,18 +9,40 @@
 
 namespace tallywick {
 
+/// What a picture of the window shows.
+struct PictureOptions {
+    enum class Sheet { none, settings, welcome };
+
+    static constexpr double smallestScale = 0.5;
+    static constexpr double largestScale = 4; ///< a picture of some 6 megapixels
+
+    std::filesystem::path file; ///< where the PNG goes
+    bool mini = false;          ///< the mini layout, else the full one
+    bool light = false;         ///< the day theme, else the night theme
+    double scale = 1;           ///< pixels to a point
+    Sheet sheet = Sheet::none;  ///< a sheet instead of the window
+    /// Made-up values by name, instead of a reading.
+    std::optional<std::string> scenario = std::nullopt;
+
+    bool operator==(const PictureOptions&) const = default;
+};
+
 /// What the program was asked to do.
 struct CommandLine {
     enum class Task {
+        window, ///< show the window
         report, ///< read the account once
         watch,  ///< keep reading it, without a window
-        locate  ///< tell which helpers there are, and start none
+        locate, ///< tell which helpers there are, and start none
+        render  ///< draw the window into a file, without a display
     };
 
-    Task task = Task::report;
+    Task task = Task::window;
+    bool portable = false;                       ///< of the window: do not offer to install
     bool json = false;                           ///< of a report: for programs
     bool verbose = false;                        ///< of a report: tells where the helper lies
     std::optional<std::filesystem::path> helper; ///< the helper to use instead of a search
+    PictureOptions picture;                      ///< of a rendering
 
     bool operator==(const CommandLine&) const = default;
 };

@@ -1,6 +1,8 @@
 #include "UtilityApp/CommandLine.h"
+#include "UtilityApp/RenderCommand.h"
 #include "UtilityApp/ReportCommand.h"
 #include "UtilityApp/WatchCommand.h"
+#include "UtilityApp/WindowCommand.h"
 
 #include <cstdio>
 
@@ -20,11 +22,15 @@ int main(int argc, char** argv) {
         return usageExitStatus;
     }
     switch (commandLine->task) {
+    case CommandLine::Task::window:
+        return runWindow(*commandLine, argc, argv);
     case CommandLine::Task::report:
         return runReport(*commandLine);
     case CommandLine::Task::watch:
         return runWatch(*commandLine, argc, argv);
     case CommandLine::Task::locate:
         return runLocate(*commandLine);
+    case CommandLine::Task::render:
+        return runRender(*commandLine, argc, argv);
     }
 }

@@ -23,7 +23,7 @@ class NetworkPath {
     virtual void stop() = 0;
 };
 
-/// What the desktop's network service knows.
+/// There is a way as long as the system has a default route.
 std::unique_ptr<NetworkPath> systemNetworkPath();
 
 } // namespace tallywick

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <filesystem>
 #include <memory>
 #include <string>
 
@@ -13,12 +14,15 @@ class Workspace {
     /// Opens an address in the default browser. False when that is not possible.
     [[nodiscard]] virtual bool openAddress(const std::string& address) = 0;
 
+    /// Shows a folder in the file browser. False when that is not possible.
+    [[nodiscard]] virtual bool openFolder(const std::filesystem::path& folder) = 0;
+
     /// Replaces the content of the clipboard by a text.
     virtual void copyText(const std::string& text) = 0;
 };
 
-/// The user's desktop session. Without a graphical application, or without a desktop, an address
-/// cannot be opened and a text is not copied.
+/// The user's desktop session. Without a graphical application, or without a desktop, nothing
+/// can be opened and a text is not copied.
 std::unique_ptr<Workspace> desktopWorkspace();
 
 } // namespace tallywick

@@ -51,6 +51,10 @@ inline constexpr std::string_view browserFailed =
 inline constexpr std::string_view detailsCopied =
     "Safe connection details copied. No account identity, usage readings, or credentials are "
     "included.";
+inline constexpr std::string_view volumeGone =
+    "That volume is no longer mounted. The volume list has been refreshed.";
+inline constexpr std::string_view folderFailed = "The file browser could not open.";
+inline constexpr std::string_view pageFailed = "The page could not be opened.";
 inline constexpr std::string_view noHelperThere =
     "That selection does not contain an executable Codex helper.";
 inline constexpr std::string_view checkingHelper = "Checking the selected helper's protocol…";

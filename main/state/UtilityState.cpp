@@ -100,24 +100,22 @@ void UtilityState::savePreferences() {
     services.preferences.setBool(miniKey, published.mini);
     services.preferences.setBool(lightKey, published.light);
     services.preferences.setBool(pinnedKey, published.pinned);
-    if (utilityWindow)
-        utilityWindow->applyConfiguration();
+    applyWindowConfiguration();
 }
 
-bool UtilityState::isFullViewVisible() const {
-    return !published.mini && utilityWindow && utilityWindow->isVisible()
-           && !utilityWindow->isMinimised();
+void UtilityState::choosePinned(bool pinned) {
+    change().pinned = pinned;
+    savePreferences();
 }
 
-void UtilityState::applicationDidUnhide() {
-    nextHardwareRefresh.makeDue();
-    nextVolumeRefresh.makeDue();
+void UtilityState::toggleTheme() {
+    change().light = !published.light;
+    savePreferences();
 }
 
-void UtilityState::screenParametersDidChange() {
-    if (utilityWindow)
-        utilityWindow->applyConfiguration();
-}
+void UtilityState::applicationDidUnhide() { makeMachineDue(); }
+
+void UtilityState::screenParametersDidChange() { applyWindowConfiguration(); }
 
 void UtilityState::enterMaintenance() {
     if (stopped || published.maintenance)

@@ -27,6 +27,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace tallywick {
@@ -101,9 +102,10 @@ class UtilityState final : public QObject {
 
     // Choices of the user
 
-    void setMini(bool mini) { change().mini = mini; }
-    void setLight(bool light) { change().light = light; }
-    void setPinned(bool pinned) { change().pinned = pinned; }
+    /// Always on top or not, kept for the next start.
+    void choosePinned(bool pinned);
+    /// The day theme for the night theme or the reverse, kept for the next start.
+    void toggleTheme();
     void setShowingSettings(bool showing) { change().showingSettings = showing; }
     void setShowingInstaller(bool showing) { change().showingInstaller = showing; }
     void setCreateShortcutOnInstall(bool create) { change().createShortcutOnInstall = create; }
@@ -111,17 +113,51 @@ class UtilityState final : public QObject {
     /// Keeps `mini`, `light` and `pinned` for the next start.
     void savePreferences();
 
-    // The window
+    /// Opens a volume in the file browser once a fresh list has shown that it is still there. It
+    /// becomes the list on show when the volume has gone.
+    void openVolume(const VolumeInfo& volume);
 
-    /// The window that shows the state; null when there is none any more.
-    void attachWindow(UtilityWindow* window) { utilityWindow = window; }
+    // The maker's website, in the default browser
+
+    void openHomePage();
+    void openProductPage();
+    /// Begins a mail with the address of the product page in the user's mail program.
+    void shareByMail();
+    void copyProductAddress();
+
+    // The window. Without one, these do nothing. `mini` always follows from the height of its
+    // content.
+
+    /// Makes this the window that shows the state, with the size and the position that were kept.
+    /// Null detaches the window, which must not be used any more.
+    void attachWindow(UtilityWindow* window);
+    /// Brings its level, its limits and its place on the screen in line with the state and the
+    /// screens.
+    void applyWindowConfiguration();
+    /// Gives the content the nearest allowed size; the window keeps its top left corner.
+    void setContentSize(QSizeF size);
+    /// To be called whenever the window has another size.
+    void syncLayoutWithSize();
+    /// To be called when the user has finished resizing: snaps to the layout's own proportions and
+    /// keeps the size for the next start.
+    void endResize();
+    /// The resize grip was dragged so far in all since it was grasped; right and down are positive.
+    /// Ends with `endResize`.
+    void resizeBy(double dx, double dy);
+    /// The full layout for the mini layout or the reverse.
+    void toggleLayout();
+    /// Brings the window to the front, out of the dock if need be.
+    void showUtility();
+    /// To be called when the user has finished moving the window, and before it is closed.
+    void windowDidMove();
+
+    /// The most height that the content may take on the window's screen, in points.
+    double maximumContentHeight() const;
     /// Whether the full layout can be seen. Without a window it cannot.
     bool isFullViewVisible() const;
     /// The window has come back after it was hidden with its application.
     void applicationDidUnhide();
     void screenParametersDidChange();
-    /// The frame in which the resize grip was grasped; absent when it is not being dragged.
-    void setResizeStartFrame(std::optional<QRectF> frame) { resizeStartFrame = frame; }
 
     // Life cycle
 
@@ -167,6 +203,20 @@ class UtilityState final : public QObject {
     void refreshVolumesIfDue();
     void applyVolumes(const std::vector<VolumeInfo>& volumes);
 
+    void volumesWereListedToOpen(const VolumeInfo& volume, const std::vector<VolumeInfo>& listed,
+                                 bool isMounted);
+    void openPage(std::string_view address);
+
+    QSizeF fullContentSize() const;
+    QSizeF windowChrome() const;
+    QSizeF maximumContentSize() const;
+    void applyContentLimits(double contentHeight);
+    void applyFrame(QRectF frame);
+    void resizeContent(QSizeF size, QPointF topLeft);
+    std::optional<QPointF> savedWindowPosition() const;
+    QSizeF initialContentSize() const;
+    void makeMachineDue();
+
     AccountService& account();
     void resetAccountService();
     void dropAccountService();
@@ -191,6 +241,13 @@ class UtilityState final : public QObject {
     void validateHelper(const std::filesystem::path& helper);
     void helperWasValidated(std::int64_t token, const std::filesystem::path& helper, bool valid);
     void reconnect();
+
+    /// Of the size of the window's content.
+    struct WindowLimits {
+        QSizeF minimum;
+        QSizeF maximum;
+        bool operator==(const WindowLimits&) const = default;
+    };
 
     Services services;
     UtilityFields published;
@@ -226,7 +283,9 @@ class UtilityState final : public QObject {
     bool readsAfterSignIn = false; ///< the next account result is the first after a sign-in
 
     UtilityWindow* utilityWindow = nullptr;
-    std::optional<QRectF> resizeStartFrame;
+    std::optional<WindowLimits> windowLimits; ///< that the window was given
+    std::optional<bool> windowFloats;         ///< as the window was told
+    std::optional<QRectF> resizeStartFrame;   ///< while the resize grip is being dragged
 
     QTimer ticker;
     std::shared_ptr<AccountService> accountService; ///< created on first use

@@ -1,7 +1,5 @@
 #include "state/UtilityState.h"
 
-#include "state/WindowSizing.h"
-
 #include <utility>
 
 namespace tallywick {
@@ -85,9 +83,10 @@ void UtilityState::refreshVolumesIfDue() {
 void UtilityState::applyVolumes(const std::vector<VolumeInfo>& volumes) {
     const std::size_t before = published.volumes.size();
     change().volumes = volumes;
-    if (utilityWindow && volumes.size() != before && !published.mini && !resizeStartFrame)
-        utilityWindow->setContentSize(
-            WindowSizing::fullSize(volumes.size(), utilityWindow->maximumContentHeight()));
+    if (volumes.size() == before || published.mini || resizeStartFrame)
+        return;
+    setContentSize(fullContentSize());
+    applyWindowConfiguration();
 }
 
 } // namespace tallywick

@@ -1,10 +1,23 @@
 #pragma once
 
+#include <QRectF>
 #include <QSizeF>
+
+#include <optional>
 
 namespace tallywick {
 
-/// The utility's window, as far as the state needs one. Main thread only.
+/// The utility's window, as far as the state needs one. Main thread only. Everything is in points,
+/// positions in screen coordinates with y growing downward.
+///
+/// The window may follow later, when the system lets it: `frame` and `contentSize` return what was
+/// asked for last until the system tells something else, and always belong together. As long as the
+/// decoration is unknown, which it is before the window is first shown, the frame equals the
+/// content.
+///
+/// The window's owner tells the state of what the system or the user did: `syncLayoutWithSize`
+/// after every change of size, `endResize` and `windowDidMove` when the user has finished, and
+/// `applyWindowConfiguration` when the decoration has become known.
 class UtilityWindow {
   public:
     virtual ~UtilityWindow() = default;
@@ -13,14 +26,25 @@ class UtilityWindow {
     virtual bool isVisible() const = 0;
     virtual bool isMinimised() const = 0;
 
-    /// The height in points that its content may take on its screen.
-    virtual double maximumContentHeight() const = 0;
+    /// The whole window with its decoration.
+    virtual QRectF frame() const = 0;
+    virtual QSizeF contentSize() const = 0;
 
-    /// Gives its content a size in points, within the window's limits.
-    virtual void setContentSize(QSizeF size) = 0;
+    /// The window's screen without the desktop's panels, else that of the main screen; absent
+    /// without any screen.
+    virtual std::optional<QRectF> visibleScreenFrame() const = 0;
 
-    /// Brings its level and its limits in line with the state and the screens.
-    virtual void applyConfiguration() = 0;
+    /// Moves and resizes the whole window.
+    virtual void setFrame(QRectF frame) = 0;
+
+    /// The limits within which the user can resize the content.
+    virtual void setContentLimits(QSizeF minimum, QSizeF maximum) = 0;
+
+    /// Keeps it above the windows of other applications, or no longer.
+    virtual void setFloating(bool floating) = 0;
+
+    /// Shows it, minimised or not, in front of all others and gives it the keyboard.
+    virtual void showInFront() = 0;
 };
 
 } // namespace tallywick

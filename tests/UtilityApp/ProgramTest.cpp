@@ -1,16 +1,16 @@
 // The program as its users meet it: a process with arguments, output and signals.
 
-#include "base/Mutex.h"
-#include "platform/ChildProcess.h"
+#include "RunningProgram.h"
 #include "support/ScriptedHelper.h"
+
+#include <QImage>
 
 #include <gmock/gmock.h>
 
 #include <sys/stat.h>
 
-#include <array>
-#include <cstdio>
 #include <cstdlib>
+#include <fstream>
 
 namespace tallywick {
 namespace {
@@ -19,6 +19,8 @@ using ::testing::AllOf;
 using ::testing::HasSubstr;
 using ::testing::MatchesRegex;
 using ::testing::Not;
+using testing::outputOf;
+using testing::RunningProgram;
 using ::testing::StartsWith;
 using testing::TemporaryFolder;
 
@@ -32,70 +34,12 @@ class ProgramTest : public ::testing::Test {
         ::unsetenv("TALLYWICK_SAMPLE");
     }
 
-    /// Standard output and error of a shell command, and its exit status.
-    static std::string shell(const std::string& command) {
-        std::FILE* stream = ::popen(("( " + command + " ) 2>&1; echo \"[exit $?]\"").c_str(), "r");
-        std::string text;
-        std::array<char, 4096> bytes{};
-        for (std::size_t count = 0;
-             (count = std::fread(bytes.data(), 1, bytes.size(), stream)) > 0;)
-            text.append(bytes.data(), count);
-        ::pclose(stream);
-        return text;
-    }
-
+    /// Standard output and error of the program, and its exit status.
     static std::string utility(const std::string& arguments) {
-        return shell(std::string(CORVANE_UTILITY) + " " + arguments);
+        return outputOf(std::string(CORVANE_UTILITY) + " " + arguments + "; echo \"[exit $?]\"");
     }
 
     TemporaryFolder home;
-};
-
-/// A process whose output is read as it comes.
-class Running {
-  public:
-    Running(const std::string& executable, const std::vector<std::string>& arguments) {
-        ChildProcess::Handlers handlers;
-        handlers.output = [this](std::string_view piece) { add(piece); };
-        handlers.terminated = [this] { add("[ended]\n"); };
-        ChildCommand command;
-        command.executable = executable;
-        command.arguments = arguments;
-        command.currentFolder = "/";
-        command.killGrace = std::chrono::seconds(60);
-        process = ChildProcess::launch(command, std::move(handlers));
-    }
-
-    /// Waits until the output contains `text`; returns all of it.
-    std::string waitFor(const std::string& text) {
-        const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(60);
-        MutexLock lock(mutex);
-        while (output.find(text) == std::string::npos && changed.waitUntil(mutex, deadline)) {
-        }
-        return output;
-    }
-
-    void tell(const std::string& line) {
-        EXPECT_EQ(process->write(line + "\n", 4096), ChildProcess::WriteOutcome::accepted);
-    }
-
-    /// Asks the process to end and waits for it.
-    std::string end() {
-        process->terminate();
-        return waitFor("[ended]");
-    }
-
-  private:
-    void add(std::string_view text) {
-        MutexLock lock(mutex);
-        output += text;
-        changed.notifyAll();
-    }
-
-    Mutex mutex;
-    Condition changed;
-    std::string output GUARDED_BY(mutex);
-    std::unique_ptr<ChildProcess> process;
 };
 
 const std::string sampleHelper = std::string(" --helper ") + SAMPLE_HELPER;
@@ -108,7 +52,7 @@ TEST_F(ProgramTest, ReportsAReadingOfTheHelper) {
                              "RESET IN         [0-9dhm ]+\n"
                              "LIFETIME TOKENS  [0-9.]+B\n"
                              "LATEST DAY       [-0-9]+ · [0-9.]+[KM]?\n"
-                             "\\[exit 0\\]\n"));
+                             "\\[exit 0\\]"));
     EXPECT_TRUE(std::filesystem::is_empty(home.path())); // it stores nothing
 }
 
@@ -121,14 +65,14 @@ TEST_F(ProgramTest, FailsWithItsSentence) {
     const std::string helper = sampleHelper;
     const Case cases[] = {
         {"signed-out", helper.c_str(),
-         "No saved Codex sign-in. Sign in through Codex or use Sign in in Browser.\n[exit 1]\n"},
-        {"crash", helper.c_str(), "Codex helper stopped. Retrying shortly.\n[exit 1]\n"},
-        {"", "", "Codex not found. Install Codex or choose its app in Settings.\n[exit 1]\n"},
+         "No saved Codex sign-in. Sign in through Codex or use Sign in in Browser.\n[exit 1]"},
+        {"crash", helper.c_str(), "Codex helper stopped. Retrying shortly.\n[exit 1]"},
+        {"", "", "Codex not found. Install Codex or choose its app in Settings.\n[exit 1]"},
         {"", " --helper /missing",
-         "Codex not found. Install Codex or choose its app in Settings.\n[exit 1]\n"},
+         "Codex not found. Install Codex or choose its app in Settings.\n[exit 1]"},
         {"", " --helper /bin/sh --verbose",
          "Codex not found. Install Codex or choose its app in Settings.\n"
-         "HELPER           not found\n[exit 1]\n"},
+         "HELPER           not found\n[exit 1]"},
     };
     for (const Case& row : cases) {
         SCOPED_TRACE(std::string(row.scenario) + row.arguments);
@@ -146,21 +90,57 @@ TEST_F(ProgramTest, KeepsTheHelpersWordsToItself) {
 
 TEST_F(ProgramTest, FindsAHelperInTheHomeFolder) {
     EXPECT_EQ(utility("--locate"),
-              "Codex not found. Install Codex or choose its app in Settings.\n[exit 1]\n");
+              "Codex not found. Install Codex or choose its app in Settings.\n[exit 1]");
     std::filesystem::create_directories(home / ".local/bin");
     std::filesystem::copy(SAMPLE_HELPER, home / ".local/bin/codex");
-    EXPECT_EQ(utility("--locate"), "<user-selected or IDE installation>/…/codex\n[exit 0]\n");
+    EXPECT_EQ(utility("--locate"), "<user-selected or IDE installation>/…/codex\n[exit 0]");
     EXPECT_THAT(utility("--report"), HasSubstr("[exit 0]"));
 }
 
+TEST_F(ProgramTest, DrawsItsWindowWithoutADisplay) {
+    ::unsetenv("DISPLAY");
+    struct Case {
+        const char* arguments;
+        QSize size;         // of the picture
+        QPoint meterEnd;    // in the last segment of its meter that is filled
+        QPoint meterBeyond; // in the first one that is not
+    };
+    const Case cases[] = {
+        {"--scenario live", {520, 659}, {216, 185}, {227, 185}},
+        {"--scenario live --theme day --scale 2", {1040, 1318}, {432, 370}, {454, 370}},
+        {"--scenario live --layout mini", {500, 225}, {208, 118}, {218, 118}},
+    };
+    const std::string file = home / "picture.png";
+    for (const Case& row : cases) {
+        SCOPED_TRACE(row.arguments);
+        EXPECT_EQ(utility("--render " + file + " " + row.arguments), "[exit 0]");
+        const QImage picture(QString::fromStdString(file));
+        ASSERT_EQ(picture.size(), row.size);
+        const auto blueness = [&](QPoint place) {
+            const QColor color = picture.pixelColor(place);
+            return color.saturation() * color.value();
+        };
+        EXPECT_GT(blueness(row.meterEnd), 2 * blueness(row.meterBeyond));
+    }
+    EXPECT_EQ(utility("--render " + file + " --scenario none"),
+              "There is no scenario of that name.\n[exit 1]");
+    EXPECT_EQ(utility("--render " + (home / "no/folder.png").string() + " --scenario live"),
+              "The picture could not be written.\n[exit 1]");
+}
+
+TEST_F(ProgramTest, DrawsWhatTheHelperTells) {
+    const std::string file = home / "picture.png";
+    EXPECT_EQ(utility("--render " + file + " --sheet settings" + sampleHelper), "[exit 0]");
+    EXPECT_FALSE(QImage(QString::fromStdString(file)).isNull());
+}
+
 TEST_F(ProgramTest, WatchesUntilItIsAskedToEnd) {
-    Running program(CORVANE_UTILITY, {"--watch", "--helper", SAMPLE_HELPER});
+    RunningProgram program(CORVANE_UTILITY, {"--watch", "--helper", SAMPLE_HELPER});
     program.waitFor("lifetime tokens");
     EXPECT_THAT(program.end(),
                 MatchesRegex("\\[CONNECTING\\] Finding Codex…\n"
                              "\\[LIVE\\] LIVE · Synced [^\n]*% used, [^\n]*\n"
-                             "\\[LIVE\\] LIVE · Synced [^\n]* lifetime tokens[^\n]*\n"
-                             "\\[ended\\]\n"));
+                             "\\[LIVE\\] LIVE · Synced [^\n]* lifetime tokens[^\n]*\n"));
     EXPECT_TRUE(std::filesystem::exists(home / "Corvane Tallywick/usage-history.json"));
 }
 
@@ -172,11 +152,11 @@ TEST_F(ProgramTest, EndsWhenNobodyReadsItsLines) {
 TEST_F(ProgramTest, ClosesTheHelperForSleepAndStartsAnotherOneAfterIt) {
     // The bus and logind's place on it.
     const std::string address = "unix:path=" + (home / "bus").string();
-    Running bus("/usr/bin/dbus-daemon",
-                {"--session", "--nofork", "--print-address", "--address=" + address});
+    RunningProgram bus("/usr/bin/dbus-daemon",
+                       {"--session", "--nofork", "--print-address", "--address=" + address});
     bus.waitFor("unix:path=");
     ::setenv("DBUS_SYSTEM_BUS_ADDRESS", address.c_str(), 1);
-    Running logind(FAKE_LOGIND, {});
+    RunningProgram logind(FAKE_LOGIND, {});
     logind.waitFor("ready");
 
     // A helper that tells of its start, through a pipe that lies beside it, and then hangs.
@@ -184,18 +164,15 @@ TEST_F(ProgramTest, ClosesTheHelperForSleepAndStartsAnotherOneAfterIt) {
     std::filesystem::copy(MISBEHAVING_HELPER, helper);
     std::ofstream(helper + ".script") << "tell " + helper + ".starts\nhang\n";
     ASSERT_EQ(::mkfifo((helper + ".starts").c_str(), 0600), 0);
-    Running starts("/bin/sh", {"-c", "exec 3<>" + helper + ".starts; cat <&3"});
+    RunningProgram starts("/bin/sh", {"-c", "exec 3<>" + helper + ".starts; cat <&3"});
 
-    Running program(CORVANE_UTILITY, {"--watch", "--helper", helper});
+    RunningProgram program(CORVANE_UTILITY, {"--watch", "--helper", helper});
     starts.waitFor("start of a helper\n");
     logind.tell("sleep");
     logind.tell("wake");
     starts.waitFor(
         "start of a helper\nstart of a helper\n"); // long before the first would time out
-    EXPECT_EQ(program.end(), "[CONNECTING] Finding Codex…\n[ended]\n");
-    starts.end();
-    logind.end();
-    bus.end();
+    EXPECT_EQ(program.end(), "[CONNECTING] Finding Codex…\n");
 }
 
 } // namespace

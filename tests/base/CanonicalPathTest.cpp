@@ -18,14 +18,11 @@ TEST(CanonicalPath, standardisesTheTextAlone) {
     } rows[] = {
         {"/", "/"},
         {"/a/b/", "/a/b"},
-        {"//a///b", "/a/b"},
         {"/a/./b/.", "/a/b"},
         {"/a/b/../c", "/a/c"},
         {"/../..", "/"},
-        {"a", here / "a"},
         {"..", here.parent_path()},
         {"", ""},
-        {"/no/such/..", "/no"},
     };
     for (const auto& row : rows)
         EXPECT_EQ(standardisedPath(row.text), row.standard) << row.text;

@@ -3,10 +3,7 @@
 
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <cstdint>
-#include <iterator>
-#include <random>
 #include <set>
 #include <string>
 #include <vector>
@@ -62,12 +59,11 @@ Names read(Reader reader, const std::string& bytes) {
 }
 
 TEST(MachOArchitectures, readsTheHeadersThatAreKnown) {
-    struct Row {
+    const struct {
         const char* name;
         std::string bytes;
         Names names;
-    };
-    const Row rows[] = {
+    } rows[] = {
         {"a thin arm64 file", thin(arm64Type), {"arm64"}},
         {"a thin x86_64 file", thin(x86Type), {"x86_64"}},
         {"a thin file for another processor", thin(0x01000012), {}},
@@ -84,28 +80,25 @@ TEST(MachOArchitectures, readsTheHeadersThatAreKnown) {
         {"nine architectures", universal(0xcafebabe, 20, std::vector(9, arm64Type)), {}},
         {"a count near the largest number", bigEndian(0xcafebabe) + bigEndian(0xffffffff), {}},
         {"no architecture", universal(0xcafebabe, 20, {}), {}},
-        {"a thin 32-bit file", littleEndian(0xfeedface) + littleEndian(arm64Type), {}},
         {"a thin byte-swapped file", bigEndian(0xfeedfacf) + bigEndian(arm64Type), {}},
         {"a byte-swapped universal file",
          littleEndian(0xcafebabe) + littleEndian(1) + littleEndian(arm64Type),
          {}},
-        {"an ELF file", elf(elfArm64), {}},
         {"no bytes", "", {}},
     };
-    for (const Row& row : rows)
+    for (const auto& row : rows)
         EXPECT_EQ(read(MachOArchitectures::architectures, row.bytes), row.names) << row.name;
 }
 
 TEST(MachOArchitectures, namesOfAHeaderCutShortOnlyWhatLiesInside) {
-    struct Row {
+    const struct {
         std::string bytes;
         std::size_t armFrom; ///< length from which the type of the processor is inside
         std::size_t x86From;
-    };
-    const Row rows[] = {{universal(0xcafebabe, 20, {arm64Type, x86Type}), 12, 32},
-                        {universal(0xcafebabf, 32, {arm64Type, x86Type}), 12, 44},
-                        {thin(arm64Type), 8, 9}};
-    for (const Row& row : rows)
+    } rows[] = {{universal(0xcafebabe, 20, {arm64Type, x86Type}), 12, 32},
+                {universal(0xcafebabf, 32, {arm64Type, x86Type}), 12, 44},
+                {thin(arm64Type), 8, 9}};
+    for (const auto& row : rows)
         for (std::size_t length = 0; length <= row.bytes.size(); ++length) {
             const Names names =
                 read(MachOArchitectures::architectures, row.bytes.substr(0, length));
@@ -123,10 +116,6 @@ TEST(ElfArchitectures, readsTheWholeHeaderOfAProgram) {
                 << length;
         EXPECT_EQ(read(ElfArchitectures::architectures, header), Names{name});
         EXPECT_EQ(read(ElfArchitectures::architectures, header + "more"), Names{name});
-
-        std::string fixedAddress = header;
-        fixedAddress[16] = 2;
-        EXPECT_EQ(read(ElfArchitectures::architectures, fixedAddress), Names{name});
     }
 }
 
@@ -142,32 +131,13 @@ TEST(ElfArchitectures, refusesAChangeOfAnyFieldThatDecides) {
                   decides(offset) ? Names{} : Names{"x86_64"})
             << offset;
     }
-    for (const char type : {'\0', '\1', '\4'}) { // none, object file, core dump
+    for (const char type : {'\0', '\1', '\2', '\4'}) { // none, object, program, core dump
         std::string header = elf(elfX86);
         header[16] = type;
-        EXPECT_EQ(read(ElfArchitectures::architectures, header), Names{}) << int(type);
+        EXPECT_EQ(read(ElfArchitectures::architectures, header),
+                  type == 2 ? Names{"x86_64"} : Names{})
+            << int(type);
     }
-}
-
-TEST(ExecutableArchitectures, giveOnlyTheirTwoNamesForWhateverBytes) {
-    const std::string beginnings[] = {"", thin(arm64Type), universal(0xcafebabe, 20, {x86Type}),
-                                      universal(0xcafebabf, 32, {x86Type}), elf(elfX86)};
-    const Names both{"arm64", "x86_64"};
-    std::mt19937 random(6021);
-    std::size_t named = 0;
-    for (int round = 0; round < 20'000; ++round) {
-        std::string bytes = beginnings[random() % std::size(beginnings)];
-        bytes.resize(random() % 300);
-        for (std::size_t i = random() % 12; i < bytes.size(); i += 1 + random() % 40)
-            bytes[i] = static_cast<char>(random());
-        for (const auto reader :
-             {MachOArchitectures::architectures, ElfArchitectures::architectures}) {
-            const Names names = read(reader, bytes);
-            named += names.size();
-            ASSERT_TRUE(std::includes(both.begin(), both.end(), names.begin(), names.end()));
-        }
-    }
-    EXPECT_GT(named, 100U); // else the bytes never came past a magic number
 }
 
 } // namespace

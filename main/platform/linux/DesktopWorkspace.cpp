@@ -2,6 +2,7 @@
 
 #include <QClipboard>
 #include <QDesktopServices>
+#include <QFile>
 #include <QGuiApplication>
 #include <QUrl>
 
@@ -14,6 +15,11 @@ class DesktopWorkspace final : public Workspace {
     bool openAddress(const std::string& address) override {
         const QUrl url(QString::fromStdString(address), QUrl::StrictMode);
         return qGuiApp && url.isValid() && QDesktopServices::openUrl(url);
+    }
+
+    bool openFolder(const std::filesystem::path& folder) override {
+        const QString path = QFile::decodeName(folder.c_str());
+        return qGuiApp && QDesktopServices::openUrl(QUrl::fromLocalFile(path));
     }
 
     void copyText(const std::string& text) override {

@@ -33,9 +33,11 @@ int blockAndWatch() {
 
 } // namespace
 
-TerminationSignals::TerminationSignals(std::function<void()> onRequest)
-    : descriptor(blockAndWatch()), notifier(descriptor, QSocketNotifier::Read) {
-    QObject::connect(&notifier, &QSocketNotifier::activated, &notifier,
+TerminationSignals::TerminationSignals() : descriptor(blockAndWatch()) {}
+
+void TerminationSignals::listen(std::function<void()> onRequest) {
+    notifier = std::make_unique<QSocketNotifier>(descriptor, QSocketNotifier::Read);
+    QObject::connect(notifier.get(), &QSocketNotifier::activated, notifier.get(),
                      [fd = descriptor, handler = std::move(onRequest)] {
                          signalfd_siginfo request{};
                          if (::read(fd, &request, sizeof request) > 0)
@@ -45,7 +47,7 @@ TerminationSignals::TerminationSignals(std::function<void()> onRequest)
 
 TerminationSignals::~TerminationSignals() {
     const sigset_t set = requests();
-    notifier.setEnabled(false);
+    notifier.reset();
     ::close(descriptor);
     ::pthread_sigmask(SIG_UNBLOCK, &set, nullptr);
 }

@@ -1,0 +1,131 @@
+#include "UtilityApp/RenderCommand.h"
+
+#include "UtilityApp/Scenarios.h"
+#include "UtilityApp/SystemServices.h"
+#include "platform/ChildProcess.h"
+#include "state/WindowSizing.h"
+#include "views/InstallationView.h"
+#include "views/SettingsView.h"
+#include "views/UtilityView.h"
+
+#include <QApplication>
+#include <QEventLoop>
+#include <QFile>
+#include <QImage>
+#include <QTimer>
+
+#include <cstdio>
+#include <cstdlib>
+
+namespace tallywick {
+
+namespace {
+
+constexpr std::chrono::seconds longestReading{20};
+
+/// Stands for the window while there is none: a full layout that can be seen.
+class Canvas final : public UtilityWindow {
+  public:
+    bool isVisible() const override { return true; }
+    bool isMinimised() const override { return false; }
+    QRectF frame() const override { return {QPointF(), contentSize()}; }
+    QSizeF contentSize() const override { return WindowSizing::fullBaseSize; }
+    std::optional<QRectF> visibleScreenFrame() const override { return std::nullopt; }
+    void setFrame(QRectF) override {}
+    void setContentLimits(QSizeF, QSizeF) override {}
+    void setFloating(bool) override {}
+    void showInFront() override {}
+};
+
+bool isComplete(const UtilityFields& fields) {
+    return !fields.accountBusy && fields.status != StatusText::findingCodex && fields.cpuPercent
+           && !fields.volumes.empty();
+}
+
+/// What the window would show now. Its size and its place are not kept.
+UtilityFields currentFields(const std::optional<std::filesystem::path>& helper) {
+    SystemServices services(helper);
+    constexpr bool showsInstaller = false;
+    Canvas canvas;
+    UtilityState state(services.forState(showsInstaller, nullptr));
+    state.attachWindow(&canvas);
+    state.refreshNow();
+    QEventLoop loop;
+    QObject::connect(&state, &UtilityState::changed, &loop, [&] {
+        if (isComplete(state.fields()))
+            loop.quit();
+    });
+    QTimer::singleShot(longestReading, &loop, &QEventLoop::quit);
+    loop.exec();
+    state.attachWindow(nullptr);
+    return state.fields();
+}
+
+/// The widget as it is drawn on a screen of this scale.
+QImage pictureOf(QWidget& widget, double scale) {
+    QImage picture((QSizeF(widget.size()) * scale).toSize(), QImage::Format_RGB32);
+    picture.setDevicePixelRatio(scale);
+    widget.render(&picture);
+    return picture;
+}
+
+template <typename SheetType, typename... Shown>
+QImage sheetPicture(const PictureOptions& options, const Shown&... shown) {
+    SheetType sheet(makeTheme(options.light, {}), {}, nullptr);
+    sheet.present(shown...);
+    sheet.show(); // takes the size that its content needs
+    return pictureOf(sheet, options.scale);
+}
+
+QImage windowPicture(const PictureOptions& options, UtilityFields fields) {
+    fields.mini = options.mini;
+    fields.light = options.light;
+    const double availableHeight = WindowSizing::maximumContentHeight({}, {});
+    const QSizeF size = options.mini
+                            ? WindowSizing::miniSize
+                            : WindowSizing::fullSize(fields.volumes.size(), availableHeight);
+    UtilityView view{UtilityActions()};
+    view.resize(size.toSize());
+    view.present(fields, availableHeight);
+    return pictureOf(view, options.scale);
+}
+
+QImage draw(const PictureOptions& options, const UtilityFields& fields) {
+    switch (options.sheet) {
+    case PictureOptions::Sheet::settings:
+        return sheetPicture<SettingsView>(
+            options, fields,
+            ApplicationTexts{QStringLiteral(TALLYWICK_VERSION),
+                             QString::fromStdString(installationLabel(false, true, true))});
+    case PictureOptions::Sheet::welcome:
+        return sheetPicture<InstallationView>(options, fields);
+    case PictureOptions::Sheet::none:
+        break;
+    }
+    return windowPicture(options, fields);
+}
+
+int fail(const char* sentence) {
+    static_cast<void>(std::fprintf(stderr, "%s\n", sentence));
+    return EXIT_FAILURE;
+}
+
+} // namespace
+
+int runRender(const CommandLine& commandLine, int argc, char** argv) {
+    ::qputenv("QT_QPA_PLATFORM", "offscreen");
+    // What the toolkit finds missing without a desktop is nobody's concern here.
+    qInstallMessageHandler([](QtMsgType, const QMessageLogContext&, const QString&) {});
+    const QApplication application(argc, argv);
+    const PictureOptions& options = commandLine.picture;
+    const auto fields =
+        options.scenario ? scenario(*options.scenario) : currentFields(commandLine.helper);
+    waitForChildProcesses(helperEnd);
+    if (!fields)
+        return fail("There is no scenario of that name.");
+    if (!draw(options, *fields).save(QFile::decodeName(options.file.c_str()), "PNG"))
+        return fail("The picture could not be written.");
+    return EXIT_SUCCESS;
+}
+
+} // namespace tallywick

@@ -1,0 +1,40 @@
+#pragma once
+
+#include "UtilityApp/HelperSearch.h"
+#include "platform/FilePreferences.h"
+#include "platform/NetworkPath.h"
+#include "platform/PowerEvents.h"
+#include "platform/RunningApplications.h"
+#include "platform/Workspace.h"
+#include "state/LaunchRule.h"
+#include "state/UtilityState.h"
+
+#include <chrono>
+#include <filesystem>
+#include <memory>
+#include <optional>
+
+namespace tallywick {
+
+/// How long the program waits at its end for its helpers, each of which is killed two seconds after
+/// it was asked to end.
+inline constexpr std::chrono::seconds helperEnd{3};
+
+/// The real services behind a `UtilityState`, which they must outlive. Main thread only.
+class SystemServices {
+  public:
+    explicit SystemServices(const std::optional<std::filesystem::path>& namedHelper);
+
+    /// For the one state. `openPanel`, which may be null, must outlive it.
+    UtilityState::Services forState(bool showsInstaller, OpenPanel* openPanel);
+
+  private:
+    HelperSearch search;
+    std::filesystem::path home;
+    std::unique_ptr<PowerEvents> power;
+    std::unique_ptr<NetworkPath> network;
+    std::unique_ptr<Workspace> workspace;
+    FilePreferences preferences;
+};
+
+} // namespace tallywick

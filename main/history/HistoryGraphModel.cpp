@@ -1,0 +1,61 @@
+#include "history/HistoryGraphModel.h"
+
+#include <algorithm>
+#include <cmath>
+
+namespace tallywick::HistoryGraphModel {
+
+namespace {
+
+/// Resets of one allowance week differ by less, in seconds.
+constexpr Timestamp resetTolerance = 1;
+
+Timestamp weekEnd(Timestamp now, std::optional<Timestamp> reset) { return reset.value_or(now); }
+
+bool isSameWeek(Timestamp reset, Timestamp other) {
+    return std::abs(reset - other) < resetTolerance;
+}
+
+bool isJoined(const UsageSample& sample, const UsageSample& previous) {
+    return !sample.startsSegment.value_or(false)
+           && sample.timestamp - previous.timestamp <= longestGap
+           && isSameWeek(sample.reset, previous.reset) && sample.usedPercent >= previous.usedPercent
+           && sample.accountHash == previous.accountHash;
+}
+
+} // namespace
+
+std::vector<UsageSample> weekSamples(std::span<const UsageSample> samples, Timestamp now,
+                                     std::optional<Timestamp> reset) {
+    const Timestamp end = weekEnd(now, reset);
+    const Timestamp latest = std::min(now, end);
+    std::vector<UsageSample> selected;
+    std::ranges::copy_if(samples, std::back_inserter(selected), [&](const UsageSample& sample) {
+        return sample.timestamp >= end - week && sample.timestamp <= latest
+               && sample.usedPercent >= 0 && sample.usedPercent <= 100
+               && (!reset || isSameWeek(sample.reset, *reset));
+    });
+    std::ranges::stable_sort(selected, {}, &UsageSample::timestamp);
+    return selected;
+}
+
+std::vector<HistoryGraphPoint> points(std::span<const UsageSample> samples, Timestamp now,
+                                      std::optional<Timestamp> reset, QSizeF area) {
+    const Timestamp start = weekEnd(now, reset) - week;
+    const double width = std::max(area.width() - 2 * inset, 0.0);
+    const double height = std::max(area.height() - 2 * inset, 0.0);
+    const std::vector<UsageSample> shown = weekSamples(samples, now, reset);
+    std::vector<HistoryGraphPoint> found;
+    found.reserve(shown.size());
+    const UsageSample* previous = nullptr;
+    for (const UsageSample& sample : shown) {
+        const double across = std::clamp((sample.timestamp - start) / week, 0.0, 1.0);
+        const double down = std::clamp(1 - sample.usedPercent / 100, 0.0, 1.0);
+        found.push_back({{inset + width * across, inset + height * down},
+                         !previous || !isJoined(sample, *previous)});
+        previous = &sample;
+    }
+    return found;
+}
+
+} // namespace tallywick::HistoryGraphModel

@@ -1,0 +1,45 @@
+#pragma once
+
+#include "base/Time.h"
+#include "history/UsageHistory.h"
+
+#include <QPointF>
+#include <QSizeF>
+
+#include <optional>
+#include <span>
+#include <vector>
+
+namespace tallywick {
+
+/// A reading in a drawing area whose origin is its top left corner, with y growing downward.
+struct HistoryGraphPoint {
+    QPointF location;
+    bool startsSegment = false; ///< no line joins it to the point before
+};
+
+/// Which stored readings the graph of the current allowance week shows, and where. Pure functions.
+///
+/// The week ends at `reset`, the reset of the present reading, or at `now` without one. Nothing is
+/// interpolated: what was not observed stays a gap.
+namespace HistoryGraphModel {
+
+/// Length of the allowance week in seconds.
+inline constexpr Timestamp week = 604'800;
+/// Stays free on every side of the drawing area.
+inline constexpr double inset = 3;
+
+/// The samples of the current week up to `now`, in ascending order of their timestamps; equal ones
+/// stay in order. Samples of another allowance week, whose reset differs by a second or more, are
+/// left out when there is a `reset`.
+std::vector<UsageSample> weekSamples(std::span<const UsageSample> samples, Timestamp now,
+                                     std::optional<Timestamp> reset);
+
+/// One point for each of `weekSamples`, in the same order. The whole week is as wide, and 0 to 100
+/// percent are as high, as the area without its insets.
+std::vector<HistoryGraphPoint> points(std::span<const UsageSample> samples, Timestamp now,
+                                      std::optional<Timestamp> reset, QSizeF area);
+
+} // namespace HistoryGraphModel
+
+} // namespace tallywick

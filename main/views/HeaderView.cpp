@@ -1,0 +1,49 @@
+#include "views/HeaderView.h"
+
+#include "state/StatusTexts.h"
+#include "views/DesignLayout.h"
+#include "views/LogoButton.h"
+#include "views/StatusBadge.h"
+#include "views/TextLine.h"
+#include "views/UtilityButton.h"
+
+namespace tallywick {
+
+HeaderView::HeaderView(const ViewStyle& viewStyle, const UtilityActions& actions, QWidget* parent)
+    : QWidget(parent), style(viewStyle), logo(new LogoButton(style, this)),
+      title(new TextLine(style, {.font = FontRole::title}, this)),
+      subtitle(
+          new TextLine(style, {.font = FontRole::caption, .color = &Theme::secondaryText}, this)),
+      badge(new StatusBadge(style, this)),
+      status(new TextLine(
+          style,
+          {.font = FontRole::small, .color = &Theme::secondaryText, .alignment = Qt::AlignRight},
+          this)),
+      close(new UtilityButton(style, QStringLiteral("Quit Tallywick"), "xmark",
+                              UtilityButton::Treatment::bare, this)) {
+    title->present(QStringLiteral("CODEX WEEKLY USAGE"));
+    subtitle->present(QStringLiteral("ACCOUNT + THIS MAC"));
+    close->setToolTip(close->text());
+    connect(logo, &QAbstractButton::clicked, this, actions.openHomePage);
+    connect(close, &QAbstractButton::clicked, this, actions.quit);
+}
+
+void HeaderView::present(const UtilityFields& fields) {
+    badge->present(statusBadge(fields.status, fields.loginPending), isLive(fields.status));
+    status->present(QString::fromStdString(fields.status));
+}
+
+void HeaderView::resizeEvent(QResizeEvent*) {
+    namespace Place = DesignLayout::Full;
+    const auto put = [this](QWidget* part, const QRectF& place) {
+        part->setGeometry(DesignLayout::inPoints(place, style.scale));
+    };
+    put(logo, Place::logo);
+    put(title, Place::title);
+    put(subtitle, Place::subtitle);
+    put(badge, Place::badge);
+    put(status, Place::status);
+    put(close, Place::close);
+}
+
+} // namespace tallywick

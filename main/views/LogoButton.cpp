@@ -1,0 +1,38 @@
+#include "views/LogoButton.h"
+
+#include "state/MakerLinks.h"
+#include "views/DesignLayout.h"
+
+#include <QImage>
+#include <QImageReader>
+
+namespace tallywick {
+
+LogoButton::LogoButton(const ViewStyle& viewStyle, QWidget* parent)
+    : PressablePart(viewStyle, parent) {
+    setText(QStringLiteral("Open ") + QString::fromUtf8(MakerLinks::host));
+    setHelp(text());
+    setCursor(Qt::PointingHandCursor);
+}
+
+void LogoButton::paintEvent(QPaintEvent*) {
+    constexpr double margin = DesignLayout::Full::logoMargin;
+    PartPainter painter(this, style);
+    const QRectF picture = painter.bounds().adjusted(margin, margin, -margin, -margin);
+    const double pixelsPerUnit = style.scale * devicePixelRatioF();
+    const QPixmap& image = logoOfSize((picture.size() * pixelsPerUnit).toSize());
+    painter.drawPixmap(picture, image, QRectF(image.rect()));
+    paintFocus(painter, painter.bounds(), painter.bounds().width() * 0.25);
+}
+
+const QPixmap& LogoButton::logoOfSize(QSize pixels) {
+    if (logo.size() == pixels)
+        return logo;
+    QImageReader reader(QStringLiteral(":/corvane-logo.png"), "png");
+    reader.setAutoDetectImageFormat(false); // a search would load every plug-in
+    logo = QPixmap::fromImage(
+        reader.read().scaled(pixels, Qt::IgnoreAspectRatio, Qt::SmoothTransformation));
+    return logo;
+}
+
+} // namespace tallywick

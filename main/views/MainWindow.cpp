@@ -1,0 +1,228 @@
+#include "views/MainWindow.h"
+
+#include "platform/GlobalMenu.h"
+#include "state/UtilityState.h"
+#include "views/StateActions.h"
+#include "views/ThemePalette.h"
+
+#include <QAccessible>
+#include <QAccessibleWidget>
+#include <QApplication>
+#include <QContextMenuEvent>
+#include <QGuiApplication>
+#include <QMenuBar>
+#include <QScreen>
+#include <QToolTip>
+#include <QWindow>
+
+#include <chrono>
+
+namespace tallywick {
+
+namespace {
+
+constexpr std::chrono::milliseconds settlingTime{500};
+
+QString titleOf(const UtilityState& state) {
+    return state.isPreviewBuild() ? QStringLiteral("Corvane — Tallywick — Preview")
+                                  : QStringLiteral("Corvane — Tallywick");
+}
+
+/// To a screen reader, any other widget that is a window is a mere container.
+QAccessibleInterface* makeAccessibleWindow(const QString& /*className*/, QObject* object) {
+    auto* window = qobject_cast<MainWindow*>(object);
+    return window ? new QAccessibleWidget(window, QAccessible::Window) : nullptr;
+}
+
+} // namespace
+
+MainWindow::MainWindow(UtilityState& shown)
+    : state(shown), view(actionsOf(shown), this),
+      menu(
+          actionsOf(shown), [&shown] { shown.showUtility(); }, this),
+      sheets(this, actionsOf(shown)) {
+    QAccessible::installFactory(makeAccessibleWindow);
+    setWindowTitle(titleOf(state));
+    addActions(menu.actions());
+    offerMenuToDesktop();
+    settling.setSingleShot(true);
+    settling.setInterval(settlingTime);
+    qApp->installEventFilter(this);
+    connect(&settling, &QTimer::timeout, this, &MainWindow::settle);
+    connect(&state, &UtilityState::changed, this, [this] {
+        if (exposed)
+            present();
+    });
+    watchScreens();
+    state.attachWindow(this);
+    present();
+}
+
+MainWindow::~MainWindow() { state.attachWindow(nullptr); }
+
+void MainWindow::setColors(const ColorPreferences& preferences) {
+    view.setColors(preferences);
+    present();
+}
+
+void MainWindow::present() {
+    const UtilityFields& fields = state.fields();
+    view.present(fields, state.maximumContentHeight());
+    colorTheRest();
+    menu.present(fields);
+    sheets.present(fields, view.viewStyle().theme,
+                   {QString::fromStdString(state.appVersion()),
+                    QString::fromStdString(state.installationLabel())});
+}
+
+/// Menus, tooltips and dialogs wear the theme as the views do.
+void MainWindow::colorTheRest() {
+    const QPalette palette = paletteOf(view.viewStyle().theme);
+    if (palette == QApplication::palette())
+        return;
+    QApplication::setPalette(palette);
+    QToolTip::setPalette(palette);
+}
+
+/// A desktop that shows menus itself gets ours; inside the window a menu bar would take height from
+/// the layout.
+void MainWindow::offerMenuToDesktop() {
+    if (!desktopShowsMenus())
+        return;
+    auto* bar = new QMenuBar(this);
+    bar->addMenu(&menu);
+    if (!bar->isNativeMenuBar())
+        delete bar;
+}
+
+void MainWindow::watchScreens() {
+    const auto changed = [this] { state.screenParametersDidChange(); };
+    const auto watch = [this, changed](const QScreen* screen) {
+        connect(screen, &QScreen::availableGeometryChanged, this, changed);
+    };
+    for (const QScreen* screen : QGuiApplication::screens())
+        watch(screen);
+    connect(qGuiApp, &QGuiApplication::screenAdded, this, watch);
+    connect(qGuiApp, &QGuiApplication::screenAdded, this, changed);
+    connect(qGuiApp, &QGuiApplication::screenRemoved, this, changed);
+}
+
+bool MainWindow::isVisible() const { return exposed && QWidget::isVisible(); }
+
+bool MainWindow::isMinimised() const { return isMinimized(); }
+
+QRectF MainWindow::frame() const { return frameGeometry(); }
+
+QSizeF MainWindow::contentSize() const { return size(); }
+
+/// Of the screen with the window's middle: before the window is first shown, Qt knows no better
+/// than the main screen.
+std::optional<QRectF> MainWindow::visibleScreenFrame() const {
+    const QScreen* own = QGuiApplication::screenAt(frameGeometry().center());
+    if (!own)
+        own = QGuiApplication::primaryScreen();
+    return own ? std::optional<QRectF>(own->availableGeometry()) : std::nullopt;
+}
+
+void MainWindow::setFrame(QRectF frame) {
+    const QRect outer = frame.toRect();
+    const QSize chrome = frameGeometry().size() - size();
+    askedSize = outer.size() - chrome;
+    setMinimumSize(minimumSize().boundedTo(askedSize));
+    setMaximumSize(maximumSize().expandedTo(askedSize));
+    if (pos() != outer.topLeft())
+        move(outer.topLeft());
+    resize(askedSize);
+    applyLimits();
+}
+
+void MainWindow::setContentLimits(QSizeF minimum, QSizeF maximum) {
+    minimumContent = minimum.toSize();
+    maximumContent = maximum.toSize();
+    applyLimits();
+}
+
+/// Limits that the present size does not keep wait for the frame that does: Qt would resize the
+/// window at once, to a size that nobody asked for.
+void MainWindow::applyLimits() {
+    if (size().expandedTo(minimumContent).boundedTo(maximumContent) != size())
+        return;
+    setMinimumSize(minimumContent);
+    setMaximumSize(maximumContent);
+}
+
+/// Told to the window system alone: a widget given another flag is hidden and made anew.
+void MainWindow::setFloating(bool floating) {
+    overrideWindowFlags(windowFlags().setFlag(Qt::WindowStaysOnTopHint, floating));
+    if (QWindow* window = windowHandle())
+        window->setFlag(Qt::WindowStaysOnTopHint, floating);
+}
+
+void MainWindow::showInFront() {
+    setWindowState(windowState() & ~Qt::WindowMinimized);
+    show();
+    raise();
+    activateWindow();
+}
+
+void MainWindow::showEvent(QShowEvent* event) {
+    QWidget::showEvent(event);
+    windowHandle()->installEventFilter(this);
+}
+
+bool MainWindow::eventFilter(QObject* watched, QEvent* event) {
+    // Qt asks every window whether it lets the program end: a sheet waits for the state and says
+    // no.
+    if (event->type() == QEvent::Quit && watched == qApp)
+        sheets.endAll();
+    const bool handled = QWidget::eventFilter(watched, event);
+    if (watched == windowHandle() && event->type() == QEvent::Expose)
+        exposureDidChange();
+    return handled;
+}
+
+void MainWindow::exposureDidChange() {
+    if (windowHandle()->isExposed() == exposed)
+        return;
+    exposed = windowHandle()->isExposed();
+    if (!exposed)
+        return;
+    present();
+    state.applyWindowConfiguration(); // the decoration is known now
+    state.applicationDidUnhide();
+    state.tick();
+}
+
+void MainWindow::resizeEvent(QResizeEvent* event) {
+    QWidget::resizeEvent(event);
+    view.setGeometry(rect());
+    state.syncLayoutWithSize();
+    settling.start();
+}
+
+void MainWindow::moveEvent(QMoveEvent* event) {
+    QWidget::moveEvent(event);
+    settling.start();
+}
+
+void MainWindow::settle() {
+    state.windowDidMove();
+    if (size() == askedSize) {
+        settledSize.reset();
+        return;
+    }
+    // A desktop that insists on a size of its own is not asked twice.
+    if (settledSize == size())
+        return;
+    settledSize = size();
+    state.endResize();
+}
+
+void MainWindow::closeEvent(QCloseEvent* event) {
+    state.windowDidMove();
+    QWidget::closeEvent(event);
+}
+
+void MainWindow::contextMenuEvent(QContextMenuEvent* event) { menu.popup(event->globalPos()); }
+
+} // namespace tallywick

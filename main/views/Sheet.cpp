@@ -1,0 +1,117 @@
+#include "views/Sheet.h"
+
+#include <QEvent>
+#include <QKeyEvent>
+#include <QLinearGradient>
+#include <QPainter>
+#include <QScreen>
+#include <QScrollArea>
+#include <QVBoxLayout>
+
+#include <algorithm>
+#include <utility>
+
+namespace tallywick {
+
+namespace {
+
+constexpr int usualWidth = 460;
+constexpr int margin = 16;
+constexpr int spacing = 10;
+constexpr int buttonSpacing = 8;
+
+/// What is left of the screen's height for the frame of the dialog.
+constexpr int frameAllowance = 48;
+
+} // namespace
+
+Sheet::Sheet(const QString& title, Action whenDismissed, QWidget* window)
+    : QDialog(window), dismiss(std::move(whenDismissed)), scroller(new QScrollArea(this)),
+      page(new QWidget), contentColumn(new QVBoxLayout(page)), buttonBar(new QWidget(this)),
+      buttons(new QHBoxLayout(buttonBar)) {
+    setWindowTitle(title);
+    setWindowModality(Qt::WindowModal);
+    contentColumn->setContentsMargins(margin, margin, margin, 0);
+    contentColumn->setSpacing(spacing);
+    scroller->setWidget(page);
+    scroller->setWidgetResizable(true);
+    scroller->setFrameShape(QFrame::NoFrame);
+    scroller->setFocusPolicy(Qt::NoFocus);
+    scroller->setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
+    // The backdrop shines through both.
+    page->setAutoFillBackground(false);
+    scroller->viewport()->setAutoFillBackground(false);
+    page->installEventFilter(this);
+
+    buttons->setContentsMargins(margin, margin, margin, margin);
+    buttons->setSpacing(buttonSpacing);
+    auto* whole = new QVBoxLayout(this);
+    whole->setContentsMargins(0, 0, 0, 0);
+    whole->setSpacing(0);
+    whole->addWidget(scroller, 1);
+    whole->addWidget(buttonBar);
+}
+
+void Sheet::setTheme(const Theme& theme) {
+    if (theme == style.theme)
+        return;
+    style.theme = theme;
+    for (SheetText* text : findChildren<SheetText*>())
+        text->setTheme(theme);
+    for (QWidget* part : findChildren<QWidget*>())
+        part->update();
+    update();
+}
+
+UtilityButton* Sheet::makeButton(const QString& text, const Action& action, QWidget& parent,
+                                 UtilityButton::Treatment treatment) {
+    auto* button = new UtilityButton(style, text, {}, treatment, &parent);
+    connect(button, &UtilityButton::clicked, this, [action] { action(); });
+    return button;
+}
+
+UtilityButton* Sheet::makeDefaultButton(const QString& text, const Action& action) {
+    UtilityButton* button =
+        makeButton(text, action, *buttonBar, UtilityButton::Treatment::prominent);
+    button->setDefault(true);
+    button->setFocus();
+    return button;
+}
+
+bool Sheet::eventFilter(QObject* watched, QEvent* event) {
+    const bool isHandled = QDialog::eventFilter(watched, event);
+    if (watched == page && event->type() == QEvent::LayoutRequest && isVisible())
+        fit();
+    return isHandled;
+}
+
+/// As long as the sheet itself keeps the keyboard, Return is meant for a button that has to wait.
+void Sheet::keyPressEvent(QKeyEvent* event) {
+    const bool isReturn = event->key() == Qt::Key_Return || event->key() == Qt::Key_Enter;
+    if (!isReturn || focusWidget() != this)
+        QDialog::keyPressEvent(event);
+}
+
+void Sheet::showEvent(QShowEvent* event) {
+    fit();
+    QDialog::showEvent(event);
+}
+
+void Sheet::fit() {
+    const int width = std::max({usualWidth, contentColumn->totalMinimumSize().width(),
+                                buttonBar->minimumSizeHint().width()});
+    const int wanted =
+        contentColumn->totalHeightForWidth(width) + buttonBar->minimumSizeHint().height();
+    const int available = screen()->availableGeometry().height() - frameAllowance;
+    setFixedSize(width, std::min(wanted, available));
+}
+
+void Sheet::paintEvent(QPaintEvent* /*event*/) {
+    QPainter painter(this);
+    QLinearGradient backdrop(rect().topLeft(), rect().bottomLeft());
+    backdrop.setColorAt(0, style.theme.backdropTop);
+    backdrop.setColorAt(1, style.theme.backdropBottom);
+    painter.fillRect(rect(), backdrop);
+}
+
+} // namespace tallywick

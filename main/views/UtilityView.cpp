@@ -1,0 +1,124 @@
+#include "views/UtilityView.h"
+
+#include "state/WindowSizing.h"
+#include "views/DesignLayout.h"
+#include "views/FullView.h"
+#include "views/MiniView.h"
+#include "views/ResizeGrip.h"
+#include "views/StaticBackdrop.h"
+
+#include <utility>
+
+namespace tallywick {
+
+namespace {
+
+/// The layout in the middle of the window's width.
+QRect centred(QSizeF design, double scale, int windowWidth) {
+    const QSize size = (design * scale).toSize();
+    return {QPoint((windowWidth - size.width()) / 2, 0), size};
+}
+
+/// Shows one layout in the place of the other, whose keyboard focus goes to the button that leads
+/// back.
+void exchange(QWidget* hidden, QWidget* shown, QWidget* toggle) {
+    const bool hadFocus =
+        hidden && hidden->focusWidget() && hidden->isAncestorOf(hidden->focusWidget());
+    shown->show();
+    if (hadFocus)
+        toggle->setFocus(Qt::OtherFocusReason);
+    if (hidden)
+        hidden->hide();
+}
+
+} // namespace
+
+UtilityView::UtilityView(UtilityActions windowActions, QWidget* parent)
+    : QWidget(parent), actions(std::move(windowActions)),
+      availableHeight(WindowSizing::maximumContentHeight({}, {})), style{makeTheme(shown.light,
+                                                                                   colors)},
+      grip(new ResizeGrip(style, actions, this)) {
+    setAttribute(Qt::WA_OpaquePaintEvent);
+    setAccessibleName(QStringLiteral("Tallywick"));
+    // Has the keyboard until Tab is pressed, and again after a click beside the controls: no ring
+    // is seen as long as nobody uses it.
+    setFocusPolicy(Qt::ClickFocus);
+}
+
+void UtilityView::present(const UtilityFields& fields, double newAvailableHeight) {
+    shown = fields;
+    availableHeight = newAvailableHeight;
+    setStyle(makeTheme(shown.light, colors), style.scale);
+    arrange();
+}
+
+void UtilityView::setColors(const ColorPreferences& preferences) {
+    colors = preferences;
+    setStyle(makeTheme(shown.light, colors), style.scale);
+}
+
+void UtilityView::paintEvent(QPaintEvent*) {
+    QPainter painter(this);
+    paintBackdrop(painter, rect(), style.theme);
+}
+
+void UtilityView::resizeEvent(QResizeEvent*) { arrange(); }
+
+void UtilityView::showEvent(QShowEvent*) {
+    if (!window()->focusWidget())
+        setFocus(Qt::OtherFocusReason);
+}
+
+void UtilityView::setStyle(const Theme& theme, double scale) {
+    if (theme == style.theme && scale == style.scale)
+        return;
+    style = {theme, scale};
+    update(); // the parts are drawn on the backdrop, so they are repainted with it
+}
+
+void UtilityView::arrange() {
+    const bool mini = WindowSizing::isMini(height());
+    const QSizeF design = mini ? WindowSizing::miniSize
+                               : WindowSizing::fullSize(shown.volumes.size(), availableHeight);
+    setStyle(style.theme, WindowSizing::designScale(size(), design));
+    const QRect place = centred(design, style.scale, width());
+    if (mini)
+        showMini(place);
+    else
+        showFull(place, design.height());
+    grip->move(width() - grip->width(), height() - grip->height());
+}
+
+void UtilityView::showMini(const QRect& place) {
+    if (!miniView) {
+        miniView = new MiniView(style, actions, this);
+        keepGripLast();
+    }
+    miniView->setGeometry(place);
+    miniView->arrange();
+    miniView->present(shown);
+    exchange(fullView, miniView, miniView->layoutToggle());
+}
+
+void UtilityView::showFull(const QRect& place, double layoutHeight) {
+    if (!fullView) {
+        fullView = new FullView(style, actions, this);
+        keepGripLast();
+    }
+    fullView->setGeometry(place);
+    fullView->arrange(layoutHeight);
+    fullView->present(shown,
+                      WindowSizing::visibleVolumeRows(shown.volumes.size(), availableHeight));
+    exchange(miniView, fullView, fullView->layoutToggle());
+}
+
+/// The grip is read and reached after a layout that has just been made.
+void UtilityView::keepGripLast() {
+    grip->raise();
+    QWidget* last = window()->previousInFocusChain();
+    while (last->focusPolicy() == Qt::NoFocus)
+        last = last->previousInFocusChain();
+    setTabOrder(last, grip);
+}
+
+} // namespace tallywick

@@ -1,0 +1,34 @@
+#pragma once
+
+#include "hardware/VolumeInfo.h"
+#include "views/PressablePart.h"
+
+namespace tallywick {
+
+/// Draws how much of a volume is used, as a bar.
+void paintUsedSpace(QPainter& painter, const QRectF& area, const Theme& theme,
+                    const VolumeInfo& volume);
+
+/// One volume: its symbol, its name, how much of it is used, and its figures. Pressing it opens the
+/// volume.
+class VolumeRow final : public PressablePart {
+    Q_OBJECT
+
+  public:
+    VolumeRow(const ViewStyle& style, QWidget* parent);
+
+    void present(const VolumeInfo& volume);
+
+    /// The one that it shows.
+    const VolumeInfo& volume() const { return shown; }
+
+  protected:
+    void paintEvent(QPaintEvent* event) override;
+
+  private:
+    VolumeInfo shown;
+    QString name;
+    QString capacity;
+};
+
+} // namespace tallywick

@@ -1,0 +1,89 @@
+#include "RunningProgram.h"
+
+#include <gtest/gtest.h>
+
+#include <array>
+#include <cstdio>
+#include <thread>
+
+namespace tallywick::testing {
+
+bool waitUntil(const std::function<bool()>& condition) {
+    constexpr std::chrono::milliseconds pause{20};
+    const auto deadline = std::chrono::steady_clock::now() + patience;
+    while (!condition()) {
+        if (std::chrono::steady_clock::now() > deadline)
+            return false;
+        std::this_thread::sleep_for(pause);
+    }
+    return true;
+}
+
+std::string outputOf(const std::string& command) {
+    std::FILE* const stream = ::popen(("( " + command + " ) 2>&1").c_str(), "r");
+    std::string text;
+    std::array<char, 4096> bytes{};
+    for (std::size_t count = 0; (count = std::fread(bytes.data(), 1, bytes.size(), stream)) > 0;)
+        text.append(bytes.data(), count);
+    ::pclose(stream);
+    if (text.ends_with('\n'))
+        text.pop_back();
+    return text;
+}
+
+RunningProgram::RunningProgram(const std::string& executable,
+                               const std::vector<std::string>& arguments) {
+    ChildProcess::Handlers handlers;
+    handlers.output = [this](std::string_view piece) { add(piece); };
+    handlers.terminated = [this] {
+        const MutexLock lock(mutex);
+        hasEnded = true;
+        changed.notifyAll();
+    };
+    ChildCommand command;
+    command.executable = executable;
+    command.arguments = arguments;
+    command.currentFolder = "/";
+    command.killGrace = patience;
+    process = ChildProcess::launch(command, std::move(handlers));
+}
+
+RunningProgram::~RunningProgram() { end(); }
+
+std::string RunningProgram::end() {
+    process->terminate();
+    const auto deadline = std::chrono::steady_clock::now() + patience;
+    const MutexLock lock(mutex);
+    while (!hasEnded && changed.waitUntil(mutex, deadline)) {
+    }
+    EXPECT_TRUE(hasEnded) << "the program does not end; it wrote " << received;
+    return received;
+}
+
+void RunningProgram::tell(const std::string& line) {
+    constexpr std::size_t mostPending = 4096;
+    EXPECT_EQ(process->write(line + "\n", mostPending), ChildProcess::WriteOutcome::accepted);
+}
+
+std::string RunningProgram::waitFor(const std::string& text) {
+    const auto deadline = std::chrono::steady_clock::now() + patience;
+    const MutexLock lock(mutex);
+    while (received.find(text) == std::string::npos && !hasEnded
+           && changed.waitUntil(mutex, deadline)) {
+    }
+    EXPECT_NE(received.find(text), std::string::npos) << text << " is missing in " << received;
+    return received;
+}
+
+std::string RunningProgram::output() const {
+    const MutexLock lock(mutex);
+    return received;
+}
+
+void RunningProgram::add(std::string_view text) {
+    const MutexLock lock(mutex);
+    received += text;
+    changed.notifyAll();
+}
+
+} // namespace tallywick::testing

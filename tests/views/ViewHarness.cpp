@@ -1,0 +1,156 @@
+#include "views/ViewHarness.h"
+
+#include <QAccessible>
+#include <QApplication>
+#include <QEvent>
+
+#include <cstdint>
+#include <limits>
+
+namespace tallywick::testing {
+
+namespace {
+
+constexpr Timestamp now = 1'795'340'000;
+constexpr std::int64_t gibibyte = std::int64_t{1} << 30;
+
+} // namespace
+
+PaintRecorder::PaintRecorder() { qApp->installEventFilter(this); }
+
+bool PaintRecorder::eventFilter(QObject* watched, QEvent* event) {
+    if (event->type() == QEvent::Paint && watched->isWidgetType())
+        painted.insert(watched->metaObject()->className());
+    return false;
+}
+
+UtilityFields sampleFields() {
+    UtilityFields fields;
+    fields.now = now;
+    fields.quota = Quota{42, now + 2 * 86'400 + 5 * 3'600 + 13 * 60 + 30};
+    fields.tokens = {123'456'789, "2026-11-21", 1'400'000};
+    fields.tokenStatus = TokenStatusText::reported;
+    fields.status = "LIVE · Synced 9:41";
+    fields.cpuPercent = 17;
+    fields.memoryPercent = 63;
+    fields.volumes = manyVolumes(3);
+    for (int reading = 0; reading < 20; ++reading)
+        fields.history.push_back(
+            {now - 20'000 + reading * 1'000, 20.0 + reading, fields.quota->reset, "account", {}});
+    return fields;
+}
+
+UtilityFields widestFields() {
+    UtilityFields fields = sampleFields();
+    fields.quota = Quota{100, now + 7 * 86'400 - 1};
+    fields.tokens.lifetime = std::numeric_limits<std::int64_t>::max();
+    fields.tokens.latestTokens = fields.tokens.lifetime;
+    fields.status =
+        "STALE · Last synced 12:59:59 AM · Codex could not be reached, which takes a very "
+        "long text to explain: longer than any line of the window.";
+    fields.cpuPercent = 100;
+    fields.memoryPercent = 100;
+    fields.volumes[0] = {"/", std::string(10'000, 'W'), 999'999 * gibibyte, 999'999 * gibibyte};
+    fields.volumes[1].name = "<b>bold</b> & more\n\u202e\u05e9\u05dc\u05d5\u05dd\x1b[31m";
+    return fields;
+}
+
+std::vector<VolumeInfo> manyVolumes(std::size_t count) {
+    std::vector<VolumeInfo> volumes;
+    for (std::size_t index = 0; index < count; ++index) {
+        const std::string name = "Volume " + std::to_string(index);
+        volumes.push_back({index == 0 ? "/" : "/media/" + name, name, gibibyte, 4 * gibibyte});
+    }
+    return volumes;
+}
+
+ShownView::ShownView(const UtilityFields& fields, QSize size) : view(recordingActions(calls)) {
+    view.resize(size);
+    view.present(fields, roomyScreen);
+    view.show();
+    QApplication::processEvents();
+}
+
+QWidget* ShownView::part(const std::string& name) {
+    QWidget* found = nullptr;
+    for (QWidget* candidate : view.findChildren<QWidget*>()) {
+        if (!candidate->isVisible() || accessibleName(candidate) != name)
+            continue;
+        if (found)
+            qFatal("more than one part is called %s", name.c_str());
+        found = candidate;
+    }
+    if (!found)
+        qFatal("no part is called %s", name.c_str());
+    return found;
+}
+
+std::vector<QWidget*> ShownView::leaves() const {
+    std::vector<QWidget*> parts;
+    for (QWidget* part : view.findChildren<QWidget*>())
+        if (part->isVisible() && part->findChildren<QWidget*>().isEmpty())
+            parts.push_back(part);
+    return parts;
+}
+
+Strings ShownView::tabOrder() const {
+    Strings names;
+    for (QWidget* part = view.nextInFocusChain(); part != &view; part = part->nextInFocusChain())
+        if (part->isVisible() && part->focusPolicy() & Qt::TabFocus)
+            names.push_back(accessibleName(part));
+    return names;
+}
+
+Strings ShownView::repaintedBy(const UtilityFields& fields) {
+    QApplication::processEvents();
+    const PaintRecorder recorder;
+    view.present(fields, roomyScreen);
+    QApplication::processEvents();
+    return {recorder.painted.begin(), recorder.painted.end()};
+}
+
+UtilityActions recordingActions(Strings& calls) {
+    const auto record = [&calls](const char* call) {
+        return [&calls, call] { calls.push_back(call); };
+    };
+    UtilityActions actions;
+    actions.toggleLayout = record("toggleLayout");
+    actions.toggleTheme = record("toggleTheme");
+    actions.refresh = record("refresh");
+    actions.openSettings = record("openSettings");
+    actions.closeSettings = record("closeSettings");
+    actions.quit = record("quit");
+    actions.openHomePage = record("openHomePage");
+    actions.openProductPage = record("openProductPage");
+    actions.mailProductPage = record("mailProductPage");
+    actions.copyProductAddress = record("copyProductAddress");
+    actions.retryConnection = record("retryConnection");
+    actions.chooseHelper = record("chooseHelper");
+    actions.useAutomaticDiscovery = record("useAutomaticDiscovery");
+    actions.startSignIn = record("startSignIn");
+    actions.cancelSignIn = record("cancelSignIn");
+    actions.copyConnectionDetails = record("copyConnectionDetails");
+    actions.tryWithoutInstalling = record("tryWithoutInstalling");
+    actions.endResize = record("endResize");
+    actions.setPinned = [&calls](bool pinned) {
+        calls.push_back(pinned ? "setPinned on" : "setPinned off");
+    };
+    actions.openVolume = [&calls](const VolumeInfo& volume) {
+        calls.push_back("openVolume " + volume.url.string());
+    };
+    actions.resizeBy = [&calls](double dx, double dy) {
+        calls.push_back(QStringLiteral("resizeBy %1 %2").arg(dx).arg(dy).toStdString());
+    };
+    return actions;
+}
+
+QRect placeInWindow(const QWidget* part) {
+    return {part->mapTo(part->window(), QPoint(0, 0)), part->size()};
+}
+
+std::string accessibleName(QWidget* part) {
+    QAccessibleInterface* const interface = QAccessible::queryAccessibleInterface(part);
+    return interface ? interface->text(QAccessible::Name).toStdString() : std::string();
+}
+
+} // namespace tallywick::testing

@@ -1,0 +1,73 @@
+#pragma once
+
+#include "views/UtilityView.h"
+
+#include <QWidget>
+
+#include <set>
+#include <string>
+#include <vector>
+
+namespace tallywick::testing {
+
+using Strings = std::vector<std::string>;
+
+/// A live reading, a week's history and three volumes.
+UtilityFields sampleFields();
+
+/// The longest texts that the fields can hold.
+UtilityFields widestFields();
+
+/// So many volumes.
+std::vector<VolumeInfo> manyVolumes(std::size_t count);
+
+/// The available height in which the fields are shown: enough for seven volumes.
+inline constexpr double roomyScreen = 900;
+
+/// All actions, each of which adds its name and its argument to the calls.
+UtilityActions recordingActions(Strings& calls);
+
+/// Notes the classes of the widgets that are painted.
+class PaintRecorder : public QObject {
+  public:
+    PaintRecorder();
+    bool eventFilter(QObject* watched, QEvent* event) override;
+
+    std::set<std::string> painted;
+};
+
+/// The content of the window on the offscreen display, with a record of the actions that it called.
+class ShownView {
+  public:
+    ShownView(const UtilityFields& fields, QSize size);
+
+    UtilityView* operator->() { return &view; }
+
+    /// The visible part of this accessible name, which must exist and be the only one.
+    QWidget* part(const std::string& name);
+    template <typename Part>
+    Part* find() {
+        return view.findChild<Part*>();
+    }
+
+    /// The visible parts that hold no others.
+    std::vector<QWidget*> leaves() const;
+    /// What the Tab key reaches, by its accessible names.
+    Strings tabOrder() const;
+
+    /// Shows these fields and draws what is to be drawn anew. Returns what that was: the parts'
+    /// classes, each once.
+    Strings repaintedBy(const UtilityFields& fields);
+
+    Strings calls; ///< of actions, in their order
+
+  private:
+    UtilityView view;
+};
+
+/// The rectangle of a part in its window.
+QRect placeInWindow(const QWidget* part);
+
+std::string accessibleName(QWidget* part);
+
+} // namespace tallywick::testing
