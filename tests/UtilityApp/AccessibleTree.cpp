@@ -22,7 +22,7 @@ QVariant answer(const QDBusConnection& bus, const QString& service, const QStrin
                                                           QLatin1String(method));
     request.setArguments(arguments);
     const QDBusMessage reply = bus.call(
-        request, QDBus::Block, static_cast<int>(std::chrono::milliseconds(patience).count()));
+        request, QDBus::Block, static_cast<int>(std::chrono::milliseconds(patience()).count()));
     return reply.type() == QDBusMessage::ReplyMessage ? reply.arguments().value(0) : QVariant();
 }
 

@@ -8,9 +8,20 @@
 
 namespace tallywick::testing {
 
+namespace {
+
+/// What a program gets for ending by itself: one with the sanitizers still looks for leaks.
+constexpr std::chrono::seconds killGrace{15};
+
+} // namespace
+
+std::chrono::seconds patience() {
+    return std::chrono::seconds(::testing::Test::HasFailure() ? 1 : 60);
+}
+
 bool waitUntil(const std::function<bool()>& condition) {
     constexpr std::chrono::milliseconds pause{20};
-    const auto deadline = std::chrono::steady_clock::now() + patience;
+    const auto deadline = std::chrono::steady_clock::now() + patience();
     while (!condition()) {
         if (std::chrono::steady_clock::now() > deadline)
             return false;
@@ -44,7 +55,7 @@ RunningProgram::RunningProgram(const std::string& executable,
     command.executable = executable;
     command.arguments = arguments;
     command.currentFolder = "/";
-    command.killGrace = patience;
+    command.killGrace = killGrace;
     process = ChildProcess::launch(command, std::move(handlers));
 }
 
@@ -52,7 +63,7 @@ RunningProgram::~RunningProgram() { end(); }
 
 std::string RunningProgram::end() {
     process->terminate();
-    const auto deadline = std::chrono::steady_clock::now() + patience;
+    const auto deadline = std::chrono::steady_clock::now() + 2 * killGrace;
     const MutexLock lock(mutex);
     while (!hasEnded && changed.waitUntil(mutex, deadline)) {
     }
@@ -66,7 +77,7 @@ void RunningProgram::tell(const std::string& line) {
 }
 
 std::string RunningProgram::waitFor(const std::string& text) {
-    const auto deadline = std::chrono::steady_clock::now() + patience;
+    const auto deadline = std::chrono::steady_clock::now() + patience();
     const MutexLock lock(mutex);
     while (received.find(text) == std::string::npos && !hasEnded
            && changed.waitUntil(mutex, deadline)) {
