@@ -73,7 +73,8 @@ template <typename SheetType, typename... Shown>
 QImage sheetPicture(const PictureOptions& options, const Shown&... shown) {
     SheetType sheet(makeTheme(options.light, {}), {}, nullptr);
     sheet.present(shown...);
-    sheet.show(); // takes the size that its content needs
+    sheet.show();                         // takes the size that its content needs
+    QCoreApplication::sendPostedEvents(); // and lays the content out in it
     return pictureOf(sheet, options.scale);
 }
 

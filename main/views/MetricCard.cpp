@@ -2,25 +2,19 @@
 
 #include "state/NumberTexts.h"
 
+#include <utility>
+
 namespace tallywick {
 
-MetricCard::MetricCard(const ViewStyle& viewStyle, std::string_view title, QWidget* parent)
-    : Figure(parent), style(viewStyle), shown{QString::fromUtf8(title), {}, loadSymbol(title)} {
+MetricCard::MetricCard(const ViewStyle& viewStyle, std::string cardTitle, QWidget* parent)
+    : FigureCard(viewStyle, parent), title(std::move(cardTitle)) {
     present(std::nullopt);
 }
 
 void MetricCard::present(std::optional<double> percent) {
-    describe(shown.title, QString::fromStdString(loadAccessibilityValue(percent)));
-    const QString load = QString::fromStdString(loadText(percent));
-    if (load == shown.value)
-        return;
-    shown.value = load;
-    update();
-}
-
-void MetricCard::paintEvent(QPaintEvent*) {
-    PartPainter painter(this, style);
-    paintCard(painter, painter.bounds(), style.theme, shown);
+    const QString shownTitle = QString::fromStdString(title);
+    describe(shownTitle, QString::fromStdString(loadAccessibilityValue(percent)));
+    setContent({shownTitle, QString::fromStdString(loadText(percent)), loadSymbol(title)});
 }
 
 } // namespace tallywick

@@ -1,5 +1,7 @@
 #include "views/Sheet.h"
 
+#include "views/SheetScrollBar.h"
+
 #include <QEvent>
 #include <QKeyEvent>
 #include <QLinearGradient>
@@ -37,6 +39,7 @@ Sheet::Sheet(const QString& title, Action whenDismissed, QWidget* window)
     scroller->setWidgetResizable(true);
     scroller->setFrameShape(QFrame::NoFrame);
     scroller->setFocusPolicy(Qt::NoFocus);
+    scroller->setVerticalScrollBar(new SheetScrollBar(style));
     scroller->setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
     // The backdrop shines through both.
     page->setAutoFillBackground(false);

@@ -31,10 +31,6 @@ QVariant answer(const QDBusConnection& bus, const QString& service, const QStrin
 AccessibleElement::AccessibleElement(QDBusConnection connection, QString owner, QString place)
     : bus(std::move(connection)), service(std::move(owner)), path(std::move(place)) {}
 
-bool AccessibleElement::operator==(const AccessibleElement& other) const {
-    return service == other.service && path == other.path;
-}
-
 std::string AccessibleElement::name() const { return property("Name"); }
 
 std::string AccessibleElement::description() const { return property("Description"); }

@@ -15,8 +15,6 @@ class AccessibleElement {
   public:
     AccessibleElement(QDBusConnection connection, QString owner, QString place);
 
-    bool operator==(const AccessibleElement& other) const;
-
     std::string name() const;
     std::string description() const;
     std::string role() const;

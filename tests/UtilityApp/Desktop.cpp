@@ -64,10 +64,6 @@ Desktop::Desktop() {
     }));
 }
 
-std::filesystem::path Desktop::preferencesFile() const {
-    return home() / "Corvane Tallywick" / "preferences.json";
-}
-
 void Desktop::resizeScreen(int width, int height) const {
     const std::string size = std::to_string(width) + " 0 0 0 " + std::to_string(height) + " 0 0 0";
     EXPECT_EQ(outputOf("xrandr --newmode other 0 " + size

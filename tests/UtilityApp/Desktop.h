@@ -52,7 +52,6 @@ class Desktop {
     static constexpr int screenHeight = 680;
 
     const std::filesystem::path& home() const { return folder.path(); }
-    std::filesystem::path preferencesFile() const;
 
     /// Gives the one screen another size.
     void resizeScreen(int width, int height) const;

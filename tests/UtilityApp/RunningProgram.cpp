@@ -71,11 +71,6 @@ std::string RunningProgram::end() {
     return received;
 }
 
-void RunningProgram::tell(const std::string& line) {
-    constexpr std::size_t mostPending = 4096;
-    EXPECT_EQ(process->write(line + "\n", mostPending), ChildProcess::WriteOutcome::accepted);
-}
-
 std::string RunningProgram::waitFor(const std::string& text) {
     const auto deadline = std::chrono::steady_clock::now() + patience();
     const MutexLock lock(mutex);

@@ -37,9 +37,6 @@ class RunningProgram {
 
     std::string output() const;
 
-    /// Writes a line to its standard input.
-    void tell(const std::string& line);
-
     /// Asks it to end and waits for that. Returns all that it has written.
     std::string end();
 

@@ -2,9 +2,6 @@
 
 #include <cstdio>
 #include <cstdlib>
-#include <filesystem>
-#include <fstream>
-#include <sstream>
 
 namespace tallywick::testing {
 
@@ -27,11 +24,19 @@ int number(const std::string& text) { return std::atoi(text.c_str()); }
 
 } // namespace
 
-ShownUtility::ShownUtility(const std::string& executable, const std::string& helper)
-    : shell("/bin/sh", {"-c", script, executable, "--portable", "--helper", helper}),
+ShownUtility::ShownUtility(const std::string& executable)
+    : shell("/bin/sh", {"-c", script, executable, "--portable", "--helper", SAMPLE_HELPER}),
       process(number(between(shell.waitFor("]"), "[process ", "]"))),
       id(waitForWindow("Corvane — Tallywick")) {
     waitUntilActive(id);
+    // It may have to move once it knows its decoration, and stands still from then on.
+    EXPECT_TRUE(
+        waitUntil([&] { return frame().isWithin(Desktop::screenWidth, Desktop::screenHeight); }));
+}
+
+ShownUtility::~ShownUtility() {
+    close();
+    EXPECT_EQ(exitStatus(), "0");
 }
 
 Box ShownUtility::content() const {
@@ -42,11 +47,8 @@ Box ShownUtility::content() const {
 }
 
 Box ShownUtility::frame() const {
-    const std::string extents = property("_NET_FRAME_EXTENTS");
-    int left = 0;
-    int right = 0;
-    int top = 0;
-    int bottom = 0;
+    const std::string extents = between(property("_NET_FRAME_EXTENTS"), " = ", "\n");
+    int left = 0, right = 0, top = 0, bottom = 0;
     EXPECT_EQ(std::sscanf(extents.c_str(), "%d, %d, %d, %d", &left, &right, &top, &bottom), 4);
     const Box box = content();
     return {box.x - left, box.y - top, box.width + left + right, box.height + top + bottom};
@@ -60,32 +62,18 @@ bool ShownUtility::isAbove() const {
     return property("_NET_WM_STATE").find("_NET_WM_STATE_ABOVE") != std::string::npos;
 }
 
-bool ShownUtility::isMinimised() const {
-    return property("WM_STATE").find("Iconic") != std::string::npos;
-}
-
 std::string ShownUtility::property(const std::string& name) const {
-    const std::string text = outputOf("xprop -id " + id + " " + name);
-    return between(text, " = ", "\n") + between(text, ":\n\t\t", "\n");
+    return outputOf("xprop -id " + id + " " + name);
 }
 
 std::string ShownUtility::limits() const {
-    const std::string text = outputOf("xprop -id " + id + " WM_NORMAL_HINTS");
+    const std::string text = property("WM_NORMAL_HINTS");
     return between(text, "minimum size: ", "\n") + ", " + between(text, "maximum size: ", "\n");
 }
 
 std::string ShownUtility::windowTitled(const std::string& title) const {
-    std::istringstream lines(outputOf("wmctrl -lp"));
-    for (std::string line; std::getline(lines, line);) {
-        std::istringstream words(line);
-        std::string window;
-        int desktop = 0;
-        int owner = 0;
-        words >> window >> desktop >> owner;
-        if (owner == process && line.ends_with(" " + title))
-            return window;
-    }
-    return {};
+    return outputOf("wmctrl -lp 2>/dev/null | awk '$3 == " + std::to_string(process) + " && / "
+                    + title + "$/ { print $1 }'");
 }
 
 std::string ShownUtility::waitForWindow(const std::string& title) const {
@@ -101,28 +89,14 @@ void ShownUtility::waitUntilActive(const std::string& window) const {
         becomes([] { return outputOf("printf 0x%08x $(xdotool getactivewindow)"); }, window));
 }
 
-bool ShownUtility::hasMenu() const {
-    // A menu is the one kind of window that no window manager takes into a frame of its own.
-    const std::string mark = "\"CorvaneUtility\": (\"CorvaneUtility\"";
-    return outputOf("xwininfo -root -children").find(mark) != std::string::npos;
+int ShownUtility::helper() const {
+    return number(outputOf("cat /proc/" + std::to_string(process) + "/task/*/children"));
 }
 
-std::vector<int> ShownUtility::helpers() const {
-    std::vector<int> found;
-    const std::string tasks = "/proc/" + std::to_string(process) + "/task";
-    for (const auto& thread : std::filesystem::directory_iterator(tasks)) {
-        std::ifstream children(thread.path() / "children");
-        for (int child = 0; children >> child;)
-            found.push_back(child);
-    }
-    return found;
-}
+void ShownUtility::close() const { outputOf("wmctrl -i -c " + id); }
 
-std::string ShownUtility::close() {
-    outputOf("wmctrl -i -c " + id);
-    return exitStatus();
+std::string ShownUtility::exitStatus() const {
+    return between(shell.waitFor("[exit "), "[exit ", "]");
 }
-
-std::string ShownUtility::exitStatus() { return between(shell.waitFor("[exit "), "[exit ", "]"); }
 
 } // namespace tallywick::testing

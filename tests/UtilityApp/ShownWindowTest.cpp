@@ -2,178 +2,243 @@
 
 #include "Desktop.h"
 #include "ShownUtility.h"
-#include "WindowEvents.h"
 
-#include <gtest/gtest.h>
+#include <gmock/gmock.h>
 
+#include <signal.h>
+
+#include <filesystem>
+#include <fstream>
+#include <functional>
 #include <optional>
+#include <utility>
+#include <vector>
 
-namespace tallywick {
+namespace tallywick::testing {
 namespace {
 
-using testing::becomes;
-using testing::Box;
-using testing::Desktop;
-using testing::outputOf;
-using testing::ShownUtility;
-using testing::WindowEvents;
+namespace fs = std::filesystem;
 
+using ::testing::HasSubstr;
+using ::testing::Not;
+
+constexpr auto npos = std::string::npos;
 const std::string fullLimits = "520 by 225, 520 by 635";
 const std::string miniLimits = "500 by 225, 520 by 635";
 
-std::string at(int x, int y) { return std::to_string(x) + " " + std::to_string(y); }
-
 class ShownWindow : public ::testing::Test {
   protected:
-    /// Takes the grip with the mouse, where the window stands now.
-    void takeGrip(const Box& content) const {
-        moveGrip(content, 0, 0);
-        desktop.xdotool("mousedown 1");
-    }
-    /// Moves the mouse so far away from the place of the grip.
-    void moveGrip(const Box& content, int dx, int dy) const {
+    /// Presses the mouse on the grip of the window that stands there, and moves it along these
+    /// distances from that place.
+    void dragGrip(const Box& content, const std::vector<std::pair<int, int>>& distances) const {
         constexpr int inset = 4;
-        desktop.xdotool(
-            "mousemove "
-            + at(content.x + content.width - inset + dx, content.y + content.height - inset + dy));
+        const int x = content.x + content.width - inset;
+        const int y = content.y + content.height - inset;
+        moveMouse(x, y);
+        desktop.xdotool("mousedown 1");
+        for (const auto& [dx, dy] : distances)
+            moveMouse(x + dx, y + dy);
     }
-    void releaseGrip() const { desktop.xdotool("mouseup 1"); }
+    void moveMouse(int x, int y) const {
+        desktop.xdotool("mousemove " + std::to_string(x) + " " + std::to_string(y));
+    }
+    void releaseMouse() const { desktop.xdotool("mouseup 1"); }
+    void move(const ShownUtility& utility, const Box& place) const {
+        desktop.xdotool("windowmove " + utility.window() + " " + std::to_string(place.x) + " "
+                        + std::to_string(place.y));
+        EXPECT_TRUE(utility.stands(place));
+    }
 
     Desktop desktop;
 };
 
 TEST_F(ShownWindow, OpensInTheMiddleAndObeysTheKeyboard) {
-    ShownUtility utility;
+    const ShownUtility utility;
     const Box full = utility.content();
+    const Box mini = full.sized(500, 225);
     EXPECT_EQ(full, full.sized(520, 635));
     const Box frame = utility.frame();
-    EXPECT_TRUE(frame.isWithin(Desktop::screenWidth, Desktop::screenHeight)) << frame;
     EXPECT_NEAR(frame.x + frame.width / 2.0, Desktop::screenWidth / 2.0, 2);
-    EXPECT_TRUE(becomes([&] { return utility.limits(); }, fullLimits));
 
     desktop.press("ctrl+shift+m");
-    EXPECT_TRUE(utility.stands(full.sized(500, 225)));
+    EXPECT_TRUE(utility.stands(mini));
     EXPECT_TRUE(becomes([&] { return utility.limits(); }, miniLimits));
     desktop.press("ctrl+shift+m");
     EXPECT_TRUE(utility.stands(full));
     EXPECT_TRUE(becomes([&] { return utility.limits(); }, fullLimits));
 
+    const auto settings = [&] { return utility.windowTitled("Utility Settings"); };
     desktop.press("ctrl+comma");
     const std::string sheet = utility.waitForWindow("Utility Settings");
     EXPECT_EQ(outputOf("xprop -id " + sheet + " WM_TRANSIENT_FOR | sed 's/.*# //'"),
               outputOf("printf 0x%x " + utility.window()));
     utility.waitUntilActive(sheet);
     desktop.press("Escape");
-    EXPECT_TRUE(becomes([&] { return utility.windowTitled("Utility Settings"); }, std::string()));
-    utility.waitUntilActive(utility.window());
+    EXPECT_TRUE(becomes(settings, std::string()));
     desktop.press("ctrl+comma");
     outputOf("wmctrl -i -c " + utility.waitForWindow("Utility Settings"));
-    EXPECT_TRUE(becomes([&] { return utility.windowTitled("Utility Settings"); }, std::string()));
+    EXPECT_TRUE(becomes(settings, std::string()));
     utility.waitUntilActive(utility.window());
 
-    // The second item of the window's menu is "Mini Mode".
-    desktop.xdotool("mousemove " + at(full.x + 60, full.y + 470) + " click 3");
-    EXPECT_TRUE(testing::waitUntil([&] { return utility.hasMenu(); }));
+    // The second item of the window's menu, the one window without a frame, is "Mini Mode".
+    moveMouse(full.x + 60, full.y + 470);
+    desktop.xdotool("click 3");
+    EXPECT_TRUE(waitUntil(
+        [] { return outputOf("xwininfo -root -children").find("\"CorvaneUtility\": (") != npos; }));
     desktop.press("Down Down Return");
-    EXPECT_TRUE(utility.stands(full.sized(500, 225)));
-    EXPECT_EQ(utility.close(), "0");
+    EXPECT_TRUE(utility.stands(mini));
 }
 
 TEST_F(ShownWindow, FollowsItsGripAndSnapsWhenItIsReleased) {
-    ShownUtility utility;
+    const ShownUtility utility;
     const Box full = utility.content();
-    takeGrip(full);
-    moveGrip(full, 0, -30);
+    dragGrip(full, {{0, -30}});
     EXPECT_TRUE(utility.stands(full.sized(520, 605)));
-    EXPECT_EQ(utility.limits(), fullLimits);
-    moveGrip(full, 0, -100);
+    releaseMouse();
+    EXPECT_TRUE(utility.stands(full));
+    dragGrip(full, {{0, -100}});
     EXPECT_TRUE(utility.stands(full.sized(520, 535)));
     EXPECT_TRUE(becomes([&] { return utility.limits(); }, miniLimits));
-    releaseGrip();
+    releaseMouse();
     const Box wideMini = full.sized(520, 234); // 520 x 225 / 500
     EXPECT_TRUE(utility.stands(wideMini));
 
-    takeGrip(wideMini);
-    moveGrip(wideMini, -20, 0);
-    EXPECT_TRUE(utility.stands(full.sized(500, 234)));
-    releaseGrip();
+    dragGrip(wideMini, {{-20, 0}});
     const Box mini = full.sized(500, 225);
+    EXPECT_TRUE(utility.stands(full.sized(500, 234)));
+    releaseMouse();
     EXPECT_TRUE(utility.stands(mini));
 
     // Neither a press nor the smallest drag does anything, or the last drag would begin elsewhere.
-    takeGrip(mini);
-    releaseGrip();
-    takeGrip(mini);
-    moveGrip(mini, 1, 0);
-    releaseGrip();
-    takeGrip(mini);
-    moveGrip(mini, 2, 0);
-    releaseGrip();
-    const Box widened = full.sized(502, 226);
-    EXPECT_TRUE(utility.stands(widened));
+    // A drag that has begun is still one when it comes back.
+    dragGrip(mini, {});
+    releaseMouse();
+    dragGrip(mini, {{1, 0}});
+    releaseMouse();
+    dragGrip(mini, {{2, 0}, {1, 0}});
+    EXPECT_TRUE(utility.stands(full.sized(501, 225)));
+    releaseMouse();
 
-    takeGrip(widened);
-    moveGrip(widened, 0, 400);
-    EXPECT_TRUE(utility.stands(full.sized(520, 626)));
-    releaseGrip();
+    dragGrip(full.sized(501, 225), {{0, 400}});
+    EXPECT_TRUE(utility.stands(full.sized(520, 625)));
+    releaseMouse();
     EXPECT_TRUE(utility.stands(full));
-    EXPECT_EQ(utility.close(), "0");
+
+    // So it does when the window manager resizes it.
+    desktop.xdotool("windowsize " + utility.window() + " 520 400");
+    EXPECT_TRUE(utility.stands(wideMini));
+    desktop.xdotool("windowsize " + utility.window() + " 505 620");
+    EXPECT_TRUE(utility.stands(full));
 }
 
-TEST_F(ShownWindow, SettlesInOneOfItsTwoShapes) {
-    ShownUtility utility;
-    const Box full = utility.content();
-    WindowEvents events(utility.window());
-    struct Resize {
-        const char* size;
-        const char* seen;
-        Box settled;
-    };
-    const Resize resizes[] = {
-        {"520 610", "width 520, height 610", full},
-        {"520 400", "width 520, height 400", full.sized(520, 234)},
-        {"510 300", "width 510, height 300", full.sized(510, 230)},
-        {"505 620", "width 505, height 620", full},
-    };
-    for (const Resize& resize : resizes) {
-        SCOPED_TRACE(resize.size);
-        desktop.xdotool("windowsize " + utility.window() + " " + resize.size);
-        events.waitFor(resize.seen);
-        EXPECT_TRUE(utility.stands(resize.settled));
-    }
-    EXPECT_EQ(utility.close(), "0");
-}
-
-TEST_F(ShownWindow, StaysAboveOthersWithoutGoingAway) {
+TEST_F(ShownWindow, StaysAboveOthersWithoutGoingAwayAndComesBackAsItWasLeft) {
     std::optional<ShownUtility> utility(std::in_place);
-    const Box full = utility->content();
     const auto isAbove = [&] { return utility->isAbove(); };
-    {
-        WindowEvents events(utility->window());
-        for (const bool above : {true, false, true}) {
-            desktop.click(full.x + 190, full.y + 581); // "Always on top"
-            EXPECT_TRUE(becomes(isAbove, above));
-        }
-        EXPECT_EQ(utility->content(), full);
-        EXPECT_EQ(utility->close(), "0");
-        // All of it has been told by the time at which the end is.
-        events.waitFor("DestroyNotify");
-        EXPECT_EQ(events.countOf("\nMapNotify"), 0);
+    const Box full{600, 30, 520, 635};
+    const Box mini{100, 80, 500, 225};
+    move(*utility, full);
+
+    RunningProgram events("/usr/bin/xev",
+                          {"-id", utility->window(), "-event", "structure", "-event", "property"});
+    EXPECT_TRUE(waitUntil([&] { // it watches as soon as it sees what is done here
+        outputOf("xprop -id " + utility->window() + " -f WATCHED 8s -set WATCHED yes");
+        return events.output().find("WATCHED") != npos;
+    }));
+    for (const bool above : {true, false, true}) {
+        desktop.click(full.x + 190, full.y + 581); // "Always on top"
+        EXPECT_TRUE(becomes(isAbove, above));
     }
+    EXPECT_EQ(utility->content(), full);
+    utility.reset();
+    EXPECT_THAT(events.waitFor("DestroyNotify"), Not(HasSubstr("\nMapNotify")));
+
     utility.emplace();
-    EXPECT_TRUE(becomes(isAbove, true));
     EXPECT_TRUE(utility->stands(full));
+    EXPECT_TRUE(becomes(isAbove, true));
     desktop.press("ctrl+shift+m");
     EXPECT_TRUE(utility->stands(full.sized(500, 225)));
-    EXPECT_TRUE(isAbove());
-    desktop.click(full.x + 338, full.y + 28); // "Pin"
+    move(*utility, mini);
+    desktop.click(mini.x + 338, mini.y + 28); // "Pin"
     EXPECT_TRUE(becomes(isAbove, false));
-    EXPECT_EQ(utility->close(), "0");
-    utility.emplace();
-    EXPECT_TRUE(utility->stands(full.sized(500, 225)));
-    EXPECT_FALSE(isAbove());
-    EXPECT_EQ(utility->close(), "0");
+    for (int restart = 0; restart < 3; ++restart) { // it does not creep
+        utility.emplace();
+        EXPECT_TRUE(utility->stands(mini));
+        EXPECT_FALSE(isAbove());
+    }
+}
+
+TEST_F(ShownWindow, FollowsAScreenThatShrinks) {
+    const ShownUtility utility;
+    desktop.press("ctrl+shift+m");
+    EXPECT_TRUE(utility.stands(utility.content().sized(500, 225)));
+    move(utility, {700, 430, 500, 225});
+    desktop.resizeScreen(800, 400);
+    EXPECT_TRUE(becomes([&] { return utility.frame().isWithin(800, 400); }, true));
+    // There is no room for the full layout any more: what comes is the widest mini layout.
+    desktop.press("ctrl+shift+m");
+    EXPECT_TRUE(becomes([&] { return utility.content().height; }, 234));
+    EXPECT_TRUE(utility.frame().isWithin(800, 400)) << utility.frame();
+}
+
+TEST_F(ShownWindow, EndsWithItsHelperHoweverItIsAskedTo) {
+    const auto terminate = [](const ShownUtility& utility) {
+        EXPECT_EQ(::kill(utility.processId(), SIGTERM), 0);
+    };
+    const struct {
+        const char* description;
+        std::function<void(const ShownUtility&)> ask;
+    } ends[] = {
+        {"the window is closed", [](const ShownUtility& utility) { utility.close(); }},
+        {"its own button is pressed",
+         [&](const ShownUtility& utility) {
+             const Box content = utility.content();
+             desktop.click(content.x + 500, content.y + 33);
+         }},
+        {"the system asks", terminate},
+        {"the system asks while the settings are open",
+         [&](const ShownUtility& utility) {
+             desktop.press("ctrl+comma");
+             utility.waitForWindow("Utility Settings");
+             terminate(utility);
+         }},
+    };
+    for (const auto& end : ends) {
+        SCOPED_TRACE(end.description);
+        const ShownUtility utility;
+        EXPECT_TRUE(waitUntil([&] { return utility.helper() > 0; }));
+        const int helper = utility.helper();
+        end.ask(utility);
+        EXPECT_EQ(utility.exitStatus(), "0");
+        EXPECT_FALSE(fs::exists("/proc/" + std::to_string(helper)));
+    }
+}
+
+TEST_F(ShownWindow, BringsItsFirstInstanceForwardInsteadOfASecondOne) {
+    const fs::path copy = desktop.home() / "Corvane Tallywick.app";
+    fs::copy(APPLICATION_BUNDLE, copy, fs::copy_options::recursive);
+    const std::string executable = copy / "Contents/MacOS/CorvaneUtility";
+    const ShownUtility first(executable);
+    const std::string helper = desktop.home() / "helper";
+    fs::copy(MISBEHAVING_HELPER, helper);
+    std::ofstream(helper + ".script") << "tell " + helper + ".started\n";
+    const auto startAnother = [&] {
+        EXPECT_EQ(outputOf("'" + executable + "' --portable --helper " + helper), "");
+    };
+
+    // Behind another window, then minimised.
+    const auto isMinimised = [&] { return first.property("WM_STATE").find("Iconic") != npos; };
+    const RunningProgram other("/usr/bin/xev", {"-geometry", "1200x600+10+10"});
+    EXPECT_TRUE(becomes([] { return outputOf("xdotool getactivewindow getwindowname"); },
+                        std::string("Event Tester")));
+    startAnother();
+    first.waitUntilActive(first.window());
+    desktop.xdotool("windowminimize " + first.window());
+    EXPECT_TRUE(becomes(isMinimised, true));
+    startAnother();
+    EXPECT_TRUE(becomes(isMinimised, false));
+    first.waitUntilActive(first.window());
+    EXPECT_FALSE(fs::exists(helper + ".started"));
 }
 
 } // namespace
-} // namespace tallywick
+} // namespace tallywick::testing

@@ -3,34 +3,37 @@
 #include "codex/AccountIdentity.h"
 #include "codex/FakeTransport.h"
 
-#include <gtest/gtest.h>
+#include <gmock/gmock.h>
 
-#include <cmath>
 #include <stdexcept>
 #include <vector>
 
 namespace tallywick::testing {
 namespace {
 
-using Outcome = AccountService::SnapshotOutcome;
+using ::testing::ContainsRegex;
+using ::testing::EndsWith;
+using ::testing::Not;
+using Candidates = AccountService::Candidates;
+using Helpers = std::deque<FakeHelper>;
+using Mode = std::optional<std::string>;
 
 Json json(std::string_view text) { return parseJson(text).value(); }
 
 const Json account = json(R"({"account":{"type":"chatgpt","email":"Me@Example.com"}})");
-const Json otherAccount = json(R"({"account":{"type":"chatgpt","email":"you@example.com"}})");
 const Json nobody = json(R"({"account":null,"requiresOpenaiAuth":true})");
 const Json login = json(R"({"loginId":"L1","authUrl":"https://auth.openai.com/x"})");
 const Json allowance = json(R"({"accountId":"A1","workspaceId":"W9","rateLimits":{"primary":{
     "windowDurationMins":10080,"usedPercent":40,"resetsAt":1800000000}}})");
 
-FakeHelper signedIn(const std::optional<std::string>& mode = "chatgpt") {
+FakeHelper signedIn(const Mode& mode = "chatgpt") {
     return {mode,
             {{"account/read", {gives(account)}},
              {"account/rateLimits/read", {gives(allowance)}},
              {"account/usage/read", {gives(json(R"({"summary":{"lifetimeTokens":9}})"))}},
              {"account/login/start", {gives(login)}}}};
 }
-FakeHelper signedOut(const std::optional<std::string>& mode = "chatgpt") {
+FakeHelper signedOut(const Mode& mode = "chatgpt") {
     return signedIn(mode).with("account/read", {gives(nobody)});
 }
 Answer refuses(std::optional<std::int64_t> code, const std::string& message = "") {
@@ -42,53 +45,62 @@ Answer givesAfterChange(const Json& result) {
         return result;
     };
 }
+const Answer timesOut = fails(BridgeFailure::timeout());
 
-/// A service among fake helpers, and all that it does.
+/// A service among fake helpers, and all that happens: what is asked of them, what is told.
 struct Harness {
     Transcript transcript;
-    std::deque<FakeHelper> helpers; ///< started in this order
+    Helpers helpers; ///< started in this order
     std::vector<std::shared_ptr<FakeTransport>> launched;
     std::atomic<double> now = 1000;
     ConnectionDetails details;
-    bool everyStage = false; ///< a line for each change of the details, not of the stage alone
+    bool tellsStages = false;
     std::shared_ptr<AccountService> service = AccountService::create({
-        .factory = [this](const auto& path, const auto& onEvent) { return launch(path, onEvent); },
+        .factory =
+            [this](const std::filesystem::path& executable, const auto& onEvent) {
+                if (executable.empty())
+                    throw std::runtime_error("only drained");
+                const FakeHelper helper = helpers.at(0);
+                helpers.pop_front();
+                return launched.emplace_back(
+                    std::make_shared<FakeTransport>(executable, helper, transcript, onEvent));
+            },
         .clock = [this] { return now.load(); },
         .homeFolder = "/home/me",
-        .onDetails = [this](const ConnectionDetails& changed) { record(changed); },
+        .onDetails =
+            [this](const ConnectionDetails& changed) {
+                details = changed;
+                if (tellsStages)
+                    transcript.add("at ", details.stage);
+            },
         .onIdentityChange = [this] { transcript.add("identity change"); },
     });
 
-    explicit Harness(std::deque<FakeHelper> scripts) : helpers(std::move(scripts)) {}
+    explicit Harness(Helpers scripts) : helpers(std::move(scripts)) {}
     ~Harness() {
-        transcript.react = nullptr;
         service->stop();
         drain();
     }
 
-    void refresh(const AccountService::Candidates& candidates = {"/usr/local/bin/one"},
-                 bool activity = false) {
+    void refresh(const Candidates& candidates = {"one"}, bool includeActivity = false) {
         AccountService::RefreshCallbacks callbacks;
-        callbacks.onSnapshot = [this](std::int64_t token, const Outcome& outcome) {
-            transcript.add("snapshot " + std::to_string(token) + ": " + text(outcome));
+        callbacks.onSnapshot = [this](auto, const AccountService::SnapshotOutcome& outcome) {
+            if (!outcome)
+                return transcript.add(rawValue(outcome.error()));
+            EXPECT_EQ(outcome->observedAt, now);
+            transcript.add(outcome->quota ? outcome->quota->used : -1, "%",
+                           whose(outcome->accountHash));
         };
-        callbacks.onActivity = [this](std::int64_t token, const auto& hash, const auto& outcome) {
-            transcript.add("activity " + std::to_string(token) + ", " + whose(hash) + ": "
-                           + (outcome ? std::to_string(outcome->lifetime.value_or(-1))
-                                      : std::string(rawValue(outcome.error()))));
+        callbacks.onActivity = [this](auto, const auto& hash, const auto& activity) {
+            transcript.add(activity ? activity->lifetime.value_or(0) : -1, " tokens", whose(hash));
         };
-        callbacks.onFinished = [this](std::int64_t token) {
-            transcript.add("finished " + std::to_string(token));
-        };
-        service->refresh(candidates, 7, activity, callbacks);
+        callbacks.onFinished = [this](std::int64_t token) { transcript.add("end ", token); };
+        service->refresh(candidates, 7, includeActivity, callbacks);
     }
     void startLogin() {
         service->startLogin(
-            {"/usr/local/bin/one"},
-            [this](const AccountService::LinkOutcome& outcome) {
-                transcript.add("open "
-                               + (outcome ? *outcome : std::string(rawValue(outcome.error()))));
-            },
+            {"one"},
+            [this](const auto& link) { transcript.add(link ? *link : rawValue(link.error())); },
             [this](bool success) { transcript.add(success ? "signed in" : "not signed in"); });
     }
     /// Waits until all that was asked for is over. A stopped service drops the last task instead of
@@ -106,290 +118,179 @@ struct Harness {
     }
 
   private:
-    std::shared_ptr<AccountTransport> launch(const std::filesystem::path& executable,
-                                             const BridgeEventHandler& onEvent) {
-        if (executable.empty())
-            throw std::runtime_error("only drained");
-        const FakeHelper helper = helpers.at(0);
-        helpers.pop_front();
-        return launched.emplace_back(std::make_shared<FakeTransport>(executable.filename().string(),
-                                                                     helper, transcript, onEvent));
-    }
-    /// Stages change all the time; a line is due when anything else does.
-    void record(const ConnectionDetails& changed) {
-        const ConnectionDetails before = std::exchange(details, changed);
-        if (everyStage || changed.category != before.category || changed.recovery != before.recovery
-            || changed.tokens != before.tokens)
-            transcript.add("details " + changed.stage + ": " + changed.category + "; "
-                           + changed.recovery + "; " + changed.tokens);
-    }
+    /// Nothing for the usual account.
     static std::string whose(const std::optional<std::string>& hash) {
-        return hash == accountHash("A1|workspace:W9") ? "A1|workspace:W9" : hash.value_or("nobody");
-    }
-    static std::string text(const Outcome& outcome) {
-        if (!outcome)
-            return std::string(rawValue(outcome.error()));
-        return (outcome->quota ? std::to_string(std::lround(outcome->quota->used)) : "-") + "%, "
-               + whose(outcome->accountHash) + ", at "
-               + std::to_string(std::lround(outcome->observedAt));
+        return hash == accountHash("A1|workspace:W9") ? "" : " of " + hash.value_or("nobody");
     }
 };
 
-// Parts of transcripts.
-std::string start(const std::string& name) {
-    return "launch " + name + "\ninitialize " + name + "\n";
-}
-std::string details(const std::string& stage, const std::string& category,
-                    const std::string& recovery = "not needed",
-                    const std::string& tokens = "not yet requested") {
-    return "details " + stage + ": " + category + "; " + recovery + "; " + tokens + "\n";
-}
-/// How a poll fails that replaces its helper or keeps it.
-std::string fail(const std::string& issue, bool replaces = false) {
-    return (replaces ? "close one\n" : "") + ("snapshot 7: " + issue) + "\nfinished 7\n";
-}
-const std::string one = start("one");
-const std::string readAccount = "account/read {\"refreshToken\":false}\n";
-const std::string readLimits = "account/rateLimits/read {}\n";
-const std::string readUsage = "account/usage/read {}\n";
-const std::string read = readAccount + readLimits;
-const std::string snapshot = "snapshot 7: 40%, A1|workspace:W9, at 1000\n";
-const std::string finished = "finished 7\n";
-const std::string live = details("allowance received", "live") + snapshot;
-
-/// Polls once at each of the times and compares all that happens.
-void expectPolls(const char* name, const std::deque<FakeHelper>& helpers,
-                 const std::string& expected, const std::vector<double>& times = {1000},
-                 const AccountService::Candidates& candidates = {"one"}, bool activity = false) {
+/// Polls every 299 seconds, compares all that happens, and gives what is known in the end.
+ConnectionDetails play(const std::string& expected, const Helpers& helpers, int polls = 1,
+                       const Candidates& candidates = {"one"}) {
     Harness harness(helpers);
-    for (const double time : times) {
-        harness.now = time;
-        harness.refresh(candidates, activity);
+    for (; polls > 0; --polls) {
+        harness.refresh(candidates);
         harness.drain();
+        harness.now = harness.now + 299;
     }
-    EXPECT_EQ(harness.take(), expected) << name;
-    EXPECT_TRUE(harness.helpers.empty()) << name << ": a helper was not started";
+    EXPECT_EQ(harness.take(), expected);
+    EXPECT_TRUE(harness.helpers.empty()) << "a helper was not started: " << expected;
+    return harness.details;
 }
 
-TEST(AccountService, polls) {
-    const auto broken = signedIn().with("initialize", {fails(BridgeFailure::timeout())});
+TEST(AccountService, KeepsItsHelperWhileItIsOfUse) {
+    const std::string live = "read, rateLimits/read, 40%, end 7";
+    play("launch one, " + live + ", " + live, {signedIn()}, 2);
+    play("launch one, read, forbidden, end 7, " + live,
+         {signedIn().with("account/read", {refuses(403), gives(account)})}, 2);
+    play("launch one, read, rateLimits/read, close one, timeout, end 7, launch one, " + live,
+         {signedIn().with("account/rateLimits/read", {timesOut}), signedIn()}, 2);
+
+    // At most three are tried, and the last failure counts.
+    const Candidates four = {"one", "two", "three", "four"};
+    const auto broken = signedIn().with("initialize", {timesOut});
     const auto missing = signedIn().with("launch", {fails(std::runtime_error("no such file"))});
     const auto offline = signedIn().with("initialize", {refuses({}, "dns")});
-    const AccountService::Candidates four = {"one", "two", "three", "four"};
-    const std::string twoFail = one + "close one\nlaunch two\n";
-    expectPolls("the helper stays for the next poll", {signedIn()},
-                one + read + live + finished + read + snapshot + finished, {1000, 1000});
-    expectPolls("nothing to start", {},
-                details("discovery", "missingHelper") + fail("missingHelper"), {1000}, {});
-    expectPolls("the first that starts is used", {broken, missing, signedIn()},
-                twoFail + start("three") + read + live + finished, {1000}, four);
-    expectPolls("three are tried, and the last failure counts", {broken, missing, offline},
-                twoFail + start("three") + "close three\n"
-                    + details("initialize / initialized", "offline") + fail("offline"),
-                {1000}, four);
-    expectPolls("no weekly allowance and no account id",
-                {signedIn().with("account/rateLimits/read", {gives(json("[1]"))})},
-                one + read + details("allowance received", "weekly allowance unavailable")
-                    + "snapshot 7: -%, " + accountHash("me@example.com") + ", at 1000\n"
-                    + finished);
-    expectPolls("a denied read keeps the helper",
-                {signedIn().with("account/read", {refuses(403, "me@example.com")})},
-                one + readAccount + details("account read", "forbidden") + fail("forbidden"));
-    expectPolls(
-        "a hung read replaces the helper",
-        {signedIn().with("account/rateLimits/read", {fails(BridgeFailure::timeout())}), signedIn()},
-        one + read + details("weekly allowance", "timeout") + fail("timeout", true)
-            + details("helper startup", "connecting") + one + read + live + finished,
-        {1000, 1000});
-    expectPolls("the account changes while it is read",
-                {signedIn().with("account/read", {givesAfterChange(account)})},
-                one + readAccount + details("account read", "stopped") + fail("stopped", true));
-    expectPolls("the account changes while its allowance is read",
-                {signedIn().with("account/rateLimits/read", {givesAfterChange(allowance)})},
-                one + read + details("weekly allowance", "stopped") + fail("stopped", true));
+    play("launch one, close one, launch two, launch three, " + live, {broken, missing, signedIn()},
+         1, four);
+    play("launch one, close one, launch two, launch three, close three, offline, end 7",
+         {broken, missing, offline}, 1, four);
+    play("missingHelper, end 7", {}, 1, {});
 }
 
-TEST(AccountService, recoversAnExpiredSessionOnce) {
-    const auto expired = [](const std::optional<std::string>& mode) {
+TEST(AccountService, ReadsOneAccountAtATime) {
+    play("launch one, read, close one, stopped, end 7",
+         {signedIn().with("account/read", {givesAfterChange(account)})});
+    play("launch one, read, rateLimits/read, close one, stopped, end 7",
+         {signedIn().with("account/rateLimits/read", {givesAfterChange(allowance)})});
+    const auto noWeek = play("launch one, read, rateLimits/read, -1% of "
+                                 + accountHash("me@example.com") + ", end 7",
+                             {signedIn().with("account/rateLimits/read", {gives(json("[1]"))})});
+    EXPECT_EQ(noWeek.category, "weekly allowance unavailable");
+}
+
+TEST(AccountService, RecoversAnExpiredSessionOnce) {
+    const auto expired = [](const Mode& mode) {
         return signedIn(mode).with("account/rateLimits/read", {refuses(401), gives(allowance)});
     };
-    const std::string reloading = "reloading utility-owned helper";
-    const std::string refreshing = "one managed-session refresh";
-    const std::string reload =
-        "close one\n" + details("helper startup", "connecting", reloading) + one;
-    const std::string refresh = details("account read", "connecting", refreshing)
-                                + "account/read {\"refreshToken\":true}\n";
-    const std::string recovered =
-        details("allowance received", "live", "recovered; five-minute cooldown") + snapshot
-        + finished;
-    expectPolls("a fresh helper reads the saved sign-in", {signedOut(), signedIn()},
-                one + readAccount + reload + read + recovered);
-    expectPolls("a fresh helper that reports no mode has that of the old one",
-                {signedOut(), expired({})},
-                one + readAccount + reload + read + refresh + readLimits + recovered);
-    expectPolls("a session of another mode is not refreshed", {signedOut(), expired("apikey")},
-                one + readAccount + reload + read
-                    + details("weekly allowance", "authentication", reloading)
-                    + fail("authentication"));
-    expectPolls("the refresh fails", {signedOut(), signedOut()},
-                one + readAccount + reload + readAccount + refresh
-                    + details("account read", "signedOut", refreshing) + fail("signedOut"));
-    expectPolls("a fresh helper fails otherwise",
-                {signedOut(), signedIn().with("account/read", {refuses({}, "network")})},
-                one + readAccount + reload + readAccount
-                    + details("account read", "offline", reloading) + fail("offline"));
-    expectPolls("even the handshake is refused",
-                {signedIn().with("initialize", {refuses(401)}), signedIn()},
-                one + reload + read + recovered);
-    expectPolls("another client's session is left to it", {signedOut("chatgptAuthTokens")},
-                one + readAccount + details("account read", "externalSession")
-                    + fail("externalSession"));
-    expectPolls(
-        "there is no second recovery within five minutes", {signedOut(), signedOut("apikey")},
-        one + readAccount + reload + readAccount + details("account read", "signedOut", reloading)
-            + fail("signedOut") + readAccount
-            + details("account read", "signedOut", "five-minute cooldown") + fail("signedOut"),
-        {1000, 1299});
+    // A fresh helper reads the saved sign-in; even when the handshake was refused.
+    const std::string live = "launch one, read, rateLimits/read, 40%, end 7";
+    EXPECT_EQ(play("launch one, read, close one, " + live, {signedOut(), signedIn()}).recovery,
+              "recovered; five-minute cooldown");
+    play("launch one, close one, " + live,
+         {signedIn().with("initialize", {refuses(401)}), signedIn()});
+
+    // Then the token is refreshed, when Codex itself manages the session. A fresh helper that
+    // reports no mode has that of the old one.
+    const std::string reload = "launch one, read, close one, launch one, read, ";
+    play(reload + "rateLimits/read, read refreshing, rateLimits/read, 40%, end 7",
+         {signedOut(), expired({})});
+    play(reload + "rateLimits/read, authentication, end 7", {signedOut(), expired("apikey")});
+    play(reload + "offline, end 7",
+         {signedOut(), signedIn().with("account/read", {refuses({}, "network")})});
+    const auto refreshed =
+        play(reload + "read refreshing, signedOut, end 7", {signedOut(), signedOut()});
+    EXPECT_EQ(refreshed.recovery, "one managed-session refresh");
+    play("launch one, read, externalSession, end 7", {signedOut("chatgptAuthTokens")});
+
+    const auto tooSoon = play(reload + "signedOut, end 7, read, signedOut, end 7",
+                              {signedOut(), signedOut("apikey")}, 2);
+    EXPECT_EQ(tooSoon.recovery, "five-minute cooldown");
 }
 
-TEST(AccountService, readsTokenActivityOfAnUnchangedAccount) {
+TEST(AccountService, ReadsTokenActivityOfAnUnchangedAccount) {
     const Json reordered = json(R"({"account":{"email":"Me@Example.com","type":"chatgpt"},"x":1})");
-    const auto expect = [](const char* name, const FakeHelper& helper, const std::string& requests,
-                           const std::string& outcome, const std::string& tokens) {
-        expectPolls(name, {helper},
-                    one + read + live + requests + "activity 7, A1|workspace:W9: " + outcome + "\n"
-                        + details("allowance received", "live", "not needed", tokens) + finished,
-                    {1000}, {"one"}, true);
+    const auto play = [](const std::string& expected, const std::string& tokens, const char* method,
+                         const std::deque<Answer>& answers) {
+        Harness harness({signedIn().with(method, answers)});
+        harness.refresh({"one"}, true);
+        EXPECT_EQ(harness.take(),
+                  "launch one, read, rateLimits/read, 40%, usage/read, " + expected + ", end 7");
+        EXPECT_EQ(harness.details.tokens, tokens) << expected;
     };
-    expect("reported", signedIn().with("account/read", {gives(account), gives(reordered)}),
-           readUsage + readAccount, "9", "received");
-    expect("not reported", signedIn().with("account/usage/read", {gives(Json::object())}),
-           readUsage + readAccount, "-1", "not reported");
-    expect("unknown to the helper", signedIn().with("account/usage/read", {refuses(-32601)}),
-           readUsage, "incompatible", "unavailable (incompatible)");
-    expect("crossed by a change, of which the helper tells by itself",
-           signedIn().with("account/usage/read", {givesAfterChange(Json::object())}),
-           readUsage + "identity change\n", "stopped", "unavailable (stopped)");
-    expect("of another account",
-           signedIn().with("account/read", {gives(account), gives(otherAccount)}),
-           readUsage + readAccount + "identity change\n", "stopped", "unavailable (stopped)");
-    expect("of nobody", signedIn().with("account/read", {gives(account), gives(nobody)}),
-           readUsage + readAccount + "identity change\n", "stopped", "unavailable (stopped)");
+    play("read, 9 tokens", "received", "account/read", {gives(account), gives(reordered)});
+    play("read, 0 tokens", "not reported", "account/usage/read", {gives(Json::object())});
+    play("-1 tokens", "unavailable (incompatible)", "account/usage/read", {refuses(-32601)});
+    // Crossed by a change, of which the helper tells by itself.
+    play("identity change, -1 tokens", "unavailable (stopped)", "account/usage/read",
+         {givesAfterChange(Json::object())});
+    for (const Json& other : {json(R"({"account":{"type":"chatgpt"}})"), nobody})
+        play("read, identity change, -1 tokens", "unavailable (stopped)", "account/read",
+             {gives(account), gives(other)});
 }
 
-TEST(AccountService, tellsWhoIsSignedIn) {
-    const struct {
-        const char* result;
-        const char* issue;
-    } accounts[] = {
-        {R"({"account":{"type":"apikey"}})", "unsupportedAccount"},
-        {R"({"account":{"type":["chatgpt"]},"requiresOpenaiAuth":true})", "unsupportedAccount"},
-        {R"({"account":null,"requiresOpenaiAuth":false})", "unsupportedAccount"},
-        {R"({"account":"chatgpt","requiresOpenaiAuth":0})", "signedOut"},
-        {R"({"requiresOpenaiAuth":true})", "signedOut"},
-        {"5", "signedOut"},
-    };
-    for (const auto& row : accounts) {
-        const auto helper = signedIn("apikey").with("account/read", {gives(json(row.result))});
+TEST(AccountService, KnowsWhoIsSignedIn) {
+    const auto play = [](const std::string& issue, const char* result) {
+        const auto helper = signedIn("apikey").with("account/read", {gives(json(result))});
         Harness harness({helper, helper});
         harness.refresh();
-        EXPECT_TRUE(harness.take().ends_with(fail(row.issue))) << row.result;
-    }
-
-    const struct {
-        const char* account;
-        const char* allowance;
-        std::optional<std::string> expected;
-    } identities[] = {
-        {R"({"email":"me@x"})", R"({"accountId":"A1","workspaceId":"W9"})", "A1|workspace:W9"},
-        {R"({"email":"ME@Ä.example"})", R"({"accountId":"","workspaceId":""})", "me@ä.example"},
-        {R"({"email":"ME@x"})", R"({"accountId":1,"workspaceId":"w"})", "me@x|workspace:w"},
-        {R"({"email":""})", R"({"workspaceId":"W9"})", {}},
-        {"{}", "[]", {}},
+        EXPECT_THAT(harness.take(), EndsWith(", " + issue + ", end 7")) << result;
     };
-    for (const auto& row : identities)
-        EXPECT_EQ(accountIdentity(json(row.account), json(row.allowance)), row.expected);
+    play("unsupportedAccount", R"({"account":{"type":"apikey"}})");
+    play("unsupportedAccount", R"({"account":{"type":["chatgpt"]},"requiresOpenaiAuth":true})");
+    play("unsupportedAccount", R"({"account":null,"requiresOpenaiAuth":false})");
+    play("signedOut", R"({"account":"chatgpt","requiresOpenaiAuth":0})");
+
+    const auto identity = [](const char* whose, const char* reading) {
+        return accountIdentity(json(whose), json(reading)).value_or("nobody");
+    };
+    EXPECT_EQ(identity(R"({"email":"me@x"})", R"({"accountId":"A"})"), "A");
+    EXPECT_EQ(identity(R"({"email":"ME@Ä"})", R"({"accountId":"","workspaceId":""})"), "me@ä");
+    EXPECT_EQ(identity(R"({"email":"m"})", R"({"accountId":1,"workspaceId":"w"})"),
+              "m|workspace:w");
+    EXPECT_EQ(identity(R"({"email":""})", R"({"workspaceId":"w"})"), "nobody");
+    // By this the readings in every history are found again.
     EXPECT_EQ(accountHash("A1|workspace:W9"),
               "b4a6cae284a62278a92f47c96d6101281f426d801b7bcdbc729e15323219e5a8");
 }
 
-TEST(AccountService, publishesWhereItStands) {
-    Harness harness({signedIn()});
-    harness.refresh({"/usr/local/bin/one"}, true);
-    harness.drain();
-    EXPECT_EQ(harness.details,
-              (ConnectionDetails{"0.169.0", "/usr/local/…/codex", "allowance received", "live",
-                                 "chatgpt", "not needed", "received"}));
-}
-
-TEST(AccountService, tellsOnceThatTheAccountChanged) {
+TEST(AccountService, TellsOfAnotherIdentityOnce) {
     Harness harness({signedIn(), signedIn()});
     harness.refresh();
-    EXPECT_NE(harness.take(), "");
+    EXPECT_THAT(harness.take(), EndsWith("40%, end 7"));
     FakeTransport& helper = *harness.launched.at(0);
     helper.changeAccount();
     helper.changeAccount();
-    EXPECT_EQ(harness.take(), "identity change\n") << "once for each snapshot";
+    EXPECT_EQ(harness.take(), "identity change") << "once for each snapshot";
     helper.emit(ExternalRefreshRequested{});
-    EXPECT_EQ(harness.take(), "identity change\n");
+    EXPECT_EQ(harness.take(), "identity change");
     harness.service->reset();
     harness.refresh();
-    EXPECT_NE(harness.take(), "");
+    EXPECT_THAT(harness.take(), EndsWith("40%, end 7"));
     helper.changeAccount();
     helper.emit(ExternalRefreshRequested{});
     EXPECT_EQ(harness.take(), "") << "a helper of an older epoch is not listened to";
 }
 
 // Superseded at each step of a poll in turn, from within that step.
-TEST(AccountService, saysNothingMoreOnceItIsResetOrStopped) {
-    int steps = 0;
-    for (bool walked = false; !walked; ++steps) {
-        for (const bool stop : {false, true}) {
-            Harness harness({signedIn(), signedIn()});
-            int stepsLeft = steps;
-            std::string after;
-            harness.transcript.react = [&](const std::string& line) {
-                if (stepsLeft-- == 0)
-                    stop ? harness.service->stop() : harness.service->reset();
-                else if (stepsLeft < 0)
-                    after += line + "\n";
-            };
-            harness.everyStage = true;
-            harness.refresh({"one"}, true);
-            harness.drain();
-            harness.transcript.react = nullptr;
-            walked = stepsLeft >= 0;
-            if (walked)
-                break;
-            for (const char* callback : {"details", "snapshot", "activity", "finished"})
-                EXPECT_EQ(after.find(callback), std::string::npos) << steps << "\n" << after;
-            harness.transcript.take();
-            harness.refresh();
-            EXPECT_EQ(harness.take().ends_with(snapshot + finished), !stop) << steps;
-        }
+TEST(AccountService, SaysNothingMoreOnceItIsResetOrStopped) {
+    const int steps = 14;
+    for (int round = 0; round < 2 * steps; ++round) {
+        SCOPED_TRACE(round);
+        const bool stops = round >= steps;
+        Harness harness({signedIn(), signedIn()});
+        harness.tellsStages = true;
+        int step = 0;
+        std::string after;
+        harness.transcript.react = [&](const std::string& text) {
+            if (step > round % steps)
+                after += text + ", ";
+            if (step++ != round % steps)
+                return;
+            stops ? harness.service->stop() : harness.service->reset();
+            EXPECT_EQ(after, step > 2 ? "close one, " : "") << "a helper may hang";
+        };
+        harness.refresh({"one"}, true);
+        harness.take();
+        harness.transcript.react = nullptr;
+        EXPECT_GT(step, round % steps);
+        EXPECT_THAT(after, Not(ContainsRegex("at |%|tokens|stopped|end")));
+        harness.refresh();
+        EXPECT_EQ(harness.take().ends_with("40%, end 7"), !stops);
     }
-    EXPECT_EQ(steps, 16) << "the lines of a whole poll, and one";
 }
 
-TEST(AccountService, aResetEndsARequestThatHangs) {
-    std::promise<void> asked;
-    const Answer hangs = [&asked](FakeTransport& transport) -> Json {
-        asked.set_value();
-        transport.waitUntilClosed();
-        throw BridgeFailure::closed();
-    };
-    Harness harness({signedIn().with("account/read", {hangs})});
-    harness.refresh();
-    asked.get_future().wait();
-    harness.service->reset();
-    EXPECT_EQ(harness.take(), one + readAccount + "close one\n");
-}
-
-const std::string loginRequest = "account/login/start {\"type\":\"chatgpt\"}\n";
-const std::string openLink = "open https://auth.openai.com/x\n";
-const std::string waiting = details("browser sign-in", "waiting for user");
-
-TEST(AccountService, signsInThroughTheBrowser) {
+TEST(AccountService, SignsInThroughTheBrowser) {
     // The helper tells of the end before its answer to the start has been looked at.
     const Answer quick = [](FakeTransport& transport) {
         transport.emit(LoginCompleted{"L1", false});
@@ -397,69 +298,64 @@ TEST(AccountService, signsInThroughTheBrowser) {
     };
     Harness harness({signedIn().with("account/login/start", {quick, gives(login)})});
     harness.startLogin();
-    EXPECT_EQ(harness.take(), one + loginRequest + waiting + openLink + "not signed in\n");
+    EXPECT_EQ(harness.take(), "launch one, login/start, https://auth.openai.com/x, not signed in");
+    EXPECT_EQ(harness.details.category, "waiting for user");
 
     harness.startLogin();
     harness.startLogin();
-    EXPECT_EQ(harness.take(), loginRequest + openLink) << "the second start does nothing";
-    for (const char* id : {"L2", "L1", "L1"})
-        harness.launched.at(0)->emit(LoginCompleted{id, true});
-    EXPECT_EQ(harness.take(), "signed in\n");
+    EXPECT_EQ(harness.take(), "login/start, https://auth.openai.com/x")
+        << "the second does nothing";
+    for (const auto& event : {LoginCompleted{"L2", false}, {"L1", true}, {"L1", false}})
+        harness.launched.at(0)->emit(event);
+    EXPECT_EQ(harness.take(), "signed in");
 }
 
-TEST(AccountService, refusesASignInItCannotTrust) {
-    const std::string link = R"("authUrl":"https://auth.openai.com/x"})";
-    for (const std::string& answer :
-         {"{" + link, R"({"loginId":"",)" + link, R"({"loginId":1,)" + link,
-          R"({"loginId":")" + std::string(129, 'x') + "\"," + link,
-          std::string(R"({"loginId":"L1"})"), std::string(R"({"loginId":"L1","authUrl":"x"})")}) {
-        Harness harness({signedIn().with("account/login/start", {gives(json(answer))})});
+TEST(AccountService, RefusesASignInItCannotTrust) {
+    const auto start = [](const Answer& answer) {
+        Harness harness({signedIn().with("account/login/start", {answer})});
         harness.startLogin();
-        EXPECT_EQ(harness.take(), one + loginRequest + "close one\nopen invalidResponse\n")
-            << answer;
-    }
-    Harness harness({signedIn().with("account/login/start", {refuses(429)})});
-    harness.startLogin();
-    EXPECT_EQ(harness.take(), one + loginRequest + "open throttled\n");
-}
-
-TEST(AccountService, aSignInEndsWithItsHelper) {
-    const struct {
-        const char* name;
-        std::function<void(Harness&)> end;
-    } rows[] = {
-        {"cancelled", [](Harness& harness) { harness.service->cancelLogin(); }},
-        {"reset", [](Harness& harness) { harness.service->reset(); }},
-        {"given up with a failed poll", [](Harness& harness) { harness.refresh(); }},
+        return harness.take();
     };
-    for (const auto& row : rows) {
-        Harness harness(
-            {signedIn().with("account/read", {fails(BridgeFailure::closed())}), signedIn()});
+    EXPECT_EQ(start(refuses(429)), "launch one, login/start, throttled");
+    const Json url = "https://auth.openai.com/x";
+    for (const Json& untrusted :
+         {Json{{"loginId", "L"}}, Json{{"loginId", "L"}, {"authUrl", "https://evil.example/"}},
+          Json{{"authUrl", url}}, Json{{"loginId", ""}, {"authUrl", url}},
+          Json{{"loginId", std::string(129, 'x')}, {"authUrl", url}}})
+        EXPECT_EQ(start(gives(untrusted)), "launch one, login/start, close one, invalidResponse");
+}
+
+TEST(AccountService, ASignInEndsWithItsHelper) {
+    const std::function<void(Harness&)> ends[] = {
+        [](Harness& harness) { harness.service->cancelLogin(); },
+        [](Harness& harness) { harness.service->reset(); },
+        [](Harness& harness) { harness.refresh(); }, // which fails and gives the helper up
+    };
+    for (const auto& end : ends) {
+        const auto dying = signedIn().with("account/read", {fails(BridgeFailure::closed())});
+        Harness harness({dying, signedIn()});
         harness.startLogin();
-        EXPECT_TRUE(harness.take().ends_with(openLink)) << row.name;
-        row.end(harness);
-        EXPECT_NE(harness.take().find("close one\n"), std::string::npos) << row.name;
+        harness.drain();
+        end(harness);
         harness.startLogin();
-        EXPECT_TRUE(harness.take().ends_with(openLink)) << row.name;
+        EXPECT_THAT(harness.take(), EndsWith("launch one, login/start, https://auth.openai.com/x"));
         harness.launched.at(1)->emit(LoginCompleted{"L1", true});
-        EXPECT_EQ(harness.take(), "signed in\n") << row.name << ": only the new sign-in";
+        EXPECT_EQ(harness.take(), "signed in") << "only the new one";
     }
 }
 
-TEST(AccountService, validatesAHelperBesideThePollingOne) {
-    const auto useless = signedIn().with("initialize", {fails(BridgeFailure::timeout())});
+TEST(AccountService, ValidatesAHelperBesideThePollingOne) {
+    const auto useless = signedIn().with("initialize", {timesOut});
     Harness harness({signedIn(), signedIn(), useless});
     harness.refresh();
-    EXPECT_EQ(harness.take(), one + read + live + finished);
-    for (const char* name : {"good", "useless"}) {
+    for (const char* name : {"good", "useless"})
         harness.service->validate(
             name, [&](bool valid) { harness.transcript.add(valid ? "valid" : "not valid"); });
-    }
-    EXPECT_EQ(harness.take(), start("good") + "close good\nvalid\n" + start("useless")
-                                  + "close useless\nnot valid\n");
+    EXPECT_THAT(harness.take(), EndsWith("end 7, launch good, close good, valid, "
+                                         "launch useless, close useless, not valid"));
     harness.launched.at(1)->emit(ExternalRefreshRequested{});
     harness.refresh();
-    EXPECT_EQ(harness.take(), read + snapshot + finished) << "the polling helper is still there";
+    EXPECT_EQ(harness.take(), "read, rateLimits/read, 40%, end 7") << "the polling one stays";
 }
 
 } // namespace

@@ -12,26 +12,30 @@
 #include <map>
 #include <mutex>
 #include <optional>
+#include <sstream>
 #include <string>
 #include <utility>
 
 namespace tallywick::testing {
 
-/// What happened, one line for each step. Any thread may add to it.
+/// What happened, step by step. Any thread may add to it.
 class Transcript {
   public:
-    /// Called after each new line, on the thread that added it.
-    std::function<void(const std::string& line)> react;
+    /// Called after each new step, on the thread that added it.
+    std::function<void(const std::string& step)> react;
 
-    void add(const std::string& line) {
+    template <typename... Parts>
+    void add(const Parts&... parts) {
+        std::ostringstream step;
+        (step << ... << parts);
         {
             const std::lock_guard guard(mutex);
-            text += line + "\n";
+            text += (text.empty() ? "" : ", ") + step.str();
         }
         if (react)
-            react(line);
+            react(step.str());
     }
-    /// Everything since the last call.
+    /// Everything since the last call, on one line.
     std::string take() {
         const std::lock_guard guard(mutex);
         return std::exchange(text, {});
@@ -47,8 +51,8 @@ class FakeTransport;
 /// Answers one request or throws. Runs in mid-request, so it may also change the transport.
 using Answer = std::function<Json(FakeTransport&)>;
 
-inline Answer gives(Json result) {
-    return [result = std::move(result)](FakeTransport&) { return result; };
+inline Answer gives(const Json& result) {
+    return [result](FakeTransport&) { return result; };
 }
 template <typename Failure>
 Answer fails(Failure failure) {
@@ -75,7 +79,7 @@ class FakeTransport : public AccountTransport {
                   BridgeEventHandler handler)
         : emit(std::move(handler)), name(std::move(helperName)), script(std::move(helper)),
           transcript(record) {
-        transcript.add("launch " + name);
+        transcript.add("launch ", name);
         answer("launch");
     }
 
@@ -91,19 +95,17 @@ class FakeTransport : public AccountTransport {
     std::optional<std::string> mode() const override { return script.mode; }
     std::int64_t revision() const override { return changes; }
     std::string version() const override { return "0.169.0"; }
-    void initialize() override {
-        transcript.add("initialize " + name);
-        answer("initialize");
-    }
+    void initialize() override { answer("initialize"); }
     Json request(const std::string& method, const Json& params, Seconds timeout) override {
         EXPECT_EQ(timeout, defaultTimeout);
-        transcript.add(method + " " + writeJson(params));
+        const bool refreshes = boolMember(params, "refreshToken").value_or(false);
+        transcript.add(method.substr(method.find('/') + 1), refreshes ? " refreshing" : "");
         return answer(method);
     }
     void close() override {
         if (closed.exchange(true))
             return;
-        transcript.add("close " + name);
+        transcript.add("close ", name);
         closing.set_value();
     }
 

@@ -49,7 +49,7 @@ TEST(SampleHelper, EachScenarioBecomesAStatus) {
         EXPECT_EQ(fields.tokens.lifetime.has_value(), row.tokens);
         EXPECT_EQ(fields.history.empty(), !row.quota);
         EXPECT_EQ(fields.connectionDetails.helperVersion, "0.169.0");
-        EXPECT_EQ(harness.launches(), row.launches);
+        EXPECT_EQ(harness.launches, row.launches);
     }
 }
 

@@ -12,7 +12,6 @@ namespace tallywick::testing {
 
 namespace {
 
-constexpr double startTime = 1'750'255'200; // 2025-06-18 14:00:00 UTC
 constexpr std::chrono::seconds patience{60};
 
 /// The event loop, in the C locale and UTC. Lives longer than the search for what tests leave open.
@@ -36,89 +35,52 @@ class Application : public ::testing::Environment {
 [[maybe_unused]] const auto* const registration =
     ::testing::AddGlobalTestEnvironment(new Application);
 
-class Statistics : public HostStatistics {
-  public:
+struct Statistics : HostStatistics {
     explicit Statistics(FakeMachine& theMachine) : machine(theMachine) {}
     std::optional<CpuTicks> cpuTicks() override {
-        const auto calls = static_cast<std::uint64_t>(++machine.samples);
+        ++calls;
         return CpuTicks{calls, 0, calls, 0};
     }
     std::optional<MemoryPages> memoryPages() override {
-        return MemoryPages{static_cast<std::uint64_t>(machine.samples), 1, 100};
+        ++machine.samples;
+        return MemoryPages{calls, 1, 100};
     }
-
-  private:
     FakeMachine& machine;
+    std::uint64_t calls = 0;
 };
 
-class Volumes : public MountedVolumes {
-  public:
+struct Volumes : MountedVolumes {
     explicit Volumes(FakeMachine& theMachine) : machine(theMachine) {}
     std::vector<MountedVolume> list() override {
         ++machine.listings;
         machine.listings.notify_all();
         std::vector<MountedVolume> found;
         for (int i = 0; i < machine.volumes; ++i)
-            found.push_back(
-                {machine.volumePath + std::to_string(i), std::nullopt, 10, 4, 4, true, true});
+            found.push_back({machine.volumePath + std::to_string(i), {}, 10, 4, 4, true, true});
         return found;
     }
     std::string unnamedRootName() const override { return "Root"; }
-
-  private:
     FakeMachine& machine;
 };
 
 } // namespace
 
-Json json(std::string_view text) { return parseJson(text).value(); }
-
 Json allowanceOf(const std::string& accountId, int usedPercent) {
-    return {{"accountId", accountId},
-            {"rateLimits",
-             {{"primary",
-               {{"windowDurationMins", 10080},
-                {"usedPercent", usedPercent},
-                {"resetsAt", 1'750'600'000}}}}}};
+    const Json week{
+        {"windowDurationMins", 10080}, {"usedPercent", usedPercent}, {"resetsAt", 1'750'600'000}};
+    return {{"accountId", accountId}, {"rateLimits", {{"primary", week}}}};
 }
 
-Answer hangs() {
-    return [](FakeTransport& helper) -> Json {
+Json usageOf(int lifetimeTokens) { return {{"summary", {{"lifetimeTokens", lifetimeTokens}}}}; }
+
+Answer hangs(std::promise<void>* begun) {
+    return [begun](FakeTransport& helper) -> Json {
+        if (begun)
+            begun->set_value();
         helper.waitUntilClosed();
         throw BridgeFailure::closed();
     };
 }
-
-void FakeWindow::setFrame(QRectF frame) {
-    ++orders;
-    position = frame.topLeft();
-    const QSizeF size = frame.size() - chrome;
-    EXPECT_EQ(size, size.expandedTo(minimum).boundedTo(maximum)) << "beyond its limits";
-    resize(size);
-}
-
-void FakeWindow::setContentLimits(QSizeF smallest, QSizeF largest) {
-    ++orders;
-    minimum = smallest;
-    maximum = largest;
-    EXPECT_EQ(minimum, minimum.boundedTo(maximum));
-    resize(content.expandedTo(minimum).boundedTo(maximum));
-}
-
-void FakeWindow::setFloating(bool floats) {
-    ++orders;
-    floating = floats;
-}
-
-void FakeWindow::resize(QSizeF size) {
-    if (size == content)
-        return;
-    content = size;
-    heights.push_back(size.height());
-    didResize();
-}
-
-StateHarness::StateHarness() : now(startTime) { bundle.isInstalled = true; }
 
 StateHarness::~StateHarness() {
     state.reset();
@@ -126,7 +88,8 @@ StateHarness::~StateHarness() {
         EXPECT_EQ(gone.wait_for(patience), std::future_status::ready);
 }
 
-UtilityState& StateHarness::start(bool settles) {
+UtilityState& StateHarness::start() {
+    state.reset();
     // Lives as long as the last account service.
     struct Presence {
         std::promise<void> gone;
@@ -137,19 +100,16 @@ UtilityState& StateHarness::start(bool settles) {
     state = std::make_unique<UtilityState>(UtilityState::Services{
         .clock = [this] { return now.load(); },
         .homeFolder = "/home/me",
-        .transportFactory = [this,
-                             presence](const auto& executable,
-                                       const auto& onEvent) { return launch(executable, onEvent); },
+        .transportFactory = [this, presence](const auto&... given) { return launch(given...); },
         .findHelpers =
             [this](auto choice) {
                 preferred = choice;
                 return candidates;
             },
-        .resolveHelper = [](const auto& chosen) -> std::optional<std::filesystem::path> {
-            if (chosen.filename() == "codex")
-                return chosen;
-            return std::nullopt;
-        },
+        .resolveHelper =
+            [](const auto& chosen) {
+                return chosen.filename() == "codex" ? std::optional(chosen) : std::nullopt;
+            },
         .historyStore = HistoryStore(folder / "history.json", now, false),
         .hardwareService = std::make_unique<HardwareService>(std::make_unique<Statistics>(machine),
                                                              std::make_unique<Volumes>(machine)),
@@ -159,30 +119,30 @@ UtilityState& StateHarness::start(bool settles) {
         .powerEvents = powerEvents,
         .networkPath = networkPath,
         .openPanel = &openPanel});
-    QObject::connect(state.get(), &UtilityState::changed, state.get(), [this] { watch(); });
-    if (settles)
-        settle();
+    QObject::connect(state.get(), &UtilityState::changed, state.get(), [this] {
+        if (statuses.empty() || statuses.back() != fields().status)
+            statuses.push_back(fields().status);
+    });
+    settle();
     return *state;
 }
 
 std::shared_ptr<AccountTransport> StateHarness::launch(const std::filesystem::path& executable,
                                                        const BridgeEventHandler& onEvent) {
-    ++launched;
+    ++launches;
     if (realTransports)
         return realTransports(executable, onEvent);
-    const auto current = [this](ChangeableAnswer StateHarness::*answer) {
+    const auto current = [](ChangeableAnswer& answer) {
         return std::deque<Answer>{
-            [this, answer](FakeTransport& transport) { return (this->*answer).give(transport); }};
+            [&answer](FakeTransport& transport) { return answer.get()(transport); }};
     };
-    helper = std::make_shared<FakeTransport>(
-        executable.string(),
-        FakeHelper{.mode = "chatgpt",
-                   .answers = {{"initialize", current(&StateHarness::initialize)},
-                               {"account/read", current(&StateHarness::account)},
-                               {"account/rateLimits/read", current(&StateHarness::allowance)},
-                               {"account/usage/read", current(&StateHarness::usage)},
-                               {"account/login/start", current(&StateHarness::login)}}},
-        transcript, onEvent);
+    const FakeHelper script{.mode = "chatgpt",
+                            .answers = {{"initialize", current(initialize)},
+                                        {"account/read", current(account)},
+                                        {"account/rateLimits/read", current(allowance)},
+                                        {"account/usage/read", current(usage)},
+                                        {"account/login/start", current(login)}}};
+    helper = std::make_shared<FakeTransport>(executable, script, transcript, onEvent);
     return helper;
 }
 
@@ -193,28 +153,15 @@ void StateHarness::showWindow() {
     window.heights.clear();
 }
 
-int StateHarness::elapsed() const { return static_cast<int>(now - startTime); }
-
-void StateHarness::watch() {
-    const std::string line = watchLine(fields());
-    if (line != std::exchange(lastLine, line))
-        lines += std::to_string(elapsed()) + " " + line + "\n";
-}
-
 void StateHarness::pass(int seconds) {
     constexpr int step = 5;
     for (int passed = 0; passed < seconds; passed += step) {
-        now = now + step;
         const bool busy = fields().accountBusy;
-        state->tick();
+        tickAfter(step);
         if (fields().accountBusy && !busy)
-            refreshes.push_back(elapsed());
+            refreshes.push_back(static_cast<int>(now - startTime));
         settle();
     }
-}
-
-void StateHarness::settle() {
-    waitUntil([this] { return !fields().accountBusy && !fields().validatingHelper; });
 }
 
 void StateHarness::waitUntil(const std::function<bool()>& condition) {

@@ -5,12 +5,9 @@
 #include "state/UtilityState.h"
 #include "support/TemporaryFolder.h"
 
+#include <gmock/gmock.h>
+
 #include <atomic>
-#include <functional>
-#include <future>
-#include <optional>
-#include <string>
-#include <vector>
 
 namespace tallywick::testing {
 
@@ -27,24 +24,19 @@ struct FakeNetworkPath : NetworkPath {
 };
 
 struct FakeWorkspace : Workspace {
-    bool browserWorks = true;
-    bool fileBrowserWorks = true;
+    bool works = true;
     std::string opened;
-    std::filesystem::path openedFolder;
     std::string clipboard;
     bool openAddress(const std::string& address) override {
         opened = address;
-        return browserWorks;
+        return works;
     }
-    bool openFolder(const std::filesystem::path& folder) override {
-        openedFolder = folder;
-        return fileBrowserWorks;
-    }
+    bool openFolder(const std::filesystem::path& folder) override { return openAddress(folder); }
     void copyText(const std::string& text) override { clipboard = text; }
 };
 
 struct FakeOpenPanel : OpenPanel {
-    std::optional<std::filesystem::path> choice;
+    std::optional<std::filesystem::path> choice = "/home/me/codex";
     std::function<void()> whileOpen = [] {};
     std::optional<std::filesystem::path> chooseFile(const std::string&,
                                                     const std::string&) override {
@@ -54,8 +46,7 @@ struct FakeOpenPanel : OpenPanel {
 };
 
 /// A decorated window that does at once as it is told, and tells of every change of its size.
-class FakeWindow : public UtilityWindow {
-  public:
+struct FakeWindow : UtilityWindow {
     bool visible = true;
     bool minimised = false;
     std::optional<QRectF> screen = QRectF(0, 0, 1600, 928); // of which its content may use 900
@@ -65,8 +56,7 @@ class FakeWindow : public UtilityWindow {
     QSizeF minimum;
     QSizeF maximum{16'000, 16'000};
     bool floating = false;
-    int orders = 0; ///< that changed its frame, its limits or its level
-    int timesInFront = 0;
+    int orders = 0;              ///< of any kind
     std::vector<double> heights; ///< of its content, one after the other
     std::function<void()> didResize = [] {};
 
@@ -75,90 +65,113 @@ class FakeWindow : public UtilityWindow {
     QRectF frame() const override { return {position, content + chrome}; }
     QSizeF contentSize() const override { return content; }
     std::optional<QRectF> visibleScreenFrame() const override { return screen; }
-    void setFrame(QRectF frame) override;
-    void setContentLimits(QSizeF smallest, QSizeF largest) override;
-    void setFloating(bool floats) override;
-    void showInFront() override { ++timesInFront; }
-
+    void showInFront() override { ++orders; }
+    void setFloating(bool floats) override {
+        ++orders;
+        floating = floats;
+    }
+    void setFrame(QRectF frame) override {
+        ++orders;
+        position = frame.topLeft();
+        const QSizeF size = frame.size() - chrome;
+        EXPECT_EQ(size, size.expandedTo(minimum).boundedTo(maximum)) << "beyond its limits";
+        resize(size);
+    }
+    void setContentLimits(QSizeF smallest, QSizeF largest) override {
+        ++orders;
+        EXPECT_EQ(smallest, smallest.boundedTo(largest));
+        minimum = smallest;
+        maximum = largest;
+        resize(content.expandedTo(minimum).boundedTo(maximum));
+    }
     /// As the user or the window manager does it.
-    void resize(QSizeF size);
+    void resize(QSizeF size) {
+        if (size != std::exchange(content, size)) {
+            heights.push_back(size.height());
+            didResize();
+        }
+    }
 };
 
 /// A machine that counts how often it is asked; each sample uses one more percent of its memory.
 struct FakeMachine {
-    std::atomic<int> samples = 0;
-    std::atomic<int> listings = 0;
-    std::atomic<int> volumes = 1;
+    std::atomic<int> samples = 0, listings = 0, volumes = 1;
     std::string volumePath = "/volume"; ///< before its number
 };
 
-Json json(std::string_view text);
-/// The result of "account/rateLimits/read" for an account.
+/// Results of the helper's methods.
 Json allowanceOf(const std::string& accountId, int usedPercent = 40);
-/// Answers only when the helper is closed, which fails it.
-Answer hangs();
+Json usageOf(int lifetimeTokens);
+
+/// Answers only when the helper is closed, which fails it. Tells when it has begun to.
+Answer hangs(std::promise<void>* begun = nullptr);
 
 /// An answer that a test may replace at any time, even while a helper is giving it.
 class ChangeableAnswer {
   public:
-    ChangeableAnswer(Answer first) : answer(std::move(first)) {}
+    ChangeableAnswer(Answer first) : current(std::move(first)) {}
     ChangeableAnswer& operator=(Answer next) {
         const std::lock_guard guard(mutex);
-        answer = std::move(next);
+        current = std::move(next);
         return *this;
     }
-    Json give(FakeTransport& helper) {
-        return [this] {
-            const std::lock_guard guard(mutex);
-            return answer;
-        }()(helper);
+    Answer get() {
+        const std::lock_guard guard(mutex);
+        return current;
     }
 
   private:
     std::mutex mutex;
-    Answer answer;
+    Answer current;
 };
 
 /// The state with a real account service between fakes: a clock that stands at Wednesday 14:00 UTC
-/// until a test moves it, a helper whose answers a test may change between two refreshes, and the
-/// lines that `watchLine` gave, each behind the seconds since the start.
+/// until a test moves it, and a helper whose answers a test may change between two refreshes.
 class StateHarness {
   public:
-    StateHarness();
+    StateHarness() = default;
     ~StateHarness();
     StateHarness(const StateHarness&) = delete;
     StateHarness& operator=(const StateHarness&) = delete;
 
-    /// Constructs the state and, as told, lets its first refresh come to its end.
-    UtilityState& start(bool settles = true);
-
+    /// Constructs the state and lets its first refresh come to its end.
+    UtilityState& start();
+    void tickAfter(double seconds) {
+        now = now + seconds;
+        state->tick();
+    }
     /// Lets that many seconds pass, tick by tick; whatever a tick starts comes to its end.
     void pass(int seconds);
     /// Runs the event loop until no answer of the account service is awaited.
-    void settle();
+    void settle() {
+        waitUntil([this] { return !fields().accountBusy && !fields().validatingHelper; });
+    }
+    void refresh() {
+        state->refreshNow();
+        settle();
+    }
     void waitUntil(const std::function<bool()>& condition);
     /// Attaches the window, which counts from then on.
     void showWindow();
 
-    std::string takeLines() { return std::exchange(lines, {}); }
-    /// The seconds since the start at which account refreshes have begun.
+    /// The seconds since the start at which `pass` saw account refreshes begin.
     std::vector<int> takeRefreshes() { return std::exchange(refreshes, {}); }
-    int launches() const { return launched; }
     const UtilityFields& fields() const { return state->fields(); }
 
-    std::atomic<double> now;
+    std::vector<std::string> statuses;                 ///< that were announced
+    static constexpr double startTime = 1'750'255'200; // 2025-06-18 14:00:00 UTC
+    std::atomic<double> now = startTime;
     ChangeableAnswer initialize = gives({});
-    ChangeableAnswer account =
-        gives(json(R"({"account":{"type":"chatgpt","email":"me@example.com"}})"));
+    ChangeableAnswer account = gives({{"account", {{"type", "chatgpt"}}}});
     ChangeableAnswer allowance = gives(allowanceOf("A1"));
-    ChangeableAnswer usage = gives(json(R"({"summary":{"lifetimeTokens":9000}})"));
-    ChangeableAnswer login =
-        gives(json(R"({"loginId":"L1","authUrl":"https://auth.openai.com/x"})"));
+    ChangeableAnswer usage = gives(usageOf(9000));
+    ChangeableAnswer login = gives({{"loginId", "L1"}, {"authUrl", "https://auth.openai.com/x"}});
     std::shared_ptr<FakeTransport> helper; ///< the one started last; look at it between refreshes
-    TransportFactory realTransports;       ///< to be used instead, if there is one
+    std::atomic<int> launches = 0;
+    TransportFactory realTransports; ///< in place of the fake ones
     std::vector<std::filesystem::path> candidates{"/opt/tools/codex"};
     std::optional<std::filesystem::path> preferred; ///< of the last search
-    RunningBundle bundle;
+    RunningBundle bundle{.version = "0.6.0", .isInstalled = true};
 
     TemporaryFolder folder;
     FilePreferences preferences{folder / "preferences.json"};
@@ -171,17 +184,14 @@ class StateHarness {
     std::unique_ptr<UtilityState> state;
 
   private:
-    int elapsed() const;
-    void watch();
     std::shared_ptr<AccountTransport> launch(const std::filesystem::path& executable,
                                              const BridgeEventHandler& onEvent);
 
     Transcript transcript;
-    std::atomic<int> launched = 0;
-    std::string lines;
-    std::string lastLine;
     std::vector<int> refreshes;
     std::vector<std::future<void>> servicesGone;
 };
+
+class StateTest : public ::testing::Test, public StateHarness {};
 
 } // namespace tallywick::testing

@@ -2,268 +2,181 @@
 
 #include "StateHarness.h"
 
-#include "state/WindowSizing.h"
-
-#include <gtest/gtest.h>
-
-#include <QCoreApplication>
-
+#include <fstream>
 #include <limits>
 
 namespace tallywick::testing {
 namespace {
 
-constexpr double none = std::numeric_limits<double>::quiet_NaN();
-constexpr double infinity = std::numeric_limits<double>::infinity();
+using ::testing::ElementsAre;
 
-/// A state with a window, which never sees `mini` differ from the window.
-class WindowTest : public ::testing::Test {
+constexpr double none = std::numeric_limits<double>::quiet_NaN();
+
+/// A state with a window at "300 60", which never sees `mini` differ from the window.
+class WindowTest : public StateTest {
   protected:
-    UtilityState& startWithWindow() {
-        UtilityState& state = harness.start();
-        harness.showWindow();
-        QObject::connect(&state, &UtilityState::changed, &state,
-                         [this] { EXPECT_EQ(fields().mini, window().content.height() < 600); });
-        return state;
+    void startWithWindow() {
+        preferences.setString("CorvaneTallywickWindow", "300 60");
+        start();
+        showWindow();
+        QObject::connect(state.get(), &UtilityState::changed, state.get(),
+                         [this] { EXPECT_EQ(fields().mini, window.content.height() < 600); });
     }
     QSizeF keptSize() const {
-        return {harness.preferences.doubleValue("resizableWidth").value_or(-1),
-                harness.preferences.doubleValue("resizableHeight").value_or(-1)};
+        return {preferences.doubleValue("resizableWidth").value_or(-1),
+                preferences.doubleValue("resizableHeight").value_or(-1)};
     }
-    std::optional<std::string> keptPosition() const {
-        return harness.preferences.stringValue("CorvaneTallywickWindow");
-    }
-    FakeWindow& window() { return harness.window; }
-    const UtilityFields& fields() const { return harness.fields(); }
-
-    StateHarness harness;
 };
 
-TEST(AttachedWindow, TakesTheKeptSizeOrThatOfItsLayout) {
+TEST(AttachedWindow, ComesBackAsItWasAsFarAsTheScreenAllows) {
     const struct {
-        const char* description;
-        bool mini;
-        QSizeF kept;
-        double screenHeight;
-        QSizeF given;
-    } cases[] = {{"nothing kept, full", false, {0, 0}, 928, {520, 635}},
-                 {"nothing kept, mini", true, {0, 0}, 928, {500, 225}},
-                 {"mini", false, {510, 230}, 928, {510, 230}},
-                 {"narrower than any", false, {499, 635}, 928, {520, 635}},
-                 {"for which the screen is too low", false, {520, 635}, 500, {520, 472}},
-                 {"with a fraction", true, {510.4, 229.5}, 928, {510, 230}},
-                 {"no numbers", true, {none, none}, 928, {500, 225}},
-                 {"without end", true, {infinity, 1e300}, 928, {520, 635}}};
+        const char* kept;
+        QRectF content;
+    } cases[] = {
+        {R"({})", {539, 154, 520, 635}}, // in the middle
+        {R"({"mini":true})", {549, 359, 500, 225}},
+        {R"({"resizableWidth":510.4,"resizableHeight":229.5})", {544, 356, 510, 230}},
+        {R"({"resizableWidth":499,"resizableHeight":700})", {539, 154, 520, 635}},
+        {R"({"resizableWidth":1e300,"resizableHeight":1e300})", {539, 154, 520, 635}},
+        {R"({"CorvaneTallywickWindow":"100 200"})", {100, 200, 520, 635}},
+        {R"({"CorvaneTallywickWindow":"1098 697","mini":true})", {1098, 697, 500, 225}},
+        {R"({"CorvaneTallywickWindow":"9000 -9000"})", {1078, 20, 520, 635}},
+        {R"({"CorvaneTallywickWindow":"100"})", {539, 154, 520, 635}},
+        {R"({"CorvaneTallywickWindow":"100 200px"})", {539, 154, 520, 635}},
+        {R"({"CorvaneTallywickWindow":"32768 0"})", {539, 154, 520, 635}},
+    };
     for (const auto& row : cases) {
-        SCOPED_TRACE(row.description);
+        SCOPED_TRACE(row.kept);
         StateHarness harness;
-        harness.preferences.setBool("mini", row.mini);
-        harness.preferences.setDouble("resizableWidth", row.kept.width());
-        harness.preferences.setDouble("resizableHeight", row.kept.height());
-        harness.window.screen->setHeight(row.screenHeight);
-        harness.start();
-        harness.showWindow();
-        EXPECT_EQ(harness.window.content, row.given);
-        EXPECT_EQ(harness.fields().mini, row.given.height() < 600);
-    }
-}
-
-TEST(AttachedWindow, ComesBackWhereItWasAsFarAsTheScreenAllows) {
-    const struct {
-        const char* description;
-        std::optional<std::string> kept;
-        QPointF place;
-        bool mini = false;
-    } cases[] = {{"on the screen", "100 200", {100, 200}},
-                 {"mini in the corner", "1098 697", {1098, 697}, true},
-                 {"on a screen that has gone", "9000 -9000", {1600 - 522, 20}},
-                 {"first start: in the middle", std::nullopt, {539, 154}},
-                 {"not two numbers", "100", {539, 154}},
-                 {"other text", "100 200px", {539, 154}},
-                 {"beyond any screen", "40000 0", {539, 154}},
-                 {"beyond any number", "99999999999 0", {539, 154}}};
-    for (const auto& row : cases) {
-        SCOPED_TRACE(row.description);
-        StateHarness harness;
-        if (row.kept)
-            harness.preferences.setString("CorvaneTallywickWindow", *row.kept);
-        harness.preferences.setBool("mini", row.mini);
+        std::ofstream(harness.folder / "preferences.json") << row.kept;
+        harness.preferences = FilePreferences(harness.folder / "preferences.json");
         harness.window.screen = QRectF(0, 20, 1600, 930); // below a panel
         harness.start();
         harness.showWindow();
-        EXPECT_EQ(harness.window.position, row.place);
+        EXPECT_EQ(QRectF(harness.window.position, harness.window.content), row.content);
+        EXPECT_EQ(harness.fields().mini, row.content.height() < 600);
     }
 }
 
 TEST_F(WindowTest, ItsPlaceIsKeptWhenItWasMoved) {
-    UtilityState& state = startWithWindow();
-    EXPECT_FALSE(keptPosition());
-    window().position = {-20.6, 40.4};
-    state.windowDidMove();
-    EXPECT_EQ(keptPosition(), "-21 40");
-    window().position = {-32'000, -32'000}; // as some desktops put it out of sight
-    window().minimised = true;
-    state.windowDidMove();
-    state.stop();
-    window().minimised = false;
-    state.windowDidMove();
-    EXPECT_EQ(keptPosition(), "-21 40");
+    startWithWindow();
+    window.position = {-20.6, 40.4};
+    state->windowDidMove();
+    window.position = {-32'000, -32'000}; // as some desktops put it out of sight
+    window.minimised = true;
+    state->windowDidMove();
+    EXPECT_EQ(preferences.stringValue("CorvaneTallywickWindow"), "-21 40");
 }
 
 TEST_F(WindowTest, TogglesBetweenTheLayouts) {
-    harness.machine.volumes = 3;
-    UtilityState& state = startWithWindow();
-    state.tick(); // lists the volumes
-    harness.waitUntil([&] { return fields().volumes.size() == 3; });
-    window().position = {300, 60};
-    window().heights.clear();
-    const int samples = harness.machine.samples;
-
-    state.toggleLayout();
+    machine.volumes = 3;
+    startWithWindow();
+    state->tick(); // lists the volumes
+    waitUntil([&] { return fields().volumes.size() == 3; });
+    window.heights.clear();
+    state->toggleLayout();
     EXPECT_TRUE(fields().mini);
-    EXPECT_EQ(window().frame(), QRectF(300, 60, 502, 253));
+    EXPECT_EQ(window.frame(), QRectF(300, 60, 502, 253));
     EXPECT_EQ(keptSize(), QSizeF(500, 225));
-    EXPECT_EQ(harness.preferences.boolValue("mini"), true);
-    state.toggleLayout();
+    state->toggleLayout();
     EXPECT_FALSE(fields().mini);
-    EXPECT_EQ(window().frame(), QRectF(300, 60, 522, 687));
+    EXPECT_EQ(window.frame(), QRectF(300, 60, 522, 687));
     EXPECT_EQ(keptSize(), QSizeF(520, 659));
-    EXPECT_EQ(harness.preferences.boolValue("mini"), false);
-    EXPECT_EQ(window().heights, (std::vector<double>{225, 659})) << "no size in between";
-    state.tick();
-    harness.waitUntil([&] { return harness.machine.samples == samples + 1; });
+    EXPECT_THAT(window.heights, ElementsAre(225, 659)) << "no size in between";
 }
 
 TEST_F(WindowTest, TheGripResizesAndSnapsWhenItIsLetGo) {
     const struct {
-        const char* description;
         std::vector<QPointF> drags; ///< how far from where the grip was grasped
         QSizeF dragged, released;
-    } cases[] = {{"a bit up", {{0, -20}}, {520, 615}, {520, 635}},
-                 {"up and back", {{0, -500}, {0, 0}}, {520, 635}, {520, 635}},
-                 {"just mini", {{-10, -36}}, {510, 599}, {510, 230}},
-                 {"mini, then full", {{0, -500}, {-20, -1}}, {520, 634}, {520, 635}},
-                 {"beyond all limits", {{-9999, -9999}}, {500, 225}, {500, 225}},
-                 {"no numbers", {{none, none}}, {500, 225}, {500, 225}}};
+    } cases[] = {{{{0, -500}, {0, 0}}, {520, 635}, {520, 635}},
+                 {{{0, -20}}, {520, 615}, {520, 635}},
+                 {{{9999, 9999}}, {520, 635}, {520, 635}},
+                 {{{-10, -36}}, {510, 599}, {510, 230}}, // mini by now
+                 {{{0, -4}}, {510, 226}, {510, 230}},
+                 {{{0, -5}, {20, 400}}, {520, 630}, {520, 635}},
+                 {{{none, none}}, {500, 225}, {500, 225}}};
+    startWithWindow();
     for (const auto& row : cases) {
-        SCOPED_TRACE(row.description);
-        StateHarness own;
-        own.preferences.setString("CorvaneTallywickWindow", "300 60");
-        UtilityState& state = own.start();
-        own.showWindow();
+        SCOPED_TRACE(::testing::PrintToString(&row - cases));
+        const QSizeF before = keptSize();
         for (const QPointF drag : row.drags)
-            state.resizeBy(drag.x(), drag.y());
-        EXPECT_EQ(own.window.content, row.dragged);
-        EXPECT_EQ(own.fields().mini, row.dragged.height() < 600);
-        EXPECT_EQ(own.window.minimum, QSizeF(own.fields().mini ? 500 : 520, 225));
-        EXPECT_FALSE(own.preferences.doubleValue("resizableHeight")) << "only when it is let go";
-        state.endResize();
-        EXPECT_EQ(own.window.content, row.released);
-        EXPECT_EQ(own.window.position, QPointF(300, 60));
-        EXPECT_EQ(own.preferences.doubleValue("resizableWidth"), row.released.width());
-        EXPECT_EQ(own.preferences.doubleValue("resizableHeight"), row.released.height());
-        EXPECT_EQ(own.preferences.boolValue("mini"), row.released.height() < 600);
+            state->resizeBy(drag.x(), drag.y());
+        EXPECT_EQ(window.content, row.dragged);
+        EXPECT_EQ(window.minimum, QSizeF(fields().mini ? 500 : 520, 225));
+        EXPECT_EQ(keptSize(), before) << "only when it is let go";
+        state->endResize();
+        EXPECT_EQ(window.content, row.released);
+        EXPECT_EQ(window.position, QPointF(300, 60));
+        EXPECT_EQ(keptSize(), row.released);
+        EXPECT_EQ(preferences.boolValue("mini"), row.released.height() < 600);
     }
 }
 
-TEST_F(WindowTest, EachDragIsMeasuredFromItsOwnStart) {
-    UtilityState& state = startWithWindow();
-    state.resizeBy(0, -400);
-    state.endResize();
-    EXPECT_EQ(window().content, QSizeF(520, 234));
-    state.resizeBy(0, 6);
-    EXPECT_EQ(window().content, QSizeF(520, 240));
-}
-
 TEST_F(WindowTest, FollowsWhatTheSystemMakesOfIt) {
-    UtilityState& state = startWithWindow();
-    window().resize({500, 599});
+    startWithWindow();
+    window.resize({500, 599});
     EXPECT_TRUE(fields().mini);
-    EXPECT_EQ(window().minimum, QSizeF(500, 225));
-    window().resize({500, 600});
+    EXPECT_EQ(window.minimum, QSizeF(500, 225));
+    window.resize({500, 600});
     EXPECT_FALSE(fields().mini);
-    EXPECT_EQ(window().content, QSizeF(520, 600)) << "the full layout is wider";
-    state.endResize();
-    EXPECT_EQ(window().content, QSizeF(520, 635));
+    EXPECT_EQ(window.content, QSizeF(520, 600)) << "the full layout is wider";
+    state->endResize();
+    EXPECT_EQ(window.content, QSizeF(520, 635));
 
-    window().screen = QRectF(0, 0, 1024, 628); // another screen
-    state.screenParametersDidChange();
-    EXPECT_EQ(window().content, QSizeF(520, 600));
-    EXPECT_EQ(window().maximum, QSizeF(520, 600));
-    EXPECT_TRUE(window().screen->contains(window().frame()));
-    window().screen = QRectF(0, 0, 510.5, 928);
-    state.screenParametersDidChange();
-    EXPECT_EQ(window().maximum, QSizeF(508, 635));
-    EXPECT_EQ(window().minimum, QSizeF(508, 225));
+    window.screen = QRectF(0, 0, 510.5, 628); // another screen
+    window.chrome = {4, 30};                  // and a decoration that is known later
+    state->screenParametersDidChange();
+    EXPECT_EQ(window.maximum, QSizeF(506, 598));
+    EXPECT_EQ(window.minimum, QSizeF(500, 225));
+    EXPECT_EQ(window.frame(), QRectF(0.5, 0, 510, 628));
+    window.screen->setHeight(200); // too low for any layout
+    state->screenParametersDidChange();
+    EXPECT_EQ(window.frame(), QRectF(0.5, 0, 510, 255));
+    window.screen.reset(); // none at all
+    window.position = {-700, 9000};
+    state->toggleLayout();
+    EXPECT_EQ(window.frame(), QRectF(-700, 9000, 524, 665));
 }
 
-TEST_F(WindowTest, FindsRoomForADecorationThatIsKnownLater) {
-    window().chrome = {0, 0};
-    window().screen->setHeight(635);
-    UtilityState& state = startWithWindow();
-    EXPECT_EQ(window().frame(), QRectF(540, 0, 520, 635));
-    window().chrome = {2, 28}; // it is shown
-    state.applyWindowConfiguration();
-    EXPECT_EQ(window().frame(), QRectF(540, 0, 522, 635));
-    EXPECT_EQ(window().content, QSizeF(520, 607));
+TEST_F(WindowTest, FollowsTheNumberOfVolumesUnlessTheUserIsAtIt) {
+    startWithWindow();
+    const auto list = [&](int volumes, const std::function<void()>& meanwhile) {
+        machine.volumes = volumes;
+        state->applicationDidUnhide(); // makes it due
+        state->tick();
+        meanwhile();
+        waitUntil([&] { return static_cast<int>(fields().volumes.size()) == volumes; });
+    };
+    for (const int volumes : {3, 4, 9, 1})
+        list(volumes, [] {});
+    EXPECT_THAT(window.heights, ElementsAre(659, 683, 755, 635));
+    list(4, [&] { state->resizeBy(0, 0); });
+    EXPECT_EQ(window.content.height(), 635);
+    state->endResize();
+    EXPECT_EQ(window.content.height(), 683);
+    list(5, [&] { state->toggleLayout(); });
+    EXPECT_EQ(window.content.height(), 225);
 }
 
 TEST_F(WindowTest, IsLeftAloneWhenNothingChanges) {
-    UtilityState& state = startWithWindow();
-    state.savePreferences();
-    state.screenParametersDidChange();
-    state.setContentSize({520, 635});
-    state.syncLayoutWithSize();
-    state.endResize();
-    state.attachWindow(&window());
-    state.showUtility();
-    EXPECT_EQ(window().orders, 0);
-    EXPECT_EQ(window().timesInFront, 1);
-    state.choosePinned(true);
-    state.choosePinned(true);
-    EXPECT_EQ(window().orders, 1);
-}
-
-TEST_F(WindowTest, IsLeftAloneByAStateThatHasStoppedOrDoesNotHaveIt) {
-    UtilityState& state = startWithWindow();
-    const auto expectNothingHappens = [&] {
-        state.applyWindowConfiguration();
-        state.resizeBy(0, -100);
-        state.endResize();
-        state.toggleLayout();
-        state.showUtility();
-        state.windowDidMove();
-        EXPECT_FALSE(fields().mini);
-        EXPECT_EQ(window().orders, 0);
-        EXPECT_EQ(window().timesInFront, 0);
-        EXPECT_EQ(keptSize(), QSizeF(-1, -1));
-        EXPECT_FALSE(keptPosition());
-    };
-    EXPECT_EQ(state.maximumContentHeight(), 900);
-    state.attachWindow(nullptr);
-    EXPECT_EQ(state.maximumContentHeight(), 872);
-    state.setContentSize({500, 225});
-    state.syncLayoutWithSize();
-    expectNothingHappens();
-
-    state.attachWindow(&window()); // anew
-    state.choosePinned(true);
-    EXPECT_TRUE(window().floating);
-    window().orders = 0;
-    state.enterMaintenance();
-    state.resizeBy(0, -100);
-    state.stop();
-    expectNothingHappens();
-}
-
-TEST_F(WindowTest, WithoutAScreenItIsOnlySized) {
-    window().screen.reset();
-    window().position = {-700, 9000};
-    UtilityState& state = startWithWindow();
-    EXPECT_EQ(window().content, QSizeF(520, 635));
-    EXPECT_EQ(state.maximumContentHeight(), 872);
-    state.toggleLayout();
-    EXPECT_EQ(window().frame(), QRectF(-700, 9000, 502, 253));
+    startWithWindow();
+    state->savePreferences();
+    state->screenParametersDidChange();
+    state->endResize();
+    state->attachWindow(&window);
+    EXPECT_EQ(window.orders, 0);
+    state->choosePinned(true);
+    state->choosePinned(true);
+    EXPECT_EQ(window.orders, 1);
+    state->showUtility(); // only brings it to the front
+    EXPECT_EQ(window.orders, 2);
+    state->attachWindow(nullptr);
+    state->endResize();
+    state->toggleLayout();
+    state->showUtility();
+    EXPECT_EQ(window.orders, 2) << "it is detached";
+    EXPECT_EQ(state->maximumContentHeight(), 872) << "the usual one";
 }
 
 } // namespace

@@ -95,11 +95,7 @@ void runStep(const std::string& step) {
 
     const std::map<std::string, std::function<void()>> steps{
         {"expect", [&] { readRequest(rest); }},
-        {"read-reply",
-         [&] {
-             std::string line;
-             readLine(line);
-         }},
+        {"read-reply", [&] { readLine(rest); }},
         {"send", [&] { writeAll(STDOUT_FILENO, withId(rest) + "\n"); }},
         {"raw", [&] { writeAll(STDOUT_FILENO, unescaped(withId(rest))); }},
         {"bytewise",

@@ -5,6 +5,7 @@
 
 #include <QCoreApplication>
 #include <QDBusConnection>
+#include <QDeadlineTimer>
 #include <QTimer>
 
 #include <gtest/gtest.h>
@@ -13,17 +14,16 @@
 #include <cstdlib>
 #include <functional>
 #include <future>
-#include <iostream>
 #include <string>
 
 namespace tallywick::testing {
 
 /// Runs the event loop until the condition holds; whether it did in the end.
 inline bool eventually(const std::function<bool()>& condition) {
-    QTimer deadline;
-    deadline.setSingleShot(true);
-    deadline.start(std::chrono::seconds(30));
-    while (!condition() && deadline.isActive())
+    const QDeadlineTimer deadline(std::chrono::seconds(30));
+    QTimer look; // some event loops wait on when the event that was waited for has been handled
+    look.start(std::chrono::milliseconds(10));
+    while (!condition() && !deadline.hasExpired())
         QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents);
     return condition();
 }
@@ -69,23 +69,20 @@ class PrivateBus {
     std::unique_ptr<ChildProcess> process;
 };
 
-/// For EXPECT_EXIT, with a successful exit: runs a test that uses a bus in a process of its own,
-/// since Qt's thread for the bus stays until the process ends.
-[[noreturn]] inline void runAndExit(const std::function<void()>& test) {
-    {
-        int count = 0;
-        const QCoreApplication application(count, nullptr);
-        test();
-    }
-    const ::testing::TestResult& result =
-        *::testing::UnitTest::GetInstance()->current_test_info()->result();
-    for (int i = 0; i < result.total_part_count(); ++i) {
-        const ::testing::TestPartResult& part = result.GetTestPartResult(i);
-        if (part.failed())
-            std::cerr << part.file_name() << ':' << part.line_number() << ": " << part.message()
-                      << '\n';
-    }
-    std::exit(::testing::Test::HasFailure() ? EXIT_FAILURE : EXIT_SUCCESS);
+/// Runs the body of a test, to its first failure, in a process of its own: Qt's thread for a bus
+/// stays until the process ends.
+inline void runApart(const std::function<void()>& body) {
+    GTEST_FLAG_SET(death_test_style, "threadsafe"); // started anew, without a thread of this one
+    const auto runAndExit = [&] {
+        GTEST_FLAG_SET(throw_on_failure, true); // what is thrown is shown
+        {
+            int count = 0;
+            const QCoreApplication application(count, nullptr);
+            body();
+        }
+        std::exit(EXIT_SUCCESS);
+    };
+    EXPECT_EXIT(runAndExit(), ::testing::ExitedWithCode(EXIT_SUCCESS), "");
 }
 
 } // namespace tallywick::testing

@@ -2,9 +2,15 @@
 
 #include <gtest/gtest.h>
 
+#include <spawn.h>
+#include <sys/wait.h>
+
 #include <cstdlib>
 #include <filesystem>
+#include <fstream>
+#include <iterator>
 #include <string>
+#include <vector>
 
 namespace tallywick::testing {
 
@@ -34,5 +40,33 @@ class TemporaryFolder {
   private:
     std::filesystem::path folder;
 };
+
+inline std::string readAll(const std::filesystem::path& file) {
+    std::ifstream stream(file, std::ios::binary);
+    return {std::istreambuf_iterator<char>(stream), {}};
+}
+
+inline void writeAll(const std::filesystem::path& file, const std::string& bytes) {
+    std::ofstream(file, std::ios::binary | std::ios::trunc) << bytes;
+}
+
+/// Runs a program and waits for its end. Its exit status, or -1 when it did not run or exit.
+inline int run(std::vector<std::string> command) {
+    std::vector<char*> arguments;
+    for (std::string& argument : command)
+        arguments.push_back(argument.data());
+    arguments.push_back(nullptr);
+    pid_t child = 0;
+    int status = 0;
+    if (posix_spawn(&child, arguments[0], nullptr, nullptr, arguments.data(), environ) != 0
+        || waitpid(child, &status, 0) != child || !WIFEXITED(status))
+        return -1;
+    return WEXITSTATUS(status);
+}
+
+/// Runs a shell command in a folder. The test fails when any part of the command does.
+inline void runIn(const std::filesystem::path& folder, const std::string& command) {
+    ASSERT_EQ(run({"/bin/sh", "-ec", "cd \"$0\"\n" + command, folder}), 0) << command;
+}
 
 } // namespace tallywick::testing

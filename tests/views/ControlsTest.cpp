@@ -1,38 +1,33 @@
-#include "views/FullView.h"
-#include "views/MiniView.h"
-#include "views/ResizeGrip.h"
-#include "views/TextPainting.h"
+// What the window tells, and what it does when its parts are pressed.
+
 #include "views/ViewHarness.h"
 
 #include <gtest/gtest.h>
 
+#include <QAbstractButton>
 #include <QAccessible>
 #include <QApplication>
+#include <QKeyEvent>
 #include <QMenu>
-#include <QMouseEvent>
 #include <QTest>
 
 namespace tallywick::testing {
-
 namespace {
 
 const QSize full(520, 659);
 const QSize mini(500, 225);
 
-void sendMouse(QWidget* target, QEvent::Type type, QPointF onScreen,
-               Qt::MouseButton button = Qt::LeftButton) {
-    QMouseEvent event(type, QPointF(8, 8), onScreen, button, button, Qt::NoModifier);
-    // Not through the application, which would round the place to whole points.
-    static_cast<QObject*>(target)->event(&event);
+void holdReturn(QWidget* part) {
+    QKeyEvent repeated(QEvent::KeyPress, Qt::Key_Return, Qt::NoModifier, {}, true);
+    QApplication::sendEvent(part, &repeated);
 }
 
 TEST(Controls, DoTheSameForMouseAndKeyboard) {
-    struct Case {
+    const struct {
         QSize layout;
         const char* name;
         const char* call;
-    };
-    const Case cases[] = {
+    } cases[] = {
         {full, "Open corvane.example", "openHomePage"},
         {full, "Quit Tallywick", "quit"},
         {full, "Volume 1, 1.0 / 4.0 GiB", "openVolume /media/Volume 1"},
@@ -45,61 +40,47 @@ TEST(Controls, DoTheSameForMouseAndKeyboard) {
         {mini, "Expand ↗", "toggleLayout"},
         {mini, "Quit Tallywick", "quit"},
     };
-    for (const Case& row : cases) {
-        SCOPED_TRACE(row.name);
-        const auto press = [&](const auto& how) {
-            ShownView view(sampleFields(), row.layout);
-            QWidget* const control = view.part(row.name);
-            EXPECT_FALSE(control->toolTip().isEmpty());
-            how(control);
-            EXPECT_EQ(view.calls, Strings{row.call});
-        };
-        press([](QWidget* control) { QTest::mouseClick(control, Qt::LeftButton); });
-        press([](QWidget* control) { QTest::keyClick(control, Qt::Key_Space); });
-        press([](QWidget* control) { QTest::keyClick(control, Qt::Key_Return); });
-    }
+    using Press = void (*)(QWidget * part);
+    const Press heard[] = {[](QWidget* part) { QTest::mouseClick(part, Qt::LeftButton); },
+                           [](QWidget* part) { QTest::keyClick(part, Qt::Key_Space); },
+                           [](QWidget* part) { QTest::keyClick(part, Qt::Key_Return); }};
+    for (const auto& [layout, name, call] : cases)
+        for (const Press press : heard) {
+            ShownView view(sampleFields(), layout);
+            QWidget* const control = view.part(name);
+            EXPECT_FALSE(control->toolTip().isEmpty()) << name;
+            holdReturn(control);
+            EXPECT_EQ(view.calls, Strings()) << name;
+            press(control);
+            EXPECT_EQ(view.calls, Strings{call}) << name;
+        }
 }
 
 TEST(Controls, ShareTheLinkThroughAMenu) {
     ShownView view(sampleFields(), full);
     QWidget* const share = view.part("Share");
-    EXPECT_EQ(share->toolTip().toStdString(),
-              "Share the public utility page; your readings are not included");
-    for (const int entry : {0, 1}) {
+    for (const qsizetype entry : {0, 1}) {
         QTest::mouseClick(share, Qt::LeftButton);
-        const auto menus = share->findChildren<QMenu*>();
-        ASSERT_EQ(menus.size(), 1);
-        const auto entries = menus[0]->actions();
-        ASSERT_EQ(entries.size(), 2);
-        EXPECT_EQ(entries[0]->text().toStdString(), "Mail Link…");
-        EXPECT_EQ(entries[1]->text().toStdString(), "Copy Link");
-        entries[entry]->trigger();
-        menus[0]->close();
-        QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
+        auto* const menu = share->findChild<QMenu*>();
+        menu->actions().at(entry)->trigger();
+        menu->close();
+        settle();
     }
     EXPECT_EQ(view.calls, Strings({"mailProductPage", "copyProductAddress"}));
 }
 
-TEST(Controls, FollowTheState) {
-    UtilityFields fields = sampleFields();
-    fields.light = true;
-    fields.pinned = true;
-    ShownView view(fields, full);
-    EXPECT_TRUE(static_cast<QAbstractButton*>(view.part("Always on top"))->isChecked());
-    EXPECT_NE(view.part("Night"), nullptr);
-    EXPECT_EQ(view.calls, Strings()) << "what the state sets is no action of the user's";
-}
-
-TEST(Controls, ShowWhichOfThemHasTheKeyboard) {
+TEST(Controls, ShowWhichOfThemHasTheKeyboardAndWhichIsPressed) {
     ShownView view(sampleFields(), full);
     ASSERT_TRUE(QTest::qWaitForWindowActive(view.operator->()));
-    for (const std::string& name : view.tabOrder()) {
+    for (const std::string& name : tabOrder(view.operator->())) {
         QWidget* const control = view.part(name);
-        const QImage before = control->grab().toImage();
+        const QImage idle = control->grab().toImage();
         control->setFocus(Qt::TabFocusReason);
-        ASSERT_TRUE(control->hasFocus());
-        EXPECT_NE(control->grab().toImage(), before) << name;
-        view->setFocus();
+        const QImage focused = control->grab().toImage();
+        EXPECT_NE(focused, idle) << name;
+        static_cast<QAbstractButton*>(control)->setDown(true);
+        const bool isPicture = name.starts_with("Open ") || name.starts_with("Resize ");
+        EXPECT_TRUE(isPicture || control->grab().toImage() != focused) << name;
     }
 }
 
@@ -112,43 +93,20 @@ TEST(Controls, HandTheKeyboardOverToTheOtherLayout) {
     EXPECT_EQ(accessibleName(view->focusWidget()), "Mini");
 }
 
-TEST(ResizeGrip, DragsFromTwoPointsOnAndEndsOnRelease) {
-    ShownView view(sampleFields(), full);
-    QWidget* const grip = view.find<ResizeGrip>();
-    EXPECT_EQ(grip->cursor().shape(), Qt::SizeVerCursor);
-    const QPointF origin(700, 700);
-    sendMouse(grip, QEvent::MouseButtonPress, origin);
-    sendMouse(grip, QEvent::MouseMove, origin + QPointF(0.9, 1));
-    EXPECT_EQ(view.calls, Strings());
-    sendMouse(grip, QEvent::MouseMove, origin + QPointF(-1, 1));
-    sendMouse(grip, QEvent::MouseMove, origin + QPointF(0, 1)); // still the same drag
-    sendMouse(grip, QEvent::MouseMove, origin + QPointF(5, -60));
-    sendMouse(grip, QEvent::MouseButtonRelease, origin + QPointF(5, -60));
-    sendMouse(grip, QEvent::MouseMove, origin + QPointF(9, 9));
-    EXPECT_EQ(view.calls,
-              Strings({"resizeBy -1 1", "resizeBy 0 1", "resizeBy 5 -60", "endResize"}));
-}
-
-TEST(ResizeGrip, SwitchesTheLayoutsByKeyOrScreenReaderButNotByAClick) {
-    ShownView view(sampleFields(), full);
-    QWidget* const grip = view.find<ResizeGrip>();
-    QTest::mouseClick(grip, Qt::LeftButton);
-    sendMouse(grip, QEvent::MouseButtonPress, {700, 700}, Qt::RightButton);
-    sendMouse(grip, QEvent::MouseMove, {720, 720}, Qt::RightButton);
-    sendMouse(grip, QEvent::MouseButtonRelease, {720, 720}, Qt::RightButton);
-    EXPECT_EQ(view.calls, Strings());
-
-    QTest::keyClick(grip, Qt::Key_Space);
-    QTest::keyClick(grip, Qt::Key_Return);
-    auto* const interface = QAccessible::queryAccessibleInterface(grip);
-    interface->actionInterface()->doAction(QAccessibleActionInterface::pressAction());
-    EXPECT_TRUE(QTest::qWaitFor([&] { return view.calls.size() >= 3; })); // seen as pressed first
-    EXPECT_EQ(view.calls, Strings(3, "toggleLayout"));
-    EXPECT_EQ(grip->toolTip(),
-              plainToolTip(QStringLiteral("Drag upward for Mini, downward for full view. "
-                                          "Command-Shift-M also switches layouts.")));
+TEST(Controls, HaveFiguresBesideThemThatAreReadLetterByLetterAndExplained) {
+    ShownView view(sampleFields(), mini);
+    QWidget* const card = view.part("LIFETIME TOKENS");
+    QAccessibleInterface* const heard = QAccessible::queryAccessibleInterface(card);
+    EXPECT_EQ(heard->text(QAccessible::Value), u"123.5M"_qs);
+    EXPECT_EQ(heard->text(QAccessible::Description), u"ACCOUNT-REPORTED ACTIVITY · 123456789"_qs);
+    EXPECT_EQ(heard->text(QAccessible::Description), card->toolTip());
+    const QAccessibleTextInterface* const text = heard->textInterface();
+    EXPECT_EQ(text->text(1, 3), u"23"_qs);
+    EXPECT_EQ(text->text(-5, 999), u"123.5M"_qs);
+    EXPECT_EQ(text->text(999, 2), QString());
+    view->present({}, roomyScreen);
+    EXPECT_EQ(heard->text(QAccessible::Value), u"—"_qs) << "unknown";
 }
 
 } // namespace
-
 } // namespace tallywick::testing

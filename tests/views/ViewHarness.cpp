@@ -1,11 +1,16 @@
 #include "views/ViewHarness.h"
 
-#include <QAccessible>
-#include <QApplication>
-#include <QEvent>
+#include "views/Figure.h"
 
-#include <cstdint>
+#include <gtest/gtest.h>
+
+#include <QAccessible>
+#include <QMimeDatabase>
+#include <QTemporaryDir>
+
 #include <limits>
+#include <memory>
+#include <optional>
 
 namespace tallywick::testing {
 
@@ -14,14 +19,51 @@ namespace {
 constexpr Timestamp now = 1'795'340'000;
 constexpr std::int64_t gibibyte = std::int64_t{1} << 30;
 
+/// The application object that widgets need, without a display, a desktop or files of the user's.
+///
+/// It lives between the moments at which the suite counts descriptors: the toolkit keeps threads
+/// for large fills, with descriptors of their own, as long as there is an application. What it
+/// opens once and keeps until the process ends is opened before.
+class ViewsEnvironment : public ::testing::EmptyTestEventListener {
+  public:
+    void OnEnvironmentsSetUpStart(const ::testing::UnitTest& /*suite*/) override {
+        qputenv("QT_QPA_PLATFORM", "offscreen");
+        for (const char* inherited : {"QT_SCALE_FACTOR", "QT_SCREEN_SCALE_FACTORS",
+                                      "QT_QPA_PLATFORMTHEME", "QT_STYLE_OVERRIDE"})
+            qunsetenv(inherited);
+        qputenv("XDG_CONFIG_HOME", settings.emplace().path().toLocal8Bit());
+        const QApplication first(argumentCount, arguments);
+        QMimeDatabase().mimeTypeForName(QStringLiteral("text/plain"));
+    }
+    void OnEnvironmentsSetUpEnd(const ::testing::UnitTest& /*suite*/) override {
+        application = std::make_unique<QApplication>(argumentCount, arguments);
+        Figure::installAccessibility();
+    }
+    void OnEnvironmentsTearDownStart(const ::testing::UnitTest& /*suite*/) override {
+        application.reset();
+        settings.reset();
+    }
+
+  private:
+    int argumentCount = 1;
+    char name[12] = "views_tests";
+    char* arguments[2] = {name, nullptr};
+    std::optional<QTemporaryDir> settings;
+    std::unique_ptr<QApplication> application;
+};
+
+[[maybe_unused]] const bool isInstalled = [] {
+    ::testing::UnitTest::GetInstance()->listeners().Append(new ViewsEnvironment);
+    return true;
+}();
+
 } // namespace
 
-PaintRecorder::PaintRecorder() { qApp->installEventFilter(this); }
-
-bool PaintRecorder::eventFilter(QObject* watched, QEvent* event) {
-    if (event->type() == QEvent::Paint && watched->isWidgetType())
-        painted.insert(watched->metaObject()->className());
-    return false;
+void settle() {
+    for (int pass = 0; pass < 4; ++pass) {
+        QApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
+        QApplication::processEvents();
+    }
 }
 
 UtilityFields sampleFields() {
@@ -34,9 +76,6 @@ UtilityFields sampleFields() {
     fields.cpuPercent = 17;
     fields.memoryPercent = 63;
     fields.volumes = manyVolumes(3);
-    for (int reading = 0; reading < 20; ++reading)
-        fields.history.push_back(
-            {now - 20'000 + reading * 1'000, 20.0 + reading, fields.quota->reset, "account", {}});
     return fields;
 }
 
@@ -71,18 +110,11 @@ ShownView::ShownView(const UtilityFields& fields, QSize size) : view(recordingAc
     QApplication::processEvents();
 }
 
-QWidget* ShownView::part(const std::string& name) {
-    QWidget* found = nullptr;
-    for (QWidget* candidate : view.findChildren<QWidget*>()) {
-        if (!candidate->isVisible() || accessibleName(candidate) != name)
-            continue;
-        if (found)
-            qFatal("more than one part is called %s", name.c_str());
-        found = candidate;
-    }
-    if (!found)
-        qFatal("no part is called %s", name.c_str());
-    return found;
+QWidget* ShownView::part(const std::string& name) const {
+    for (QWidget* candidate : view.findChildren<QWidget*>())
+        if (candidate->isVisible() && accessibleName(candidate) == name)
+            return candidate;
+    qFatal("no part is called %s", name.c_str());
 }
 
 std::vector<QWidget*> ShownView::leaves() const {
@@ -91,14 +123,6 @@ std::vector<QWidget*> ShownView::leaves() const {
         if (part->isVisible() && part->findChildren<QWidget*>().isEmpty())
             parts.push_back(part);
     return parts;
-}
-
-Strings ShownView::tabOrder() const {
-    Strings names;
-    for (QWidget* part = view.nextInFocusChain(); part != &view; part = part->nextInFocusChain())
-        if (part->isVisible() && part->focusPolicy() & Qt::TabFocus)
-            names.push_back(accessibleName(part));
-    return names;
 }
 
 Strings ShownView::repaintedBy(const UtilityFields& fields) {
@@ -131,26 +155,25 @@ UtilityActions recordingActions(Strings& calls) {
     actions.cancelSignIn = record("cancelSignIn");
     actions.copyConnectionDetails = record("copyConnectionDetails");
     actions.tryWithoutInstalling = record("tryWithoutInstalling");
-    actions.endResize = record("endResize");
     actions.setPinned = [&calls](bool pinned) {
         calls.push_back(pinned ? "setPinned on" : "setPinned off");
     };
     actions.openVolume = [&calls](const VolumeInfo& volume) {
         calls.push_back("openVolume " + volume.url.string());
     };
-    actions.resizeBy = [&calls](double dx, double dy) {
-        calls.push_back(QStringLiteral("resizeBy %1 %2").arg(dx).arg(dy).toStdString());
-    };
     return actions;
 }
 
-QRect placeInWindow(const QWidget* part) {
-    return {part->mapTo(part->window(), QPoint(0, 0)), part->size()};
+Strings tabOrder(QWidget* first) {
+    Strings names;
+    for (QWidget* part = first; names.empty() || part != first; part = part->nextInFocusChain())
+        if (part->isVisible() && part->focusPolicy() & Qt::TabFocus)
+            names.push_back(accessibleName(part));
+    return names;
 }
 
 std::string accessibleName(QWidget* part) {
-    QAccessibleInterface* const interface = QAccessible::queryAccessibleInterface(part);
-    return interface ? interface->text(QAccessible::Name).toStdString() : std::string();
+    return QAccessible::queryAccessibleInterface(part)->text(QAccessible::Name).toStdString();
 }
 
 } // namespace tallywick::testing

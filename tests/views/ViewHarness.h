@@ -2,7 +2,8 @@
 
 #include "views/UtilityView.h"
 
-#include <QWidget>
+#include <QApplication>
+#include <QEvent>
 
 #include <set>
 #include <string>
@@ -27,14 +28,25 @@ inline constexpr double roomyScreen = 900;
 /// All actions, each of which adds its name and its argument to the calls.
 UtilityActions recordingActions(Strings& calls);
 
+/// Lets everything happen that has been posted: layouts, deletions, paint events.
+void settle();
+
 /// Notes the classes of the widgets that are painted.
 class PaintRecorder : public QObject {
   public:
-    PaintRecorder();
-    bool eventFilter(QObject* watched, QEvent* event) override;
+    PaintRecorder() { qApp->installEventFilter(this); }
+    bool eventFilter(QObject* watched, QEvent* event) override {
+        const std::string_view name = watched->metaObject()->className();
+        if (event->type() == QEvent::Paint && watched->isWidgetType())
+            painted.emplace(name.substr(name.rfind(':') + 1));
+        return false;
+    }
 
     std::set<std::string> painted;
 };
+
+/// What the Tab key reaches in a window, from this part on, by its accessible names.
+Strings tabOrder(QWidget* first);
 
 /// The content of the window on the offscreen display, with a record of the actions that it called.
 class ShownView {
@@ -43,17 +55,10 @@ class ShownView {
 
     UtilityView* operator->() { return &view; }
 
-    /// The visible part of this accessible name, which must exist and be the only one.
-    QWidget* part(const std::string& name);
-    template <typename Part>
-    Part* find() {
-        return view.findChild<Part*>();
-    }
-
+    /// The visible part of this accessible name, which must exist.
+    QWidget* part(const std::string& name) const;
     /// The visible parts that hold no others.
     std::vector<QWidget*> leaves() const;
-    /// What the Tab key reaches, by its accessible names.
-    Strings tabOrder() const;
 
     /// Shows these fields and draws what is to be drawn anew. Returns what that was: the parts'
     /// classes, each once.
@@ -64,9 +69,6 @@ class ShownView {
   private:
     UtilityView view;
 };
-
-/// The rectangle of a part in its window.
-QRect placeInWindow(const QWidget* part);
 
 std::string accessibleName(QWidget* part);
 

@@ -4,6 +4,7 @@
 #include "base/PropertyList.h"
 #include "base/Sha256.h"
 #include "platform/FileAccess.h"
+#include "platform/linux/Uninterrupted.h"
 #include "platform/linux/UniqueFd.h"
 
 #include <fcntl.h>
@@ -11,7 +12,6 @@
 #include <unistd.h>
 
 #include <array>
-#include <cerrno>
 #include <fstream>
 #include <string_view>
 #include <system_error>
@@ -35,14 +35,12 @@ std::optional<std::string> fileDigest(const fs::path& path, std::uintmax_t& allo
     Sha256 digest;
     std::array<char, 65'536> piece;
     for (;;) {
-        const ssize_t count = ::read(file.get(), piece.data(), piece.size());
+        const ssize_t count =
+            uninterrupted([&] { return ::read(file.get(), piece.data(), piece.size()); });
+        if (count < 0)
+            return std::nullopt;
         if (count == 0)
             return digest.hexDigest();
-        if (count < 0) {
-            if (errno == EINTR)
-                continue;
-            return std::nullopt;
-        }
         const auto length = static_cast<std::size_t>(count);
         if (length > allowance) // the file grows as it is read
             return std::nullopt;

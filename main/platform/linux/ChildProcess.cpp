@@ -1,15 +1,14 @@
 #include "platform/ChildProcess.h"
 
 #include "base/Mutex.h"
+#include "platform/linux/ChildLaunch.h"
+#include "platform/linux/Uninterrupted.h"
 #include "platform/linux/UniqueFd.h"
 
-#include <fcntl.h>
-#include <linux/close_range.h>
 #include <poll.h>
 #include <signal.h>
 #include <sys/eventfd.h>
 #include <sys/ioctl.h>
-#include <sys/prctl.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -21,7 +20,6 @@ extern "C" { // the header of glibc 2.36 does not say so itself
 #include <array>
 #include <cerrno>
 #include <future>
-#include <mutex>
 #include <optional>
 #include <system_error>
 #include <thread>
@@ -33,71 +31,13 @@ namespace {
 
 using SteadyClock = std::chrono::steady_clock;
 
-/// Exit status of a child that could not become its command, as shells use it.
-constexpr int cannotExecute = 127;
-
-[[noreturn]] void throwErrno(const char* what) {
-    throw std::system_error(errno, std::generic_category(), what);
-}
-
-struct Pipe {
-    UniqueFd readEnd;
-    UniqueFd writeEnd;
-};
-
-/// A descriptor that stays clear of 0, 1 and 2, which the child's own streams will take.
-UniqueFd aboveStandardStreams(UniqueFd fd) {
-    if (fd.get() > STDERR_FILENO)
-        return fd;
-    UniqueFd higher(::fcntl(fd.get(), F_DUPFD_CLOEXEC, STDERR_FILENO + 1));
-    if (!higher)
-        throwErrno("fcntl");
-    return higher;
-}
-
-Pipe makePipe() {
-    std::array<int, 2> ends{};
-    if (::pipe2(ends.data(), O_CLOEXEC) != 0)
-        throwErrno("pipe2");
-    Pipe pipe{UniqueFd(ends[0]), UniqueFd(ends[1])};
-    pipe.readEnd = aboveStandardStreams(std::move(pipe.readEnd));
-    pipe.writeEnd = aboveStandardStreams(std::move(pipe.writeEnd));
-    return pipe;
-}
-
-void makeNonBlocking(const UniqueFd& fd) {
-    if (::fcntl(fd.get(), F_SETFL, O_NONBLOCK) != 0)
-        throwErrno("fcntl");
-}
-
 /// Reads what is there, at most `size` bytes. Absent when nothing is there yet; 0 at the end of the
 /// stream, as which a failure counts.
 std::optional<std::size_t> readSome(const UniqueFd& fd, char* bytes, std::size_t size) {
-    ssize_t count = 0;
-    do {
-        count = ::read(fd.get(), bytes, size);
-    } while (count < 0 && errno == EINTR);
+    const ssize_t count = uninterrupted([&] { return ::read(fd.get(), bytes, size); });
     if (count < 0)
         return errno == EAGAIN ? std::nullopt : std::optional<std::size_t>(0);
     return static_cast<std::size_t>(count);
-}
-
-void setSignalHandler(int signal, void (*handler)(int)) {
-    struct sigaction action {};
-    action.sa_handler = handler;
-    ::sigaction(signal, &action, nullptr); // fails for the few signals that cannot be changed
-}
-
-/// A write to a pipe that nobody reads must be an error, not a signal; and children stay waitable
-/// only while SIGCHLD is not ignored, which a parent can hand down to us.
-void prepareSignalsOnce() {
-    static std::once_flag once;
-    std::call_once(once, [] {
-        setSignalHandler(SIGPIPE, SIG_IGN);
-        struct sigaction current {};
-        if (::sigaction(SIGCHLD, nullptr, &current) == 0 && current.sa_handler == SIG_IGN)
-            setSignalHandler(SIGCHLD, SIG_DFL);
-    });
 }
 
 /// The children whose end has not been seen yet, for the whole program.
@@ -119,61 +59,6 @@ LiveChildren& liveChildren() {
     return children;
 }
 
-/// The child's part between fork and exec. Only async-signal-safe calls: other threads of the
-/// parent may have held any lock at the moment of the fork.
-class ChildSide {
-  public:
-    ChildSide(const ChildCommand& command, const Pipe& input, const Pipe& output,
-              const Pipe& errors, const Pipe& status)
-        : executable(command.executable.c_str()),
-          folder(command.currentFolder.c_str()), streams{input.readEnd.get(), output.writeEnd.get(),
-                                                         errors.writeEnd.get()},
-          statusFd(status.writeEnd.get()), parent(::getpid()) {
-        arguments.push_back(const_cast<char*>(executable)); // execve's signature; it writes nothing
-        for (const std::string& argument : command.arguments)
-            arguments.push_back(const_cast<char*>(argument.c_str()));
-        arguments.push_back(nullptr);
-    }
-
-    [[noreturn]] void becomeCommand() {
-        ::setpgid(0, 0);
-        ::prctl(PR_SET_PDEATHSIG, SIGKILL);
-        if (::getppid() != parent) // it died before the request above was made
-            ::_exit(cannotExecute);
-        resetSignals();
-        for (int stream = 0; stream < 3; ++stream)
-            if (::dup2(streams[static_cast<std::size_t>(stream)], stream) < 0)
-                fail();
-        ::close_range(STDERR_FILENO + 1, ~0U, CLOSE_RANGE_CLOEXEC);
-        if (::chdir(folder) != 0)
-            fail();
-        ::execve(executable, arguments.data(), environ);
-        fail();
-    }
-
-  private:
-    static void resetSignals() {
-        for (int signal = 1; signal < NSIG; ++signal)
-            setSignalHandler(signal, SIG_DFL);
-        sigset_t none;
-        ::sigemptyset(&none);
-        ::pthread_sigmask(SIG_SETMASK, &none, nullptr);
-    }
-
-    [[noreturn]] void fail() const {
-        const int error = errno;
-        [[maybe_unused]] const ssize_t told = ::write(statusFd, &error, sizeof error);
-        ::_exit(cannotExecute);
-    }
-
-    const char* executable;
-    const char* folder;
-    std::vector<char*> arguments;
-    std::array<int, 3> streams;
-    int statusFd;
-    pid_t parent;
-};
-
 } // namespace
 
 /// What the handle and the child's thread share.
@@ -182,7 +67,7 @@ struct ChildProcess::Shared {
         : command(std::move(what)), wakeUp(::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)),
           handlers(std::make_shared<const Handlers>(std::move(callbacks))) {
         if (!wakeUp)
-            throwErrno("eventfd");
+            throw std::system_error(errno, std::generic_category(), "eventfd");
     }
 
     // The child's thread. It starts the child itself, because the child dies with the thread that
@@ -227,38 +112,15 @@ struct ChildProcess::Shared {
     std::optional<SteadyClock::time_point> killAt GUARDED_BY(mutex);
 };
 
+/// 0, or the error that kept the child from its command.
 int ChildProcess::Shared::launch() try {
-    prepareSignalsOnce();
-    Pipe inputPipe = makePipe();
-    Pipe outputPipe = makePipe();
-    Pipe errorPipe = makePipe();
-    Pipe statusPipe = makePipe();
-    makeNonBlocking(inputPipe.writeEnd);
-    makeNonBlocking(outputPipe.readEnd);
-    makeNonBlocking(errorPipe.readEnd);
-
-    ChildSide child(command, inputPipe, outputPipe, errorPipe, statusPipe);
-    pid = ::fork();
-    if (pid == 0)
-        child.becomeCommand();
-    if (pid < 0)
-        throwErrno("fork");
-    process.reset(::pidfd_open(pid, 0));
-    statusPipe.writeEnd.reset();
-    int error = process ? 0 : errno;
-    const bool failed =
-        error != 0
-        || readSome(statusPipe.readEnd, reinterpret_cast<char*>(&error), sizeof error)
-               != std::optional<std::size_t>(0);
-    if (failed) {
-        ::kill(pid, SIGKILL); // not waited for yet, so the id is still its own
-        ::waitpid(pid, nullptr, 0);
-        return error;
-    }
-    output = std::move(outputPipe.readEnd);
-    errors = std::move(errorPipe.readEnd);
+    LaunchedChild child = launchChild(command);
+    pid = child.pid;
+    process = std::move(child.process);
+    output = std::move(child.output);
+    errors = std::move(child.errors);
     MutexLock lock(mutex);
-    input = std::move(inputPipe.writeEnd);
+    input = std::move(child.input);
     return 0;
 } catch (const std::system_error& failure) {
     return failure.code().value();
@@ -370,9 +232,8 @@ void ChildProcess::Shared::takeLeave() {
     errors.reset();
     ::kill(-pid, SIGKILL);
     siginfo_t status{};
-    while (::waitid(P_PIDFD, static_cast<id_t>(process.get()), &status, WEXITED) != 0
-           && errno == EINTR) {
-    }
+    uninterrupted(
+        [&] { return ::waitid(P_PIDFD, static_cast<id_t>(process.get()), &status, WEXITED); });
     call(&Handlers::terminated);
 }
 
@@ -391,10 +252,9 @@ void ChildProcess::Shared::call(std::function<void(Arguments...)> Handlers::*han
 /// Writes what the pipe takes now. False when the child does not read any more.
 bool ChildProcess::Shared::flush() {
     while (flushed < unread.size()) {
-        const ssize_t count =
-            ::write(input.get(), unread.data() + flushed, unread.size() - flushed);
-        if (count < 0 && errno == EINTR)
-            continue;
+        const std::string_view rest = std::string_view(unread).substr(flushed);
+        const ssize_t count = uninterrupted(
+            [fd = input.get(), rest] { return ::write(fd, rest.data(), rest.size()); });
         if (count < 0 && errno == EAGAIN)
             return true;
         if (count < 0) {

@@ -1,6 +1,7 @@
 #include "platform/FileAccess.h"
 
 #include "base/CanonicalPath.h"
+#include "platform/linux/Uninterrupted.h"
 #include "platform/linux/UniqueFd.h"
 
 #include <fcntl.h>
@@ -23,15 +24,6 @@ namespace fs = std::filesystem;
 namespace {
 
 constexpr std::size_t readPiece = 65'536;
-
-/// Repeats a system call for as long as a signal interrupts it.
-template <typename Call>
-auto uninterrupted(Call call) {
-    auto result = call();
-    while (result < 0 && errno == EINTR)
-        result = call();
-    return result;
-}
 
 /// Opens what exists at the path, unless a symbolic link stands anywhere on it.
 UniqueFd openWithoutLinks(const fs::path& path, int flags) {
@@ -96,7 +88,8 @@ UniqueFd openTemporary(const UniqueFd& folder, const std::string& name) {
     const bool ours = ::fstat(file.get(), &opened) == 0
                       && ::fstatat(folder.get(), name.c_str(), &named, AT_SYMLINK_NOFOLLOW) == 0
                       && opened.st_dev == named.st_dev && opened.st_ino == named.st_ino
-                      && S_ISREG(opened.st_mode) && opened.st_nlink == 1;
+                      && S_ISREG(opened.st_mode) && opened.st_nlink == 1
+                      && ::fchmod(file.get(), ownerOnly) == 0; // one left behind may have others
     return ours ? std::move(file) : UniqueFd();
 }
 

@@ -1,0 +1,89 @@
+#include "platform/ApplicationBundle.h"
+#include "platform/ChildProcess.h"
+#include "platform/linux/RunningApplications.h"
+#include "support/SampleBundle.h"
+
+#include <unistd.h>
+
+namespace tallywick {
+namespace {
+
+namespace fs = std::filesystem;
+using testing::makeSampleBundle;
+using testing::TemporaryFolder;
+using Applications = std::vector<RunningApplication>;
+
+const std::string executableName = "Contents/MacOS/CorvaneUtility";
+
+TEST(ApplicationBundle, isFoundAndTellsItsInformation) {
+    EXPECT_EQ(enclosingBundle("/x/Outer.app/Contents/In ner.app/Contents/MacOS/Tool"),
+              "/x/Outer.app/Contents/In ner.app");
+    for (const char* executable :
+         {"/A.app/Contents/Resources/Tool", "/A.app/Contents/MacOS/sub/Tool",
+          "/A.app/Versions/MacOS/Tool", "/.app/Contents/MacOS/Tool", "/A/Contents/MacOS/Tool", ""})
+        EXPECT_EQ(enclosingBundle(executable), std::nullopt) << executable;
+    EXPECT_EQ(runningBundle(), fs::canonical("/proc/self/exe").parent_path()) << "outside a bundle";
+
+    const TemporaryFolder folder;
+    const fs::path bundle = makeSampleBundle(folder.path(), {{"CorvanePreview", true}});
+    fs::create_directory_symlink(bundle, folder / "link.app");
+    EXPECT_EQ(boolMember(informationDictionary(folder / "link.app").value(), "CorvanePreview"),
+              true);
+    const fs::path information = bundle / "Contents/Info.plist";
+    testing::writeAll(information, writePropertyList(Json::object()));
+    EXPECT_FALSE(informationDictionary(bundle)) << "an empty dictionary";
+    fs::remove(information);
+    EXPECT_FALSE(informationDictionary(bundle)) << "none";
+}
+
+TEST(RunningApplications, areFoundForAsLongAsTheyRun) {
+    const TemporaryFolder folder;
+    const fs::path bundle = makeSampleBundle(folder.path(), {{"CFBundleIdentifier", "org.one"}});
+    fs::copy_file("/bin/cat", bundle / executableName, fs::copy_options::overwrite_existing);
+    EXPECT_EQ(runningApplications({"org.one"}), Applications{});
+
+    auto process = ChildProcess::launch({bundle / executableName, {}, "/"}, {});
+    const Applications running = runningApplications({"org.other", "org.one"});
+    ASSERT_EQ(running.size(), 1U);
+    EXPECT_EQ(running[0].bundle, bundle);
+    EXPECT_EQ(fs::read_symlink("/proc/" + std::to_string(running[0].processId) + "/exe"),
+              bundle / executableName);
+    EXPECT_EQ(runningApplications({"org.other"}), Applications{});
+
+    process.reset();
+    ASSERT_TRUE(waitForChildProcesses(std::chrono::seconds(20)));
+    EXPECT_EQ(runningApplications({"org.one"}), Applications{});
+}
+
+TEST(RunningApplications, areThisUsersProcessesOfBundles) {
+    const TemporaryFolder folder;
+    const auto executable = [&](const char* bundle, const Json& identifier) {
+        return makeSampleBundle(folder.path(), {{"CFBundleIdentifier", identifier}}, bundle)
+               / executableName;
+    };
+    const fs::path processes = folder / "processes";
+    const auto add = [&](const char* name, const fs::path& target) {
+        fs::create_directories(processes / name);
+        fs::create_symlink(target, processes / name / "exe");
+    };
+    const fs::path one = executable("One.app", "org.one");
+    add("900", one);
+    add("30", executable("Two.app", "org.two"));
+    add("7", one.string() + " (deleted)"); // replaced while it runs
+    add("32", executable("Unnamed.app", nullptr));
+    add("34", folder / "Gone.app" / executableName);
+    add("self", one);
+    add("36x", one);
+    fs::create_directories(processes / "38"); // a thread of the kernel
+    add("41", one);
+    if (::chown((processes / "41").c_str(), 65'534, 65'534) != 0)
+        fs::remove_all(processes / "41"); // only root can make one of somebody else's
+
+    EXPECT_EQ(runningApplicationsIn(processes, {"org.two", "org.one"}),
+              (Applications{
+                  {7, folder / "One.app"}, {30, folder / "Two.app"}, {900, folder / "One.app"}}));
+    EXPECT_EQ(runningApplicationsIn(folder / "missing", {"org.one"}), Applications{});
+}
+
+} // namespace
+} // namespace tallywick

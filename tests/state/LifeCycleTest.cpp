@@ -1,0 +1,111 @@
+// The start with what was kept, the pause for an installation, and the end.
+
+#include "StateHarness.h"
+
+#include <QCoreApplication>
+
+namespace tallywick::testing {
+namespace {
+
+using ::testing::AllOf;
+using ::testing::HasSubstr;
+using ::testing::StartsWith;
+
+class StateLifeCycle : public StateTest {
+  protected:
+    void tryEverything() {
+        state->refreshNow();
+        state->reloadConnection();
+        state->startSignIn();
+        state->chooseHelper();
+        state->useAutomaticDiscovery();
+        state->openVolume({"/volume7", "volume7", 1, 2});
+        state->resizeBy(0, -100);
+        EXPECT_FALSE(fields().accountBusy);
+        EXPECT_EQ(window.orders, 0);
+    }
+};
+
+TEST_F(StateLifeCycle, StartsWithTheUsersChoicesAndKeepsThem) {
+    preferences.setBool("mini", true);
+    preferences.setBool("pinned", true);
+    start();
+    showWindow();
+    EXPECT_TRUE(fields().mini && fields().pinned && !fields().light);
+    EXPECT_TRUE(window.floating);
+    state->toggleTheme();
+    EXPECT_EQ(preferences.boolValue("light"), true);
+    state->choosePinned(false);
+    EXPECT_EQ(preferences.boolValue("pinned"), false);
+    EXPECT_FALSE(window.floating);
+}
+
+TEST_F(StateLifeCycle, ACopyThatIsNotInstalledOffersToInstallFirst) {
+    std::promise<bool> answer;
+    bundle = {"0.6.0", true, false, [&] { return answer.get_future().get(); }};
+    start();
+    EXPECT_TRUE(fields().showingInstaller);
+    EXPECT_EQ(launches, 0);
+    EXPECT_FALSE(fields().installationVerified);
+    answer.set_value(true);
+    waitUntil([&] { return fields().installationVerified == true; });
+    EXPECT_EQ(state->installationLabel(), "PREVIEW — awaiting your approval · Installer / portable "
+                                          "copy — install before creating an alias");
+    state->setShowingInstaller(false);
+    pass(5);
+    state->copyConnectionDetails();
+    EXPECT_THAT(workspace.clipboard,
+                AllOf(StartsWith("Corvane Mac 0.6.0"), HasSubstr("\nResult: live\n")));
+}
+
+TEST_F(StateLifeCycle, MaintenancePausesEverythingAndIsSurvived) {
+    start();
+    showWindow();
+    allowance = hangs();
+    state->refreshNow(); // measures, too
+    machine.listings.wait(0);
+    state->enterMaintenance();
+    QCoreApplication::processEvents(); // the sample comes and is dropped
+    EXPECT_FALSE(fields().memoryPercent);
+    EXPECT_TRUE(accountActionsBusy(fields()));
+    pass(300);
+    tryEverything();
+    EXPECT_EQ(fields().status, "LIVE · Synced 14:00");
+
+    allowance = gives(allowanceOf("A1", 50));
+    state->leaveMaintenance();
+    settle();
+    EXPECT_EQ(fields().quota->used, 50);
+    waitUntil([&] { return fields().memoryPercent == 2 && fields().volumes.size() == 1; });
+}
+
+TEST_F(StateLifeCycle, StopIsSilentAndFinal) {
+    start();
+    showWindow();
+    std::promise<void> asked;
+    allowance = gives(allowanceOf("A1", 99));
+    usage = hangs(&asked); // so the reading is on its way
+    now = now + 300;
+    state->openVolume({"/volume7", "volume7", 1, 2});
+    machine.listings.wait(0);
+    state->refreshNow();
+    asked.get_future().wait();
+    state->stop();
+    EXPECT_FALSE(powerEvents.handlers.didWake);
+    EXPECT_FALSE(networkPath.update);
+    state->stop();
+    tryEverything();
+    state->enterMaintenance();
+    state->toggleLayout();
+    state->showUtility();
+    QCoreApplication::processEvents();
+    EXPECT_FALSE(accountActionsBusy(fields()));
+    EXPECT_EQ(fields().quota->used, 40);
+    EXPECT_FALSE(fields().memoryPercent);
+    EXPECT_EQ(fields().settingsStatus, "");
+    EXPECT_EQ(window.orders, 0);
+    EXPECT_EQ(launches, 1);
+}
+
+} // namespace
+} // namespace tallywick::testing

@@ -1,0 +1,129 @@
+// What becomes of the readings when one fails, and when the account changes.
+
+#include "StateHarness.h"
+
+#include "codex/AccountIdentity.h"
+
+namespace tallywick::testing {
+namespace {
+
+using ::testing::ElementsAre;
+using Times = std::vector<int>;
+
+using Readings = StateTest;
+
+TEST_F(Readings, OutliveAFailureUnlessTheAccountIsInQuestion) {
+    start();
+    const Answer signedIn = account.get();
+    for (int i = 0; i <= static_cast<int>(ConnectionIssue::invalidResponse); ++i) {
+        const auto issue = static_cast<ConnectionIssue>(i);
+        const std::string told(sentence(issue));
+        SCOPED_TRACE(told);
+        const bool isLost = issue == ConnectionIssue::signedOut
+                            || issue == ConnectionIssue::authentication
+                            || issue == ConnectionIssue::externalSession
+                            || issue == ConnectionIssue::unsupportedAccount;
+        account = signedIn;
+        refresh();
+        account = fails(issue);
+        refresh();
+        EXPECT_EQ(fields().status, isLost ? told : "STALE · Last synced 14:00 · " + told);
+        EXPECT_EQ(fields().quota.has_value(), !isLost);
+        EXPECT_EQ(fields().tokens.lifetime.has_value(), !isLost);
+        EXPECT_EQ(fields().history.empty(), isLost);
+    }
+}
+
+TEST_F(Readings, OfAnotherAccountReplaceEverything) {
+    start();
+    allowance = gives(allowanceOf("A2", 7));
+    pass(60); // without activity, which is not due yet
+    EXPECT_EQ(fields().quota->used, 7);
+    EXPECT_EQ(fields().tokens, TokenActivity());
+    ASSERT_EQ(fields().history.size(), 1U);
+    EXPECT_EQ(fields().history[0].accountHash, accountHash("A2"));
+
+    allowance = gives({{"accountId", "A2"}});
+    refresh();
+    EXPECT_EQ(fields().status, StatusText::withoutAllowance);
+    EXPECT_FALSE(fields().quota);
+    EXPECT_TRUE(fields().history.empty());
+}
+
+TEST_F(Readings, OfTheActivityMayBeAbsentOrOld) {
+    usage = fails(ConnectionIssue::throttled);
+    start();
+    EXPECT_EQ(fields().tokenStatus, TokenStatusText::unavailable);
+    usage = gives(Json::object());
+    refresh();
+    EXPECT_EQ(fields().tokenStatus, TokenStatusText::notReported);
+    usage = gives(usageOf(9));
+    refresh();
+    EXPECT_EQ(fields().tokenStatus, TokenStatusText::reported);
+    usage = fails(ConnectionIssue::throttled);
+    refresh();
+    EXPECT_EQ(fields().tokenStatus, TokenStatusText::stale);
+    EXPECT_EQ(fields().tokens.lifetime, 9);
+    EXPECT_EQ(fields().status, "LIVE · Synced 14:00");
+}
+
+TEST_F(Readings, AreSpacedWhenAHelperAsksForTokensAtEachStart) {
+    account = [](FakeTransport& asking) -> Json {
+        asking.emit(ExternalRefreshRequested{});
+        throw ConnectionIssue::externalSession;
+    };
+    start();
+    settle(); // the first reload
+    pass(1100);
+    EXPECT_EQ(takeRefreshes(), (Times{15, 45, 105, 225, 465, 765, 1065}));
+    EXPECT_EQ(launches, 9);
+    EXPECT_THAT(statuses, ElementsAre(StatusText::findingCodex, StatusText::reloading,
+                                      sentence(ConnectionIssue::externalSession)));
+    state->reloadConnection(); // the user's own word
+    EXPECT_EQ(fields().status, StatusText::reloading);
+}
+
+TEST_F(Readings, AreTakenAnewAtOnceAfterAChangeOfIdentityIfTheLastOneHasLasted) {
+    const auto changeAccount = [&](const char* next) {
+        allowance = gives(allowanceOf(next));
+        helper->changeAccount();
+        settle();
+    };
+    start();
+    changeAccount("A2");
+    EXPECT_EQ(launches, 2);
+    EXPECT_EQ(fields().status, "LIVE · Synced 14:00");
+    changeAccount("A3"); // too soon after
+    EXPECT_EQ(fields().status, StatusText::reloading);
+    EXPECT_FALSE(fields().quota);
+    pass(75);
+    EXPECT_EQ(takeRefreshes(), (Times{15, 75}));
+    EXPECT_EQ(launches, 3);
+    changeAccount("A4");
+    EXPECT_EQ(launches, 4);
+    EXPECT_EQ(fields().history.front().accountHash, accountHash("A4"));
+}
+
+TEST_F(Readings, FromBeforeAChangeOfIdentityAreNotShown) {
+    start();
+    helper->changeAccount(); // so that the next one waits
+    settle();
+    std::promise<void> read;
+    allowance = [](FakeTransport& asking) {
+        asking.emit(ExternalRefreshRequested{});
+        return allowanceOf("A1", 99);
+    };
+    usage = [&](FakeTransport&) {
+        read.set_value();
+        return usageOf(99);
+    };
+    state->refreshNow();
+    read.get_future().wait(); // both are on their way
+    now = now + 1;
+    settle();
+    EXPECT_FALSE(fields().quota || fields().tokens.lifetime);
+    EXPECT_EQ(fields().status, StatusText::reloading);
+}
+
+} // namespace
+} // namespace tallywick::testing
