@@ -45,14 +45,17 @@ TEST(FileOpenPanel, TakesFilesAndApplicationBundlesAndFollowsLinks) {
     fs::create_symlink(folder / "codex", folder / "link");
     fs::create_directories(folder / "Some.app" / "Contents");
     fs::create_symlink(folder / "Some.app", folder / "Alias.app");
-    const std::pair<std::string, std::string> cases[] = {{".hidden", ".hidden"},
-                                                         {"link", "codex"},
-                                                         {"Some.app", "Some.app"},
-                                                         {"Alias.app", "Some.app"}};
-    for (const auto& [chosen, result] : cases)
-        EXPECT_EQ(chooseFile([&](QFileDialog& dialog) { choose(dialog, folder / chosen); }),
-                  folder / result)
-            << chosen;
+    const struct {
+        std::string chosen;
+        std::string result;
+    } cases[] = {{".hidden", ".hidden"},
+                 {"link", "codex"},
+                 {"Some.app", "Some.app"},
+                 {"Alias.app", "Some.app"}};
+    for (const auto& row : cases)
+        EXPECT_EQ(chooseFile([&](QFileDialog& dialog) { choose(dialog, folder / row.chosen); }),
+                  folder / row.result)
+            << row.chosen;
     // Any other folder is entered.
     EXPECT_EQ(chooseFile([&](QFileDialog& dialog) { choose(dialog, folder.path()); }),
               std::nullopt);

@@ -89,14 +89,15 @@ TEST(Painting, ShowsTheUsedPartOfAVolume) {
         std::int64_t free, total;
         int usedPixels;
     } cases[] = {{100, 100, 0}, {75, 100, 30}, {0, 100, 120}, {99'999, 100'000, 5}, {0, 0, 0}};
-    for (const auto& [free, total, usedPixels] : cases) {
+    for (const auto& row : cases) {
         const QImage bar = painted({120, 5}, [&](QPainter& painter) {
-            paintUsedSpace(painter, QRectF(0, 0, 120, 5), redTheme, {"/", "disk", free, total});
+            paintUsedSpace(painter, QRectF(0, 0, 120, 5), redTheme,
+                           {"/", "disk", row.free, row.total});
         });
         int used = 0;
         for (int x = 0; x < 120; ++x)
             used += bar.pixelColor(x, 2).alpha() > 128;
-        EXPECT_EQ(used, usedPixels) << free << " of " << total;
+        EXPECT_EQ(used, row.usedPixels) << row.free << " of " << row.total;
     }
 }
 
