@@ -65,8 +65,7 @@ TEST(FileAccess, replacesTheFileAndLeavesNothingBeside) {
         EXPECT_EQ(readAll(path), bytes);
         EXPECT_EQ(namesIn(path.parent_path()), theFileAlone);
         EXPECT_EQ(fs::status(path).permissions(), fs::perms{0600});
-        runIn(path.parent_path(),
-              "umask 77; echo left behind by a write that was killed > file.new");
+        runIn(path.parent_path(), "umask 22; echo left behind, and open to all > file.new");
     }
 }
 

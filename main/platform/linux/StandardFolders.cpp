@@ -22,7 +22,7 @@ std::optional<fs::path> folderFromEnvironment(const char* variable) {
     return folder;
 }
 
-/// A folder of the XDG base directory specification.
+/// One of the user's folders, where the desktop puts it or at its usual place.
 fs::path userFolder(const char* variable, const fs::path& belowHome) {
     if (auto folder = folderFromEnvironment(variable))
         return *folder;

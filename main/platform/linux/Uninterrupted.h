@@ -4,8 +4,7 @@
 
 namespace tallywick {
 
-/// Repeats a system call for as long as a signal interrupts it. Its result, with errno as it left
-/// it.
+/// Repeats a system call for as long as a signal interrupts it. Returns its result and keeps errno.
 template <typename Call>
 auto uninterrupted(Call call) {
     auto result = call();
