@@ -1,6 +1,6 @@
 #include "UtilityApp/CommandLine.h"
 
-#include "state/LaunchRule.h"
+#include "base/Product.h"
 
 #include <charconv>
 #include <string_view>
@@ -83,7 +83,7 @@ class Parser {
     bool takeSetting() {
         if (is("--helper"))
             return takePath(result.helper.emplace());
-        if (is(LaunchRule::finishInstallArgument))
+        if (is(Product::finishInstallArgument))
             return value().has_value(); // the launch rule reads it
         return forPicture = takePictureSetting();
     }

@@ -2,6 +2,7 @@
 
 #include "UtilityApp/Scenarios.h"
 #include "UtilityApp/SystemServices.h"
+#include "base/Product.h"
 #include "platform/ChildProcess.h"
 #include "state/WindowSizing.h"
 #include "views/InstallationView.h"
@@ -96,7 +97,7 @@ QImage draw(const PictureOptions& options, const UtilityFields& fields) {
     case PictureOptions::Sheet::settings:
         return sheetPicture<SettingsView>(
             options, fields,
-            ApplicationTexts{QStringLiteral(TALLYWICK_VERSION),
+            ApplicationTexts{QLatin1String(Product::version),
                              QString::fromStdString(installationLabel(false, true, true))});
     case PictureOptions::Sheet::welcome:
         return sheetPicture<InstallationView>(options, fields);

@@ -28,7 +28,7 @@ struct Poll {
 Poll pollOnce(AccountService::Candidates candidates) {
     Poll poll;
     AccountService::Environment environment;
-    environment.factory = codexBridgeFactory(TALLYWICK_VERSION);
+    environment.factory = codexBridgeFactory();
     environment.clock = systemNow;
     environment.homeFolder = homeFolder();
     environment.onDetails = [&](const ConnectionDetails& details) { poll.details = details; };

@@ -16,7 +16,7 @@ UtilityState::Services SystemServices::forState(bool showsInstaller, OpenPanel* 
     return {
         .clock = systemNow,
         .homeFolder = home,
-        .transportFactory = codexBridgeFactory(TALLYWICK_VERSION),
+        .transportFactory = codexBridgeFactory(),
         .findHelpers = [this](const auto& preferred) { return search.candidates(preferred); },
         .resolveHelper = [this](const auto& chosen) { return search.resolve(chosen); },
         .historyStore = HistoryStore(),

@@ -1,12 +1,12 @@
 #pragma once
 
 #include "UtilityApp/HelperSearch.h"
+#include "install/LaunchRule.h"
 #include "platform/FilePreferences.h"
 #include "platform/NetworkPath.h"
 #include "platform/PowerEvents.h"
 #include "platform/RunningApplications.h"
 #include "platform/Workspace.h"
-#include "state/LaunchRule.h"
 #include "state/UtilityState.h"
 
 #include <chrono>

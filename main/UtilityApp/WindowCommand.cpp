@@ -1,6 +1,7 @@
 #include "UtilityApp/WindowCommand.h"
 
 #include "UtilityApp/SystemServices.h"
+#include "base/Product.h"
 #include "install/AppInstallation.h"
 #include "platform/Activation.h"
 #include "platform/Appearance.h"
@@ -31,8 +32,8 @@ bool hasHandedOver(int argc, char** argv) {
         .isInstalled = AppInstallation::isInstalledLocation(
             bundle, AppInstallation::applicationsFolders(homeFolder())),
         .installedBy = LaunchRule::finishInstallProcess(arguments)};
-    const auto other = LaunchRule::copyToActivate(
-        runningApplications({AppInstallation::bundleIdentifier}), thisCopy);
+    const auto other =
+        LaunchRule::copyToActivate(runningApplications({Product::bundleIdentifier}), thisCopy);
     return other
            && (activateApplication(other->processId) || other->processId < thisCopy.processId);
 }
@@ -67,7 +68,7 @@ int runWindow(const CommandLine& commandLine, int argc, char** argv) {
     if (hasHandedOver(argc, argv))
         return EXIT_SUCCESS;
     TerminationSignals requests;
-    QGuiApplication::setDesktopFileName(QLatin1String(AppInstallation::bundleIdentifier));
+    QGuiApplication::setDesktopFileName(QLatin1String(Product::bundleIdentifier));
     const QApplication application(argc, argv);
     requests.listen(&QCoreApplication::quit);
     Figure::installAccessibility();

@@ -1,5 +1,6 @@
 #include "codex/CodexBridge.h"
 
+#include "base/Product.h"
 #include "platform/ExecutableFile.h"
 #include "platform/StandardFolders.h"
 
@@ -182,9 +183,8 @@ std::string CodexBridge::version() const {
 }
 
 void CodexBridge::initialize() {
-    const Json clientInfo{{"name", "corvane_tallywick_mac"},
-                          {"title", "Corvane Tallywick"},
-                          {"version", options.clientVersion}};
+    const Json clientInfo{
+        {"name", "corvane_tallywick_mac"}, {"title", Product::name}, {"version", Product::version}};
     learnVersion(request("initialize", {{"clientInfo", clientInfo}}, options.initializeTimeout));
     send({{"method", "initialized"}, {"params", Json::object()}});
     awaitFirstAnnouncement();
@@ -399,11 +399,9 @@ void CodexBridge::failAll(const BridgeFailure& failure) {
         completion(tl::make_unexpected(failure));
 }
 
-TransportFactory codexBridgeFactory(std::string clientVersion) {
-    CodexBridge::Options options;
-    options.clientVersion = std::move(clientVersion);
-    return [options](const std::filesystem::path& executable, BridgeEventHandler onEvent) {
-        return CodexBridge::launch(executable, false, std::move(onEvent), options);
+TransportFactory codexBridgeFactory() {
+    return [](const std::filesystem::path& executable, BridgeEventHandler onEvent) {
+        return CodexBridge::launch(executable, false, std::move(onEvent), {});
     };
 }
 

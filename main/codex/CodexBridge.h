@@ -24,7 +24,6 @@ class CodexBridge final : public AccountTransport,
                           public std::enable_shared_from_this<CodexBridge> {
   public:
     struct Options {
-        std::string clientVersion = "0.6.0"; ///< told to the helper: this program's version
         Seconds initializeTimeout = defaultTimeout;
         /// A helper that is signed in reports its mode some milliseconds after the handshake; a
         /// read that this report crosses would be taken for one of two different accounts. So the
@@ -117,6 +116,6 @@ class CodexBridge final : public AccountTransport,
 };
 
 /// Makes bridges that are not initialised yet.
-TransportFactory codexBridgeFactory(std::string clientVersion);
+TransportFactory codexBridgeFactory();
 
 } // namespace tallywick

@@ -1,5 +1,6 @@
 #include "history/HistoryStore.h"
 
+#include "base/Product.h"
 #include "history/HistoryFile.h"
 #include "platform/FileAccess.h"
 #include "platform/StandardFolders.h"
@@ -28,7 +29,7 @@ bool isRepetition(const UsageSample& previous, const Quota& quota, Timestamp now
 } // namespace
 
 std::filesystem::path HistoryStore::defaultFile() {
-    return applicationSupportFolder() / "Corvane Tallywick" / "usage-history.json";
+    return applicationSupportFolder() / Product::dataFolderName / "usage-history.json";
 }
 
 HistoryStore::HistoryStore(std::optional<std::filesystem::path> fileURL, Timestamp now,

@@ -37,9 +37,9 @@ bool hasBundleIdentity(const fs::path& folder) {
     if (bundle.extension() != ".app" || typeOf(bundle) == fs::file_type::symlink)
         return false;
     const auto information = informationDictionary(bundle);
-    return information && hasText(*information, "CFBundleIdentifier", bundleIdentifier)
-           && hasText(*information, "CFBundleExecutable", executableName)
-           && isExecutableFile(bundle / executablePath);
+    return information && hasText(*information, "CFBundleIdentifier", Product::bundleIdentifier)
+           && hasText(*information, "CFBundleExecutable", Product::executableName)
+           && isExecutableFile(bundle / Product::executablePath);
 }
 
 bool isVerifiedBundle(const fs::path& folder, const CodeSignature& signature) {
@@ -54,7 +54,8 @@ bool isVerifiedBundle(const fs::path& folder, const CodeSignature& signature) {
 
 bool isInstalledLocation(const fs::path& folder, const std::vector<fs::path>& applicationsFolders) {
     const auto isIn = [&](const fs::path& applications) {
-        return standardisedPath(folder) == standardisedPath(applications / applicationFolderName);
+        return standardisedPath(folder)
+               == standardisedPath(applications / Product::applicationFolderName);
     };
     return std::any_of(applicationsFolders.begin(), applicationsFolders.end(), isIn)
            && isCanonicalPath(folder);

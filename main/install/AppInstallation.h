@@ -1,5 +1,6 @@
 #pragma once
 
+#include "base/Product.h"
 #include "platform/CodeSignature.h"
 
 #include <array>
@@ -8,16 +9,9 @@
 
 namespace tallywick::AppInstallation {
 
-inline constexpr const char* bundleIdentifier = "com.corvane.tallywick";
-inline constexpr const char* executableName = "CorvaneUtility"; ///< `CFBundleExecutable`
-inline constexpr const char* applicationFolderName = "Corvane Tallywick.app";
-
-/// The executable, relative to the application folder.
-inline constexpr const char* executablePath = "Contents/MacOS/CorvaneUtility";
-
 /// The files of a complete copy, relative to the application folder.
 inline constexpr std::array requiredFiles{
-    "Contents/Info.plist", executablePath, "Contents/Resources/corvane-logo.png",
+    "Contents/Info.plist", Product::executablePath, "Contents/Resources/corvane-logo.png",
     "Contents/Resources/CorvaneIcon.icns", "Contents/_CodeSignature/CodeResources"};
 
 /// The folders in which a copy counts as installed: everybody's, then the user's own.

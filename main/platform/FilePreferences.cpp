@@ -1,5 +1,6 @@
 #include "platform/FilePreferences.h"
 
+#include "base/Product.h"
 #include "platform/FileAccess.h"
 #include "platform/StandardFolders.h"
 
@@ -22,7 +23,7 @@ bool canBeWritten(const Json& value) {
 } // namespace
 
 std::filesystem::path FilePreferences::defaultFile() {
-    return preferencesFolder() / "Corvane Tallywick" / "preferences.json";
+    return preferencesFolder() / Product::dataFolderName / "preferences.json";
 }
 
 FilePreferences::FilePreferences(std::filesystem::path preferencesFile)

@@ -1,5 +1,5 @@
 #include "base/CanonicalPath.h"
-#include "state/MakerLinks.h"
+#include "base/Product.h"
 #include "state/UtilityState.h"
 
 #include <QUrl>
@@ -57,17 +57,17 @@ void UtilityState::openPage(std::string_view address) {
         change().settingsStatus = SettingsText::pageFailed;
 }
 
-void UtilityState::openHomePage() { openPage(MakerLinks::homePage); }
+void UtilityState::openHomePage() { openPage(OfficialLinks::homePage); }
 
-void UtilityState::openProductPage() { openPage(MakerLinks::productPage); }
+void UtilityState::openProductPage() { openPage(OfficialLinks::productPage); }
 
 void UtilityState::shareByMail() {
-    openPage("mailto:?subject=" + percentEncoded(MakerLinks::mailSubject)
-             + "&body=" + percentEncoded(MakerLinks::productPage));
+    openPage("mailto:?subject=" + percentEncoded(OfficialLinks::mailSubject)
+             + "&body=" + percentEncoded(OfficialLinks::productPage));
 }
 
 void UtilityState::copyProductAddress() {
-    services.workspace.copyText(std::string(MakerLinks::productPage));
+    services.workspace.copyText(std::string(OfficialLinks::productPage));
 }
 
 } // namespace tallywick

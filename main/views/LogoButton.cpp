@@ -1,6 +1,6 @@
 #include "views/LogoButton.h"
 
-#include "state/MakerLinks.h"
+#include "base/Product.h"
 #include "views/DesignLayout.h"
 
 #include <QImage>
@@ -10,7 +10,7 @@ namespace tallywick {
 
 LogoButton::LogoButton(const ViewStyle& viewStyle, QWidget* parent)
     : PressablePart(viewStyle, parent) {
-    setText(QStringLiteral("Open ") + QString::fromUtf8(MakerLinks::host));
+    setText(QStringLiteral("Open ") + QString::fromUtf8(OfficialLinks::host));
     setHelp(text());
     setCursor(Qt::PointingHandCursor);
 }

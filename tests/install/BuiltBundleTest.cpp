@@ -17,14 +17,14 @@ fs::path builtBundle() { return fs::canonical(TALLYWICK_BUNDLE); }
 
 TEST(BuiltBundle, isACompleteSealedCopyOfTheProjectsVersionAndNoPreview) {
     EXPECT_TRUE(AppInstallation::isVerifiedBundle(builtBundle(), *systemCodeSignature()));
-    EXPECT_EQ(builtBundle().filename(), AppInstallation::applicationFolderName);
+    EXPECT_EQ(builtBundle().filename(), Product::applicationFolderName);
     const auto information = informationDictionary(builtBundle());
     ASSERT_TRUE(information);
-    EXPECT_EQ(information->value("CFBundleShortVersionString", ""), TALLYWICK_VERSION);
+    EXPECT_EQ(information->value("CFBundleShortVersionString", ""), Product::version);
     EXPECT_EQ(information->value("CFBundleIconFile", ""), "CorvaneIcon");
     EXPECT_EQ(information->value("LSMinimumSystemVersion", ""), "13.0");
     EXPECT_FALSE(information->contains("CorvanePreview"));
-    const std::string program = readAll(builtBundle() / AppInstallation::executablePath);
+    const std::string program = readAll(builtBundle() / Product::executablePath);
     EXPECT_FALSE(ElfArchitectures::architectures(program).empty());
 }
 

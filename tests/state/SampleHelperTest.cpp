@@ -13,7 +13,7 @@ struct RealHelper : StateHarness {
     explicit RealHelper(const char* scenario) {
         setenv("TALLYWICK_SAMPLE", scenario, 1);
         candidates = {SAMPLE_HELPER};
-        realTransports = codexBridgeFactory("0.6.0");
+        realTransports = codexBridgeFactory();
         now = systemNow(); // the helper has a clock of its own
         start();
     }

@@ -1,5 +1,7 @@
 #include "platform/linux/SessionActivation.h"
 
+#include "base/Product.h"
+
 #include <QCoreApplication>
 #include <QDBusMessage>
 
@@ -17,7 +19,7 @@ constexpr std::chrono::seconds activationLimit{1};
 } // namespace
 
 QString activationService(qint64 processId) {
-    return QStringLiteral("com.corvane.tallywick.process%1").arg(processId);
+    return QLatin1String(Product::bundleIdentifier) + QStringLiteral(".process%1").arg(processId);
 }
 
 SessionActivation::SessionActivation(QDBusConnection sessionBus, std::function<void()> activate)

@@ -1,6 +1,7 @@
-#include "state/LaunchRule.h"
+#include "install/LaunchRule.h"
 
 #include "base/CanonicalPath.h"
+#include "base/Product.h"
 
 #include <algorithm>
 #include <charconv>
@@ -9,7 +10,7 @@
 namespace tallywick::LaunchRule {
 
 std::optional<int> finishInstallProcess(std::span<const std::string> arguments) {
-    if (arguments.size() != 3 || arguments[1] != finishInstallArgument)
+    if (arguments.size() != 3 || arguments[1] != Product::finishInstallArgument)
         return std::nullopt;
     std::string_view number = arguments[2];
     if (number.starts_with('+') && !number.starts_with("+-"))

@@ -1,4 +1,4 @@
-#include "state/RunningBundle.h"
+#include "install/RunningBundle.h"
 
 #include "base/Json.h"
 #include "install/AppInstallation.h"

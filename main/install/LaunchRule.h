@@ -10,12 +10,9 @@
 /// What a copy of the utility that has just been started decides about itself. Pure functions.
 namespace tallywick::LaunchRule {
 
-/// The argument by which the copy that has installed this one tells its process id.
-inline constexpr const char* finishInstallArgument = "--finish-install";
-
 /// The process id of the copy that has installed and started this one. Absent unless the arguments,
-/// the program's name included, are exactly three, the second is `finishInstallArgument` and the
-/// third is a decimal integer of 32 bits.
+/// the program's name included, are exactly three, the second is `Product::finishInstallArgument`
+/// and the third is a decimal integer of 32 bits.
 std::optional<int> finishInstallProcess(std::span<const std::string> arguments);
 
 /// The copy that was just started.

@@ -1,4 +1,4 @@
-#include "state/LaunchRule.h"
+#include "install/LaunchRule.h"
 
 #include <gtest/gtest.h>
 
