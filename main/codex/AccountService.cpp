@@ -32,17 +32,21 @@ bool isHelperIssue(ConnectionIssue issue) {
            || issue == ConnectionIssue::incompatible || issue == ConnectionIssue::invalidResponse;
 }
 
-void requireRevision(const AccountTransport& helper, std::int64_t revision) {
-    if (helper.revision() != revision)
-        throw ConnectionIssue::stopped;
+/// Whether nothing can be asked of the helper any more, whatever else is true of a request.
+bool isEndOfHelper(ConnectionIssue issue) {
+    return issue == ConnectionIssue::stopped || issue == ConnectionIssue::timeout;
 }
 
-/// The account in the result of "account/read". Throws when nobody is signed in.
+/// The account in the result of "account/read". Throws when nobody is signed in, or with something
+/// that has no weekly allowance.
 const Json& signedInAccount(const Json& result) {
-    if (const Json* account = objectMember(result, "account"))
-        return *account;
-    throw boolMember(result, "requiresOpenaiAuth") == false ? ConnectionIssue::unsupportedAccount
-                                                            : ConnectionIssue::signedOut;
+    const Json* account = objectMember(result, "account");
+    if (!account && boolMember(result, "requiresOpenaiAuth") != false)
+        throw ConnectionIssue::signedOut;
+    const std::string* type = account ? stringMember(*account, "type") : nullptr;
+    if (!type || *type != "chatgpt")
+        throw ConnectionIssue::unsupportedAccount;
+    return *account;
 }
 
 AccountSnapshot snapshotOf(const Json& account, const Json& allowance, Timestamp now) {
@@ -89,7 +93,7 @@ void AccountService::cancelLogin() {
     reset();
     enqueue([](AccountService& service) {
         service.queue.assertIsCurrent();
-        service.forgetLogin();
+        service.login.reset();
     });
 }
 
@@ -106,17 +110,16 @@ void AccountService::reset() { supersede(false); }
 void AccountService::stop() { supersede(true); }
 
 void AccountService::supersede(bool forGood) {
-    Transport takenBridge;
-    Transport takenProbe;
+    Helper takenBridge;
+    Helper takenProbe;
     {
         MutexLock guard(lock);
         ++epoch;
-        published = false;
         stopped = stopped || forGood;
-        takenBridge.swap(bridge);
-        takenProbe.swap(probe);
+        std::swap(takenBridge, bridge);
+        std::swap(takenProbe, probe);
     }
-    for (const Transport& taken : {takenBridge, takenProbe}) {
+    for (const Transport& taken : {takenBridge.transport, takenProbe.transport}) {
         if (taken)
             taken->close();
     }
@@ -150,32 +153,42 @@ void AccountService::requireCurrent(std::int64_t startEpoch) {
         throw ConnectionIssue::stopped;
 }
 
-void AccountService::store(Transport AccountService::*slot, const Transport& transport,
+void AccountService::store(Helper AccountService::*slot, const Helper& helper,
                            std::int64_t startEpoch) {
     {
         MutexLock guard(lock);
         if (isCurrentLocked(startEpoch)) {
-            this->*slot = transport;
+            this->*slot = helper;
             return;
         }
     }
-    transport->close();
+    helper.transport->close();
     throw ConnectionIssue::stopped;
 }
 
-void AccountService::close(Transport AccountService::*slot) {
-    Transport taken;
+void AccountService::close(Helper AccountService::*slot) {
+    Helper taken;
     {
         MutexLock guard(lock);
-        taken.swap(this->*slot);
+        std::swap(taken, this->*slot);
     }
-    if (taken)
-        taken->close();
+    if (taken.transport)
+        taken.transport->close();
+}
+
+void AccountService::closeIfAtFault(ConnectionIssue issue) {
+    if (isHelperIssue(issue))
+        close(&AccountService::bridge);
 }
 
 AccountService::Transport AccountService::currentBridge() {
     MutexLock guard(lock);
-    return bridge;
+    return bridge.transport;
+}
+
+bool AccountService::isBridge(std::int64_t helperNumber) {
+    MutexLock guard(lock);
+    return bridge.number == helperNumber;
 }
 
 AccountService::Transport AccountService::ensureBridge(const Operation& operation) {
@@ -204,31 +217,34 @@ AccountService::Transport AccountService::startBridge(const std::filesystem::pat
                                                       std::int64_t startEpoch) {
     details.location = maskedLocation(executable, environment.homeFolder);
     updateDetails("helper startup", "connecting");
+    const std::int64_t number = ++helpersStarted;
     Transport helper = environment.factory(
-        executable, [weakService = weak_from_this(), startEpoch](const BridgeEvent& event) {
+        executable, [weakService = weak_from_this(), number](const BridgeEvent& event) {
             if (const auto service = weakService.lock())
-                service->handleEvent(event, startEpoch);
+                service->handleEvent(event, number);
         });
-    store(&AccountService::bridge, helper, startEpoch);
+    store(&AccountService::bridge, {helper, number}, startEpoch);
     updateDetails("initialize / initialized");
     helper->initialize();
     requireCurrent(startEpoch);
     return helper;
 }
 
-void AccountService::handleEvent(const BridgeEvent& event, std::int64_t startEpoch) {
-    if (const auto* login = std::get_if<LoginCompleted>(&event)) {
-        enqueue([login = *login, startEpoch](AccountService& service) {
-            service.finishLogin(login, startEpoch);
+void AccountService::handleEvent(const BridgeEvent& event, std::int64_t helperNumber) {
+    if (const auto* completed = std::get_if<LoginCompleted>(&event)) {
+        enqueue([completed = *completed, helperNumber](AccountService& service) {
+            service.finishLogin(completed, helperNumber);
         });
         return;
     }
     {
         MutexLock guard(lock);
-        if (!isCurrentLocked(startEpoch))
+        if (bridge.number != helperNumber)
             return;
-        // A change before the first snapshot, or a second one after it, tells nothing new.
-        if (std::holds_alternative<AccountChanged>(event) && !std::exchange(published, false))
+        // A report before the first snapshot tells how the helper found the account, and a second
+        // one after it tells nothing new.
+        if (std::holds_alternative<AccountChanged>(event)
+            && !std::exchange(bridge.published, false))
             return;
     }
     environment.onIdentityChange();
@@ -257,24 +273,67 @@ void AccountService::runRefresh(const Poll& poll) {
         poll.callbacks.onFinished(poll.token);
 }
 
+Json AccountService::ask(AccountTransport& helper, const std::string& method, const Json& params,
+                         std::int64_t startEpoch) {
+    Json result = helper.request(method, params);
+    requireCurrent(startEpoch);
+    return result;
+}
+
 AccountService::AccountReading
 AccountService::readAccount(const Transport& helper, std::int64_t startEpoch, bool refreshToken) {
+    for (int attempt = 0; attempt < maximumReadings; ++attempt) {
+        const bool firstAttempt = attempt == 0; // one refresh of the token is enough
+        const auto reading = tryReading(helper, startEpoch, refreshToken && firstAttempt);
+        if (reading && publish(*reading))
+            return *reading;
+    }
+    throw ConnectionIssue::stopped;
+}
+
+std::optional<AccountService::AccountReading>
+AccountService::tryReading(const Transport& helper, std::int64_t startEpoch, bool refreshToken) {
     updateDetails("account read");
     const std::int64_t revision = helper->revision();
-    const Json result = helper->request("account/read", {{"refreshToken", refreshToken}});
-    requireCurrent(startEpoch);
-    requireRevision(*helper, revision);
+    const auto isCrossed = [&] { return helper->revision() != revision; };
+    try {
+        const Json result =
+            ask(*helper, "account/read", {{"refreshToken", refreshToken}}, startEpoch);
+        if (isCrossed())
+            return std::nullopt;
+        const Json& account = signedInAccount(result);
 
-    const Json& account = signedInAccount(result);
-    const std::string* type = stringMember(account, "type");
-    if (!type || *type != "chatgpt")
-        throw ConnectionIssue::unsupportedAccount;
+        updateDetails("weekly allowance");
+        const Json allowance = ask(*helper, "account/rateLimits/read", Json::object(), startEpoch);
+        if (isCrossed())
+            return std::nullopt;
+        return AccountReading{helper, revision, account,
+                              snapshotOf(account, allowance, environment.clock())};
+    } catch (...) {
+        // What was refused may have been refused to the account before.
+        if (!isCrossed() || isEndOfHelper(classify(std::current_exception())))
+            throw;
+        return std::nullopt;
+    }
+}
 
-    updateDetails("weekly allowance");
-    const Json allowance = helper->request("account/rateLimits/read", Json::object());
-    requireCurrent(startEpoch);
-    requireRevision(*helper, revision);
-    return {helper, revision, account, snapshotOf(account, allowance, environment.clock())};
+bool AccountService::publish(const AccountReading& reading) {
+    bool publishedBefore = false;
+    {
+        MutexLock guard(lock);
+        if (bridge.transport != reading.helper)
+            throw ConnectionIssue::stopped;
+        publishedBefore = std::exchange(bridge.published, true);
+    }
+    if (reading.helper->revision() == reading.revision)
+        return true;
+    // A report has come since the last answer. Whoever clears `published` takes care of it: its
+    // event, which ends what was published, or this reading, which is not delivered but repeated.
+    // So only what this reading has set is taken back.
+    MutexLock guard(lock);
+    if (bridge.transport == reading.helper && !publishedBefore)
+        bridge.published = false;
+    return false;
 }
 
 AccountService::AccountReading AccountService::readWithRecovery(const Operation& operation) {
@@ -323,12 +382,6 @@ AccountService::AccountReading AccountService::recoverSession(const Operation& o
 }
 
 void AccountService::deliverSnapshot(const Poll& poll, const AccountReading& reading) {
-    {
-        MutexLock guard(lock);
-        if (!isCurrentLocked(poll.operation.epoch))
-            return;
-        published = true;
-    }
     updateDetails(allowanceReceived,
                   reading.snapshot.quota ? "live" : "weekly allowance unavailable");
     if (isCurrent(poll.operation.epoch))
@@ -357,13 +410,12 @@ void AccountService::deliverActivity(const Poll& poll, const AccountReading& rea
 
 TokenActivity AccountService::readActivity(const AccountReading& reading, std::int64_t startEpoch) {
     AccountTransport& helper = *reading.helper;
-    const Json usage = helper.request("account/usage/read", Json::object());
-    requireCurrent(startEpoch);
-    requireRevision(helper, reading.revision);
+    const Json usage = ask(helper, "account/usage/read", Json::object(), startEpoch);
+    if (helper.revision() != reading.revision)
+        throw ConnectionIssue::stopped;
 
     // Usage names no account: it counts only if the same one is still signed in afterwards.
-    const Json result = helper.request("account/read", {{"refreshToken", false}});
-    requireCurrent(startEpoch);
+    const Json result = ask(helper, "account/read", {{"refreshToken", false}}, startEpoch);
     const Json* account = objectMember(result, "account");
     if (helper.revision() != reading.revision || !account || *account != reading.account) {
         environment.onIdentityChange();
@@ -377,8 +429,7 @@ void AccountService::deliverFailure(const Poll& poll, ConnectionIssue issue) {
     publishDetails();
     if (!isCurrent(poll.operation.epoch))
         return;
-    if (isHelperIssue(issue))
-        close(&AccountService::bridge);
+    closeIfAtFault(issue);
     poll.callbacks.onSnapshot(poll.token, tl::unexpected(issue));
 }
 
@@ -390,55 +441,47 @@ void AccountService::runStartLogin(const Operation& operation,
     queue.assertIsCurrent();
     if (!isCurrent(operation.epoch) || isLoginInProgress())
         return;
-    forgetLogin();
+    login.reset();
     LinkOutcome outcome;
     try {
         outcome = beginLogin(operation, onFinished);
     } catch (...) {
         outcome = tl::unexpected(classify(std::current_exception()));
     }
-    if (isCurrent(operation.epoch))
-        onStarted(outcome);
+    if (!isCurrent(operation.epoch))
+        return;
+    if (!outcome)
+        closeIfAtFault(outcome.error());
+    onStarted(outcome);
 }
 
 std::string AccountService::beginLogin(const Operation& operation,
                                        std::function<void(bool)> onFinished) {
     const Transport helper = ensureBridge(operation);
-    const Json result = helper->request("account/login/start", {{"type", "chatgpt"}});
-    requireCurrent(operation.epoch);
+    const Json result = ask(*helper, "account/login/start", {{"type", "chatgpt"}}, operation.epoch);
 
     const std::string* id = stringMember(result, "loginId");
     const std::string* address = stringMember(result, "authUrl");
     const auto link = address ? signInLink(*address) : std::nullopt;
-    if (!id || id->empty() || id->size() > maximumLoginIdBytes || !link) {
-        close(&AccountService::bridge);
+    if (!id || id->empty() || id->size() > maximumLoginIdBytes || !link)
         throw ConnectionIssue::invalidResponse;
-    }
-    loginID = *id;
-    loginHelper = helper;
-    loginFinished = std::move(onFinished);
+    login = Login{helper, *id, std::move(onFinished)};
     updateDetails("browser sign-in", "waiting for user");
     return *link;
 }
 
-void AccountService::finishLogin(const LoginCompleted& event, std::int64_t startEpoch) {
+void AccountService::finishLogin(const LoginCompleted& event, std::int64_t helperNumber) {
     queue.assertIsCurrent();
-    if (!isCurrent(startEpoch) || loginID != event.loginId)
+    if (!isBridge(helperNumber) || !isLoginInProgress() || login->id != event.loginId)
         return;
-    const auto finished = std::move(loginFinished);
-    forgetLogin();
+    const auto finished = std::move(login->finished);
+    login.reset();
     finished(event.success);
 }
 
 bool AccountService::isLoginInProgress() {
-    const Transport helper = loginHelper.lock();
-    return loginID && helper && helper == currentBridge();
-}
-
-void AccountService::forgetLogin() {
-    loginID.reset();
-    loginHelper.reset();
-    loginFinished = nullptr;
+    const Transport helper = login ? login->helper.lock() : nullptr;
+    return helper && helper == currentBridge();
 }
 
 // Validation
@@ -451,7 +494,7 @@ void AccountService::runValidate(const std::filesystem::path& executable, std::i
     bool valid = false;
     try {
         const Transport helper = environment.factory(executable, [](const BridgeEvent&) {});
-        store(&AccountService::probe, helper, startEpoch);
+        store(&AccountService::probe, {.transport = helper}, startEpoch);
         helper->initialize();
         valid = true;
     } catch (...) {

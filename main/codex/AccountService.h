@@ -52,6 +52,20 @@ class AccountService : public std::enable_shared_from_this<AccountService> {
     /// `maximumCandidates` are.
     using Candidates = std::vector<std::filesystem::path>;
     static constexpr std::size_t maximumCandidates = 3;
+    /// How often account and allowance are read at most before one reading fails: what a report of
+    /// the helper crosses may belong to two accounts, and is read again.
+    static constexpr int maximumReadings = 3;
+
+    // The longest that an operation may take, in seconds. What is longer will not end any more.
+    static constexpr double longestRequest = AccountTransport::defaultTimeout.count();
+    /// Of a helper: 4 until its process runs, and the handshake.
+    static constexpr double longestStart = 4 + longestRequest;
+    /// All candidates are started, account and allowance read; to recover the session all of that
+    /// again, and one reading more; then usage and account for the token activity.
+    static constexpr double longestRefresh =
+        2 * maximumCandidates * longestStart + (3 * maximumReadings * 2 + 2) * longestRequest;
+    /// It may stand behind one refresh.
+    static constexpr double longestValidation = longestRefresh + longestStart;
 
     using SnapshotOutcome = tl::expected<AccountSnapshot, ConnectionIssue>;
     using ActivityOutcome = tl::expected<TokenActivity, ConnectionIssue>;
@@ -87,6 +101,9 @@ class AccountService : public std::enable_shared_from_this<AccountService> {
     /// One poll: account and allowance, then token activity if asked for. An expired session is
     /// recovered on the way, at most once every five minutes. The helper stays for the next poll
     /// unless its failure says that a new one is needed.
+    ///
+    /// A helper's report of its account ends what was published from that helper process:
+    /// `onIdentityChange`. One that crosses a reading has it repeated on the same helper.
     void refresh(Candidates candidates, std::int64_t token, bool includeActivity,
                  RefreshCallbacks callbacks);
 
@@ -116,6 +133,17 @@ class AccountService : public std::enable_shared_from_this<AccountService> {
   private:
     using Transport = std::shared_ptr<AccountTransport>;
 
+    /// What a slot holds: nothing, or one helper process and all that is true of that process only.
+    struct Helper {
+        Transport transport;     ///< null: the slot is empty
+        std::int64_t number = 0; ///< from 1 on, another for each process: whose an event is
+        bool published = false;  ///< a snapshot was made of it since it last reported a change
+    };
+    struct Login {
+        std::weak_ptr<AccountTransport> helper;
+        std::string id;
+        std::function<void(bool success)> finished;
+    };
     /// What an operation was asked for with. It is current as long as `epoch` is.
     struct Operation {
         std::int64_t epoch;
@@ -146,20 +174,30 @@ class AccountService : public std::enable_shared_from_this<AccountService> {
     void requireCurrent(std::int64_t startEpoch) EXCLUDES(lock);
 
     // A slot is `bridge` or `probe`.
-    /// Puts a transport into the slot. One whose operation is not current is closed instead, and
+    /// Puts a helper into the slot. One whose operation is not current is closed instead, and
     /// `stopped` thrown.
-    void store(Transport AccountService::*slot, const Transport& transport, std::int64_t startEpoch)
+    void store(Helper AccountService::*slot, const Helper& helper, std::int64_t startEpoch)
         EXCLUDES(lock);
     /// Empties the slot and closes what was in it.
-    void close(Transport AccountService::*slot) EXCLUDES(lock);
+    void close(Helper AccountService::*slot) EXCLUDES(lock);
+    /// Closes the bridge when the issue says that it is at fault.
+    void closeIfAtFault(ConnectionIssue issue) EXCLUDES(lock);
     Transport currentBridge() EXCLUDES(lock);
+    bool isBridge(std::int64_t helperNumber) EXCLUDES(lock);
 
     // The steps of an operation throw a `ConnectionIssue` or what the transport throws.
     Transport ensureBridge(const Operation& operation) REQUIRES(queue);
     Transport startBridge(const std::filesystem::path& executable, std::int64_t startEpoch)
         REQUIRES(queue);
+    Json ask(AccountTransport& helper, const std::string& method, const Json& params,
+             std::int64_t startEpoch);
     AccountReading readAccount(const Transport& helper, std::int64_t startEpoch, bool refreshToken)
         REQUIRES(queue);
+    /// One attempt. Absent when a report of the helper crossed it.
+    std::optional<AccountReading> tryReading(const Transport& helper, std::int64_t startEpoch,
+                                             bool refreshToken) REQUIRES(queue);
+    /// From here on a report of the helper ends the reading. False when one has come already.
+    bool publish(const AccountReading& reading) EXCLUDES(lock);
     AccountReading readWithRecovery(const Operation& operation) REQUIRES(queue);
     AccountReading recoverSession(const Operation& operation, const Transport& failedHelper,
                                   ConnectionIssue issue) REQUIRES(queue);
@@ -178,27 +216,24 @@ class AccountService : public std::enable_shared_from_this<AccountService> {
     void runValidate(const std::filesystem::path& executable, std::int64_t startEpoch,
                      const std::function<void(bool)>& completion);
 
-    void handleEvent(const BridgeEvent& event, std::int64_t startEpoch) EXCLUDES(lock);
-    void finishLogin(const LoginCompleted& event, std::int64_t startEpoch);
+    void handleEvent(const BridgeEvent& event, std::int64_t helperNumber) EXCLUDES(lock);
+    void finishLogin(const LoginCompleted& event, std::int64_t helperNumber);
     bool isLoginInProgress() REQUIRES(queue);
-    void forgetLogin() REQUIRES(queue);
 
     void updateDetails(std::string_view stage, std::optional<std::string_view> category = {})
         REQUIRES(queue);
     void publishDetails() REQUIRES(queue);
 
     SerialQueue queue{"com.corvane.utility.account"};
-    Mutex lock; ///< never held while a transport is closed or a callback runs
-    Transport bridge GUARDED_BY(lock); ///< the helper of polls and sign-in
-    Transport probe GUARDED_BY(lock);  ///< the helper that is being validated
+    Mutex lock;                     ///< never held while a transport is closed or a callback runs
+    Helper bridge GUARDED_BY(lock); ///< the helper of polls and sign-in
+    Helper probe GUARDED_BY(lock);  ///< the helper that is being validated
     std::int64_t epoch GUARDED_BY(lock) = 0;
     bool stopped GUARDED_BY(lock) = false;
-    bool published GUARDED_BY(lock) = false; ///< a snapshot was made since the last change or reset
+    std::int64_t helpersStarted GUARDED_BY(queue) = 0;
     RecoveryPolicy recovery GUARDED_BY(queue);
     ConnectionDetails details GUARDED_BY(queue);
-    std::optional<std::string> loginID GUARDED_BY(queue);
-    std::weak_ptr<AccountTransport> loginHelper GUARDED_BY(queue);
-    std::function<void(bool)> loginFinished GUARDED_BY(queue);
+    std::optional<Login> login GUARDED_BY(queue); ///< the one that was started last
     const Environment environment;
 };
 

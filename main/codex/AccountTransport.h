@@ -48,13 +48,15 @@ class AccountTransport {
 
     /// The helper's authentication mode as last reported.
     virtual std::optional<std::string> mode() const = 0;
-    /// Counts the helper's reports of a changed account.
+    /// Counts the helper's reports of its account. One from 0.13x on makes the first by itself,
+    /// when the service has answered its check of the account: just before its answer to
+    /// "account/read". A report is counted before any answer that follows it is given, and before
+    /// its event.
     virtual std::int64_t revision() const = 0;
     /// The helper's version, "not reported" until `initialize` has learnt it.
     virtual std::string version() const = 0;
 
-    /// The handshake; blocks. Throws what `request` throws. On return the first report of the
-    /// account's mode has been taken in, if the helper makes one.
+    /// The handshake; blocks. Throws what `request` throws.
     virtual void initialize() = 0;
 
     /// Sends one request and blocks until its answer arrives: the "result" object. Throws

@@ -187,7 +187,6 @@ void CodexBridge::initialize() {
         {"name", "corvane_tallywick_mac"}, {"title", Product::name}, {"version", Product::version}};
     learnVersion(request("initialize", {{"clientInfo", clientInfo}}, options.initializeTimeout));
     send({{"method", "initialized"}, {"params", Json::object()}});
-    awaitFirstAnnouncement();
 }
 
 void CodexBridge::learnVersion(const Json& initializeResult) {
@@ -198,13 +197,6 @@ void CodexBridge::learnVersion(const Json& initializeResult) {
         return;
     MutexLock lock(stateLock);
     helperVersion = found.substr(0, maximumVersion);
-}
-
-void CodexBridge::awaitFirstAnnouncement() {
-    const auto deadline = after(options.announcementWait);
-    MutexLock lock(stateLock);
-    while (currentRevision == 0 && isUsable() && stateChanged.waitUntil(stateLock, deadline)) {
-    }
 }
 
 Json CodexBridge::request(const std::string& method, const Json& params, Seconds timeout) {
@@ -365,7 +357,6 @@ void CodexBridge::receiveNotification(const std::string& method, const Json& mes
             MutexLock lock(stateLock);
             currentMode = event.mode;
             ++currentRevision;
-            stateChanged.notifyAll();
         }
         onEvent(event);
     } else if (method == "account/login/completed" && params) {
@@ -393,7 +384,6 @@ void CodexBridge::failAll(const BridgeFailure& failure) {
     {
         MutexLock lock(stateLock);
         failed.swap(pending);
-        stateChanged.notifyAll();
     }
     for (const auto& [id, completion] : failed)
         completion(tl::make_unexpected(failure));

@@ -25,10 +25,6 @@ class CodexBridge final : public AccountTransport,
   public:
     struct Options {
         Seconds initializeTimeout = defaultTimeout;
-        /// A helper that is signed in reports its mode some milliseconds after the handshake; a
-        /// read that this report crosses would be taken for one of two different accounts. So the
-        /// handshake waits for the report, this long at most.
-        Seconds announcementWait{0.5};
         std::chrono::milliseconds killGrace{2000};
     };
 
@@ -72,7 +68,6 @@ class CodexBridge final : public AccountTransport,
     void send(const Json& message) { sendText(writeJson(message), maximumUnreadRequests); }
     void sendText(std::string text, std::size_t maximumUnread);
     void learnVersion(const Json& initializeResult);
-    void awaitFirstAnnouncement();
 
     // Input, on the parse queue.
     void receive(std::string_view piece);
@@ -99,7 +94,6 @@ class CodexBridge final : public AccountTransport,
     std::unique_ptr<ChildProcess> process; ///< constant once `start` has returned
 
     mutable Mutex stateLock;
-    Condition stateChanged; ///< a first announcement, or the end of the helper
     std::map<std::int64_t, Completion> pending GUARDED_BY(stateLock);
     std::int64_t sequence GUARDED_BY(stateLock) = 0;
     bool closed GUARDED_BY(stateLock) = false;

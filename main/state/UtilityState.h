@@ -236,6 +236,7 @@ class UtilityState final : public QObject {
     void signInDidStart(std::int64_t token, const AccountService::LinkOutcome& result);
     void signInDidEnd(std::int64_t token, bool success);
     void endSignIn();
+    void endNoteOfReading();
 
     AccountService::Candidates helperCandidates() const;
     void validateHelper(const std::filesystem::path& helper);
@@ -279,8 +280,6 @@ class UtilityState final : public QObject {
     std::int64_t automaticReloads = 0;
     /// When the identity changed for which the next account refresh begins with a new helper.
     std::optional<Timestamp> reloadPendingSince;
-
-    bool readsAfterSignIn = false; ///< the next account result is the first after a sign-in
 
     UtilityWindow* utilityWindow = nullptr;
     std::optional<WindowLimits> windowLimits; ///< that the window was given

@@ -15,16 +15,6 @@ constexpr double refreshInterval = 60;
 constexpr double activityInterval = 300;
 constexpr double discoveryInterval = 60;
 
-/// The most requests of one refresh: the handshakes with three helpers, account and allowance; for
-/// the recovery of a session the same again, and account and allowance with a fresh token; usage
-/// and account for the token activity.
-constexpr int refreshRequests = (3 + 2) + (3 + 2) + 2 + 2;
-/// The 16 seconds that a request may take, and 4 to start its helper.
-constexpr double longestRequest = AccountTransport::defaultTimeout.count() + 4;
-
-/// After that the end of a refresh will not come any more.
-constexpr double longestRefresh = refreshRequests * longestRequest;
-
 /// A path for display.
 std::string displayText(const std::filesystem::path& path) {
     return QFile::decodeName(path.c_str()).toStdString();
@@ -77,12 +67,13 @@ void UtilityState::refreshAccountIfDue() {
         change().displayedHelperPath = HelperPathText::notFound;
         change().status = StatusText::codexNotFound;
         nextAccountRefresh.set(published.now, discoveryInterval);
+        endNoteOfReading();
         return;
     }
     change().displayedHelperPath = displayText(candidates.front());
     change().accountBusy = true;
     snapshotAwaited = true;
-    refreshDeadline.set(published.now, longestRefresh);
+    refreshDeadline.set(published.now, AccountService::longestRefresh);
     if (std::exchange(reloadPendingSince, std::nullopt))
         resetAccountService();
     account().refresh(candidates, generation, nextTokenRefresh.isDue(published.now),
@@ -110,11 +101,7 @@ void UtilityState::applyAccountResult(std::int64_t token,
     snapshotAwaited = false;
     if (result && reloadPendingSince && result->observedAt < *reloadPendingSince)
         return; // perhaps of the account before the change
-    const bool firstAfterSignIn = std::exchange(readsAfterSignIn, false);
-    if (firstAfterSignIn && result == tl::make_unexpected(ConnectionIssue::stopped)) {
-        refreshRequested = true; // the helper's own report of the new account crossed the reading
-        return;
-    }
+    endNoteOfReading();
     if (result)
         applySnapshot(*result);
     else

@@ -8,10 +8,6 @@ namespace {
 
 constexpr std::string_view helperKey = "codexPath";
 
-/// Seconds until a helper that was chosen counts as one that does not answer. A refresh that began
-/// while the user was choosing comes first and may take 280; the handshake itself takes at most 16.
-constexpr double longestValidation = 300;
-
 } // namespace
 
 AccountService::Candidates UtilityState::helperCandidates() const {
@@ -39,7 +35,7 @@ void UtilityState::chooseHelper() {
 void UtilityState::validateHelper(const std::filesystem::path& helper) {
     change().validatingHelper = true;
     change().settingsStatus = SettingsText::checkingHelper;
-    validationDeadline.set(services.clock(), longestValidation);
+    validationDeadline.set(services.clock(), AccountService::longestValidation);
     account().validate(helper, onMainThread([this, token = generation, helper](bool valid) {
                            helperWasValidated(token, helper, valid);
                        }));

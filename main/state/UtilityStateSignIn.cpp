@@ -51,9 +51,14 @@ void UtilityState::signInDidEnd(std::int64_t token, bool success) {
     if (token != generation || stopped)
         return;
     endSignIn();
-    readsAfterSignIn = success;
     change().settingsStatus = success ? SettingsText::signInCompleted : SettingsText::signInFailed;
     refreshNow();
+}
+
+/// The reading that a completed sign-in has promised has come, or has failed.
+void UtilityState::endNoteOfReading() {
+    if (published.settingsStatus == SettingsText::signInCompleted)
+        change().settingsStatus.clear();
 }
 
 void UtilityState::endSignIn() {

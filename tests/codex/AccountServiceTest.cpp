@@ -33,7 +33,7 @@ FakeHelper signedIn(const Mode& mode = "chatgpt") {
              {"account/usage/read", {gives(json(R"({"summary":{"lifetimeTokens":9}})"))}},
              {"account/login/start", {gives(login)}}}};
 }
-FakeHelper signedOut(const Mode& mode = "chatgpt") {
+FakeHelper signedOut(const Mode& mode = {}) {
     return signedIn(mode).with("account/read", {gives(nobody)});
 }
 Answer refuses(std::optional<std::int64_t> code, const std::string& message = "") {
@@ -47,12 +47,18 @@ Answer givesAfterChange(const Json& result) {
 }
 const Answer timesOut = fails(BridgeFailure::timeout());
 
+// What is asked for one reading of the account; a fresh helper's own report has it read twice.
+const std::string again = "read, rateLimits/read, ";
+const std::string fresh = "launch one, read, " + again;
+const std::string live = "40%, end 7";
+
 /// A service among fake helpers, and all that happens: what is asked of them, what is told.
 struct Harness {
     Transcript transcript;
     Helpers helpers; ///< started in this order
     std::vector<std::shared_ptr<FakeTransport>> launched;
     std::atomic<double> now = 1000;
+    std::function<void()> onClock = [] {}; ///< whenever the service asks for the time
     ConnectionDetails details;
     bool tellsStages = false;
     std::shared_ptr<AccountService> service = AccountService::create({
@@ -65,7 +71,11 @@ struct Harness {
                 return launched.emplace_back(
                     std::make_shared<FakeTransport>(executable, helper, transcript, onEvent));
             },
-        .clock = [this] { return now.load(); },
+        .clock =
+            [this] {
+                onClock();
+                return now.load();
+            },
         .homeFolder = "/home/me",
         .onDetails =
             [this](const ConnectionDetails& changed) {
@@ -139,34 +149,70 @@ ConnectionDetails play(const std::string& expected, const Helpers& helpers, int 
 }
 
 TEST(AccountService, KeepsItsHelperWhileItIsOfUse) {
-    const std::string live = "read, rateLimits/read, 40%, end 7";
-    play("launch one, " + live + ", " + live, {signedIn()}, 2);
-    play("launch one, read, forbidden, end 7, " + live,
-         {signedIn().with("account/read", {refuses(403), gives(account)})}, 2);
-    play("launch one, read, rateLimits/read, close one, timeout, end 7, launch one, " + live,
-         {signedIn().with("account/rateLimits/read", {timesOut}), signedIn()}, 2);
+    const auto failing = [](const Answer& failure) {
+        return signedIn().with("account/rateLimits/read", {failure, gives(allowance)});
+    };
+    play(fresh + live + ", " + again + live, {signedIn()}, 2);
+    play(fresh + "throttled, end 7, " + again + live, {failing(refuses(429))}, 2);
+    // What the next one reports first is no change of account.
+    for (const auto& [failure, issue] : {std::pair(timesOut, "timeout"),
+                                         {fails(BridgeFailure::closed()), "stopped"},
+                                         {refuses(-32601), "incompatible"},
+                                         {refuses(500), "invalidResponse"}})
+        play(fresh + live + ", " + again + "close one, " + issue + ", end 7, " + fresh + live,
+             {signedIn().with("account/rateLimits/read", {gives(allowance), failure}), signedIn()},
+             3);
 
     // At most three are tried, and the last failure counts.
     const Candidates four = {"one", "two", "three", "four"};
     const auto broken = signedIn().with("initialize", {timesOut});
     const auto missing = signedIn().with("launch", {fails(std::runtime_error("no such file"))});
     const auto offline = signedIn().with("initialize", {refuses({}, "dns")});
-    play("launch one, close one, launch two, launch three, " + live, {broken, missing, signedIn()},
-         1, four);
+    play("launch one, close one, launch two, launch three, read, " + again + live,
+         {broken, missing, signedIn()}, 1, four);
     play("launch one, close one, launch two, launch three, close three, offline, end 7",
          {broken, missing, offline}, 1, four);
     play("missingHelper, end 7", {}, 1, {});
 }
 
 TEST(AccountService, ReadsOneAccountAtATime) {
-    play("launch one, read, close one, stopped, end 7",
-         {signedIn().with("account/read", {givesAfterChange(account)})});
-    play("launch one, read, rateLimits/read, close one, stopped, end 7",
-         {signedIn().with("account/rateLimits/read", {givesAfterChange(allowance)})});
-    const auto noWeek = play("launch one, read, rateLimits/read, -1% of "
-                                 + accountHash("me@example.com") + ", end 7",
+    // Wherever the helper's own report comes, and when it makes none.
+    play("launch one, " + again + live, {signedIn({})});
+    play("launch one, " + again + live, {signedIn().reportingBefore("initialize")});
+    play("launch one, " + again + again + live,
+         {signedIn().reportingBefore("account/rateLimits/read")});
+    const Answer crossed = givesAfterChange(account);
+    play("launch one, read, read, " + again + live,
+         {signedIn().with("account/read", {crossed, crossed, gives(account)})});
+    play("launch one, read, read, read, close one, stopped, end 7",
+         {signedIn().with("account/read", {crossed})});
+    play("launch one, " + again + again + again + "close one, stopped, end 7",
+         {signedIn({}).with("account/rateLimits/read", {givesAfterChange(allowance)})});
+    // A refusal may be of the account before, the end of a helper is of none.
+    play(fresh + live, {signedIn().with("account/read", {gives(nobody), gives(account)})});
+    play("launch one, read, close one, timeout, end 7",
+         {signedIn().with("account/read", {timesOut})});
+
+    const auto noWeek = play(fresh + "-1% of " + accountHash("me@example.com") + ", end 7",
                              {signedIn().with("account/rateLimits/read", {gives(json("[1]"))})});
     EXPECT_EQ(noWeek.category, "weekly allowance unavailable");
+}
+
+TEST(AccountService, DeliversNoReadingThatAReportHasOvertaken) {
+    Harness harness({signedIn()});
+    bool overtakes = true;
+    harness.onClock = [&] { // between the last answer and the delivery
+        if (std::exchange(overtakes, false))
+            harness.launched.at(0)->changeAccount();
+    };
+    harness.refresh();
+    EXPECT_EQ(harness.take(), fresh + again + live);
+    overtakes = true;
+    harness.refresh();
+    EXPECT_EQ(harness.take(), again + "identity change, " + again + live)
+        << "what was published before is not true any more";
+    harness.launched.at(0)->changeAccount();
+    EXPECT_EQ(harness.take(), "identity change");
 }
 
 TEST(AccountService, RecoversAnExpiredSessionOnce) {
@@ -174,27 +220,37 @@ TEST(AccountService, RecoversAnExpiredSessionOnce) {
         return signedIn(mode).with("account/rateLimits/read", {refuses(401), gives(allowance)});
     };
     // A fresh helper reads the saved sign-in; even when the handshake was refused.
-    const std::string live = "launch one, read, rateLimits/read, 40%, end 7";
-    EXPECT_EQ(play("launch one, read, close one, " + live, {signedOut(), signedIn()}).recovery,
-              "recovered; five-minute cooldown");
-    play("launch one, close one, " + live,
+    EXPECT_EQ(
+        play("launch one, read, close one, " + fresh + live, {signedOut(), signedIn()}).recovery,
+        "recovered; five-minute cooldown");
+    play("launch one, close one, " + fresh + live,
          {signedIn().with("initialize", {refuses(401)}), signedIn()});
 
-    // Then the token is refreshed, when Codex itself manages the session. A fresh helper that
+    // Then the token is refreshed, once, when Codex itself manages the session. A fresh helper that
     // reports no mode has that of the old one.
-    const std::string reload = "launch one, read, close one, launch one, read, ";
-    play(reload + "rateLimits/read, read refreshing, rateLimits/read, 40%, end 7",
-         {signedOut(), expired({})});
-    play(reload + "rateLimits/read, authentication, end 7", {signedOut(), expired("apikey")});
-    play(reload + "offline, end 7",
+    const std::string reload = fresh + "close one, " + fresh;
+    play(reload + "read refreshing, rateLimits/read, " + live,
+         {expired("chatgpt"), expired("chatgpt")});
+    play(fresh + "close one, launch one, " + again + "read refreshing, rateLimits/read, " + live,
+         {expired("chatgpt"), expired({})});
+    const auto refused =
+        signedIn().with("account/read", {refuses(401), refuses(401), givesAfterChange(account)});
+    play("launch one, read, read, close one, launch one, read, read, read refreshing, read, read, "
+         "close one, stopped, end 7",
+         {refused, refused});
+    play(reload + "authentication, end 7", {expired("chatgpt"), expired("apikey")});
+    play("launch one, read, close one, launch one, read, read, offline, end 7",
          {signedOut(), signedIn().with("account/read", {refuses({}, "network")})});
-    const auto refreshed =
-        play(reload + "read refreshing, signedOut, end 7", {signedOut(), signedOut()});
+    const auto refreshed = play(fresh
+                                    + "close one, launch one, read, read refreshing, signedOut, "
+                                      "end 7",
+                                {expired("chatgpt"), signedOut()});
     EXPECT_EQ(refreshed.recovery, "one managed-session refresh");
-    play("launch one, read, externalSession, end 7", {signedOut("chatgptAuthTokens")});
+    play("launch one, read, read, externalSession, end 7", {signedOut("chatgptAuthTokens")});
 
-    const auto tooSoon = play(reload + "signedOut, end 7, read, signedOut, end 7",
-                              {signedOut(), signedOut("apikey")}, 2);
+    const auto tooSoon = play("launch one, read, close one, launch one, read, signedOut, end 7, "
+                              "read, signedOut, end 7",
+                              {signedOut(), signedOut()}, 2);
     EXPECT_EQ(tooSoon.recovery, "five-minute cooldown");
 }
 
@@ -202,10 +258,10 @@ TEST(AccountService, ReadsTokenActivityOfAnUnchangedAccount) {
     const Json reordered = json(R"({"account":{"email":"Me@Example.com","type":"chatgpt"},"x":1})");
     const auto play = [](const std::string& expected, const std::string& tokens, const char* method,
                          const std::deque<Answer>& answers) {
-        Harness harness({signedIn().with(method, answers)});
+        Harness harness({signedIn().reportingBefore("initialize").with(method, answers)});
         harness.refresh({"one"}, true);
         EXPECT_EQ(harness.take(),
-                  "launch one, read, rateLimits/read, 40%, usage/read, " + expected + ", end 7");
+                  "launch one, " + again + "40%, usage/read, " + expected + ", end 7");
         EXPECT_EQ(harness.details.tokens, tokens) << expected;
     };
     play("read, 9 tokens", "received", "account/read", {gives(account), gives(reordered)});
@@ -245,26 +301,30 @@ TEST(AccountService, KnowsWhoIsSignedIn) {
 }
 
 TEST(AccountService, TellsOfAnotherIdentityOnce) {
-    Harness harness({signedIn(), signedIn()});
+    const auto dying = signedIn().with("account/read", {gives(account), gives(account), timesOut});
+    Harness harness({signedIn(), dying, signedIn()});
     harness.refresh();
-    EXPECT_THAT(harness.take(), EndsWith("40%, end 7"));
-    FakeTransport& helper = *harness.launched.at(0);
-    helper.changeAccount();
-    helper.changeAccount();
+    EXPECT_THAT(harness.take(), EndsWith(live));
+    harness.launched.at(0)->changeAccount();
+    harness.launched.at(0)->changeAccount();
     EXPECT_EQ(harness.take(), "identity change") << "once for each snapshot";
-    helper.emit(ExternalRefreshRequested{});
+    harness.launched.at(0)->emit(ExternalRefreshRequested{});
     EXPECT_EQ(harness.take(), "identity change");
     harness.service->reset();
-    harness.refresh();
-    EXPECT_THAT(harness.take(), EndsWith("40%, end 7"));
-    helper.changeAccount();
-    helper.emit(ExternalRefreshRequested{});
-    EXPECT_EQ(harness.take(), "") << "a helper of an older epoch is not listened to";
+    for (const std::size_t former : {0U, 1U}) {
+        harness.refresh(); // fails behind the second, which is given up
+        if (former == 1)
+            harness.refresh();
+        EXPECT_THAT(harness.take(), EndsWith(fresh + live));
+        harness.launched.at(former)->changeAccount();
+        harness.launched.at(former)->emit(ExternalRefreshRequested{});
+        EXPECT_EQ(harness.take(), "") << "nobody listens to a helper of before";
+    }
 }
 
 // Superseded at each step of a poll in turn, from within that step.
 TEST(AccountService, SaysNothingMoreOnceItIsResetOrStopped) {
-    const int steps = 14;
+    const int steps = 16;
     for (int round = 0; round < 2 * steps; ++round) {
         SCOPED_TRACE(round);
         const bool stops = round >= steps;
@@ -286,7 +346,7 @@ TEST(AccountService, SaysNothingMoreOnceItIsResetOrStopped) {
         EXPECT_GT(step, round % steps);
         EXPECT_THAT(after, Not(ContainsRegex("at |%|tokens|stopped|end")));
         harness.refresh();
-        EXPECT_EQ(harness.take().ends_with("40%, end 7"), !stops);
+        EXPECT_EQ(harness.take().ends_with(live), !stops);
     }
 }
 
@@ -317,6 +377,7 @@ TEST(AccountService, RefusesASignInItCannotTrust) {
         return harness.take();
     };
     EXPECT_EQ(start(refuses(429)), "launch one, login/start, throttled");
+    EXPECT_EQ(start(timesOut), "launch one, login/start, close one, timeout");
     const Json url = "https://auth.openai.com/x";
     for (const Json& untrusted :
          {Json{{"loginId", "L"}}, Json{{"loginId", "L"}, {"authUrl", "https://evil.example/"}},
@@ -339,8 +400,10 @@ TEST(AccountService, ASignInEndsWithItsHelper) {
         end(harness);
         harness.startLogin();
         EXPECT_THAT(harness.take(), EndsWith("launch one, login/start, https://auth.openai.com/x"));
+        harness.launched.at(0)->emit(LoginCompleted{"L1", true});
+        EXPECT_EQ(harness.take(), "");
         harness.launched.at(1)->emit(LoginCompleted{"L1", true});
-        EXPECT_EQ(harness.take(), "signed in") << "only the new one";
+        EXPECT_EQ(harness.take(), "signed in");
     }
 }
 
@@ -355,7 +418,7 @@ TEST(AccountService, ValidatesAHelperBesideThePollingOne) {
                                          "launch useless, close useless, not valid"));
     harness.launched.at(1)->emit(ExternalRefreshRequested{});
     harness.refresh();
-    EXPECT_EQ(harness.take(), "read, rateLimits/read, 40%, end 7") << "the polling one stays";
+    EXPECT_EQ(harness.take(), again + live) << "the polling one stays";
 }
 
 } // namespace

@@ -62,12 +62,22 @@ Answer fails(Failure failure) {
 /// The behaviour of one helper. A method's answers are given in order, the last one again and
 /// again. "launch" and "initialize" succeed unless they have an answer, which can only throw.
 struct FakeHelper {
+    /// Unknown until the helper has reported it. Without one it makes no report, as an older helper
+    /// and one that is signed out.
     std::optional<std::string> mode;
     std::map<std::string, std::deque<Answer>> answers;
+    /// The report comes just before the first answer to this. A real helper's comes when the
+    /// service has answered its check of the account, for which "account/read" waits.
+    std::string reportsBefore = "account/read";
 
     FakeHelper with(const std::string& method, std::deque<Answer> queued) const {
         FakeHelper changed = *this;
         changed.answers[method] = std::move(queued);
+        return changed;
+    }
+    FakeHelper reportingBefore(const std::string& method) const {
+        FakeHelper changed = *this;
+        changed.reportsBefore = method;
         return changed;
     }
 };
@@ -92,7 +102,9 @@ class FakeTransport : public AccountTransport {
     }
     void waitUntilClosed() { closing.get_future().wait(); }
 
-    std::optional<std::string> mode() const override { return script.mode; }
+    std::optional<std::string> mode() const override {
+        return changes > 0 ? script.mode : std::nullopt;
+    }
     std::int64_t revision() const override { return changes; }
     std::string version() const override { return "0.169.0"; }
     void initialize() override { answer("initialize"); }
@@ -111,6 +123,8 @@ class FakeTransport : public AccountTransport {
 
   private:
     Json answer(const std::string& method) {
+        if (script.mode && changes == 0 && method == script.reportsBefore)
+            changeAccount();
         std::deque<Answer>& queued = script.answers[method];
         if (queued.empty())
             return {};

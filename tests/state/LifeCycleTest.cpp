@@ -60,6 +60,11 @@ TEST_F(StateLifeCycle, ACopyThatIsNotInstalledOffersToInstallFirst) {
 
 TEST_F(StateLifeCycle, MaintenancePausesEverythingAndIsSurvived) {
     start();
+    state->startSignIn();
+    state->enterMaintenance();
+    EXPECT_FALSE(fields().loginPending) << "it has no helper any more";
+    state->leaveMaintenance();
+    settle();
     showWindow();
     allowance = hangs();
     state->refreshNow(); // measures, too

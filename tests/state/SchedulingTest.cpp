@@ -27,11 +27,14 @@ TEST_F(Scheduling, WaitsLongerAfterEachFailureUntilASuccess) {
     start();
     pass(1100);
     EXPECT_EQ(takeRefreshes(), (Times{15, 45, 105, 225, 465, 765, 1065}));
+    refresh(); // the user's own word begins the waits anew
+    pass(50);
+    EXPECT_EQ(takeRefreshes(), (Times{1115, 1145}));
     allowance = gives(allowanceOf("A1"));
-    pass(300);
+    pass(220);
     allowance = fails(ConnectionIssue::throttled);
     pass(100);
-    EXPECT_EQ(takeRefreshes(), (Times{1365, 1425, 1440, 1470}));
+    EXPECT_EQ(takeRefreshes(), (Times{1205, 1265, 1325, 1385, 1400, 1430}));
 }
 
 TEST_F(Scheduling, WithoutAHelperItLooksAgainEachMinute) {
@@ -101,7 +104,7 @@ TEST_F(Scheduling, ARefreshWithoutEndIsGivenUp) {
     allowance = hangs();
     state->refreshNow();
     tickAfter(-86'400); // nor does the clock hold it up
-    tickAfter(279);
+    tickAfter(439);
     EXPECT_TRUE(fields().accountBusy);
     tickAfter(1);
     EXPECT_FALSE(fields().accountBusy);
@@ -109,7 +112,7 @@ TEST_F(Scheduling, ARefreshWithoutEndIsGivenUp) {
               "STALE · Last synced 14:00 · " + std::string(sentence(ConnectionIssue::timeout)));
     allowance = gives(allowanceOf("A1"));
     pass(15);
-    EXPECT_EQ(takeRefreshes(), Times{295 - 86'400});
+    EXPECT_EQ(takeRefreshes(), Times{455 - 86'400});
     EXPECT_EQ(launches, 2);
 }
 

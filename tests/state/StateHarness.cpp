@@ -122,6 +122,8 @@ UtilityState& StateHarness::start() {
     QObject::connect(state.get(), &UtilityState::changed, state.get(), [this] {
         if (statuses.empty() || statuses.back() != fields().status)
             statuses.push_back(fields().status);
+        if (notes.empty() || notes.back() != fields().settingsStatus)
+            notes.push_back(fields().settingsStatus);
     });
     settle();
     return *state;
@@ -136,7 +138,7 @@ std::shared_ptr<AccountTransport> StateHarness::launch(const std::filesystem::pa
         return std::deque<Answer>{
             [&answer](FakeTransport& transport) { return answer.get()(transport); }};
     };
-    const FakeHelper script{.mode = "chatgpt",
+    const FakeHelper script{.mode = mode,
                             .answers = {{"initialize", current(initialize)},
                                         {"account/read", current(account)},
                                         {"account/rateLimits/read", current(allowance)},

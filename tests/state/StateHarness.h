@@ -159,6 +159,7 @@ class StateHarness {
     const UtilityFields& fields() const { return state->fields(); }
 
     std::vector<std::string> statuses;                 ///< that were announced
+    std::vector<std::string> notes;                    ///< in the settings, that were announced
     static constexpr double startTime = 1'750'255'200; // 2025-06-18 14:00:00 UTC
     std::atomic<double> now = startTime;
     ChangeableAnswer initialize = gives({});
@@ -166,6 +167,7 @@ class StateHarness {
     ChangeableAnswer allowance = gives(allowanceOf("A1"));
     ChangeableAnswer usage = gives(usageOf(9000));
     ChangeableAnswer login = gives({{"loginId", "L1"}, {"authUrl", "https://auth.openai.com/x"}});
+    std::optional<std::string> mode = "chatgpt"; ///< that helpers report from now on, if any
     std::shared_ptr<FakeTransport> helper; ///< the one started last; look at it between refreshes
     std::atomic<int> launches = 0;
     TransportFactory realTransports; ///< in place of the fake ones
