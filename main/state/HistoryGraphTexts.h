@@ -17,7 +17,7 @@ inline constexpr std::string_view historyGraphLabel = "Current weekly usage hist
 std::string historyGraphValue(std::size_t points);
 
 /// What it tells when it is pointed at. Takes the samples that it shows, in ascending order of
-/// their timestamps; the date of the first is written as the default locale abbreviates it.
+/// their timestamps; the date of the first is written in the short form of the default locale.
 std::string historyGraphHelp(std::span<const UsageSample> weekSamples);
 
 } // namespace tallywick

@@ -59,11 +59,15 @@ TEST(Texts, NameNeitherSecondsNorTheDayOfTheWeekInAnyLocale) {
         EXPECT_THAT(historyGraphHelp(sample),
                     Not(HasSubstr(locale.dayName(3, QLocale::LongFormat).toStdString())));
     }
-    QLocale::setDefault(QLocale(QLocale::Japanese));
-    EXPECT_THAT(historyGraphHelp(sample),
-                HasSubstr("1 saved readings since 2025年6月18日, 14:01."));
-    QLocale::setDefault(QLocale::c());
-    EXPECT_THAT(historyGraphHelp(sample), HasSubstr("1 saved readings since 18 Jun 2025, 14:01."));
+    const std::pair<QLocale, const char*> dates[] = {{QLocale::Japanese, "2025/06/18, 14:01."},
+                                                     {QLocale::Spanish, "18/6/25, 14:01."},
+                                                     {QLocale::Thai, "18/6/25, 14:01."},
+                                                     {QLocale::c(), "18 Jun 2025, 14:01."}};
+    for (const auto& [locale, date] : dates) {
+        QLocale::setDefault(locale);
+        EXPECT_THAT(historyGraphHelp(sample),
+                    HasSubstr(std::string(" saved readings since ") + date));
+    }
     EXPECT_THAT(historyGraphHelp({}), HasSubstr("No readings saved in this allowance week yet."));
 }
 
