@@ -121,6 +121,7 @@ void UtilityState::applySnapshot(const AccountSnapshot& snapshot) {
     failures = 0;
     nextAccountRefresh.set(snapshot.observedAt, refreshInterval);
 
+    advanceClock(); // a reading that lies ahead of the clock on show would not be seen
     change().quota = snapshot.quota;
     if (snapshot.quota && snapshot.accountHash)
         change().history = services.historyStore.record(*snapshot.quota, *snapshot.accountHash,
