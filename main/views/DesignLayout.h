@@ -10,15 +10,16 @@ namespace tallywick::DesignLayout {
 
 /// The mini layout: 500 x 225.
 namespace Mini {
-inline constexpr QRectF caption{20, 15, 240, 26};
-inline constexpr QRectF pin{310, 15, 56, 26};
-inline constexpr QRectF expand{372, 15, 84, 26};
-inline constexpr QRectF close{464, 16, 24, 24};
-inline constexpr QRectF usage{20, 51, 250, 36};
-inline constexpr QRectF remaining{270, 51, 210, 36};
-inline constexpr QRectF meter{20, 97, 460, 30};
-inline constexpr QRectF lifetime{20, 141, 225, 62};
-inline constexpr QRectF latestDay{255, 141, 225, 62};
+inline constexpr QRectF caption{16, 15, 240, 26};
+inline constexpr QRectF pin{314, 15, 56, 26};
+inline constexpr QRectF expand{376, 15, 84, 26};
+inline constexpr QRectF close{466, 16, 24, 24};
+inline constexpr QRectF usage{16, 50, 250, 36};
+inline constexpr QRectF remaining{274, 50, 210, 36};
+inline constexpr QRectF meter{16, 94, 468, 30};
+inline constexpr QRectF lifetime{16, 134, 229, 56};
+inline constexpr QRectF latestDay{255, 134, 229, 56};
+inline constexpr QRectF status{16, 199, 460, 16};
 } // namespace Mini
 
 /// The full layout: 520 x 635, and 24 more for each volume row beyond the second.
@@ -35,7 +36,7 @@ inline constexpr double logoMargin = 3;
 inline constexpr QRectF title{60, 14, 200, 20};
 inline constexpr QRectF subtitle{60, 34, 200, 16};
 inline constexpr QRectF badge{356, 15, 120, 18};
-inline constexpr QRectF status{266, 35, 210, 16};
+inline constexpr QRectF status{206, 35, 270, 16};
 inline constexpr QRectF close{488, 21, 24, 24};
 
 inline constexpr QRectF usage{16, 76, 290, 72};
@@ -61,6 +62,14 @@ inline constexpr QRectF freeAndTotal{264, 460, 240, 16};
 inline constexpr double volumeRowOverhang = 8;
 inline constexpr QRectF firstVolumeRow{8, 481, 504, 24};
 
+/// How far a section moves down where fewer than two volumes leave room free: this share of it, so
+/// that all gaps grow alike.
+inline constexpr double usageShare = 1.0 / 6;
+inline constexpr double weekShare = 2.0 / 6;
+inline constexpr double hardwareDividerShare = 3.0 / 6;
+inline constexpr double hardwareShare = 4.0 / 6;
+inline constexpr double volumesShare = 5.0 / 6;
+
 // Anchored to the bottom: these are the places in a layout of the base height.
 inline constexpr QRectF toolbarDivider{16, 555, 488, 1};
 inline constexpr QRectF toolbar{16, 568, 488, 26};
@@ -70,9 +79,9 @@ inline constexpr QRectF footer{16, 603, 484, 16};
 /// In a volume row
 namespace VolumeRow {
 inline constexpr QRectF symbol{8, 4, 16, 16};
-inline constexpr QRectF name{32, 2, 160, 20};
-inline constexpr QRectF bar{204, 9.5, 120, 5};
-inline constexpr QRectF capacity{336, 2, 160, 20};
+inline constexpr QRectF name{32, 2, 168, 20};
+inline constexpr QRectF bar{208, 9.5, 128, 5};
+inline constexpr QRectF capacity{344, 2, 152, 20};
 } // namespace VolumeRow
 
 /// In the toolbar

@@ -68,32 +68,45 @@ void FullView::arrange(double newLayoutHeight) {
         put(part, DesignLayout::anchoredToBottom(place, layoutHeight));
     };
     put(header, Place::header);
-    put(usage, Place::usage);
-    put(remaining, Place::remaining);
-    put(countdown, Place::countdown);
-    put(meter, Place::meter);
-    put(thisWeek, Place::thisWeek);
-    put(graph, Place::graph);
-    put(lifetime, Place::lifetime);
-    put(latestDay, Place::latestDay);
-    put(localHardware, Place::localHardware);
-    put(thisMac, Place::thisMac);
-    put(cpu, Place::cpu);
-    put(memory, Place::memory);
-    put(volumes, Place::volumes);
-    put(freeAndTotal, Place::freeAndTotal);
-    for (std::size_t index = 0; index < rows.size(); ++index)
-        put(rows[index], Place::firstVolumeRow.translated(0, WindowSizing::volumeRowHeight
-                                                                 * static_cast<double>(index)));
+    arrangeSections();
     putLow(toolbar, Place::toolbar);
     putLow(footer, Place::footer);
 }
+
+void FullView::arrangeSections() {
+    const auto put = [this](double share, QWidget* part, const QRectF& place) {
+        part->setGeometry(
+            DesignLayout::inPoints(place.translated(0, share * freeHeight()), style.scale));
+    };
+    put(Place::usageShare, usage, Place::usage);
+    put(Place::usageShare, remaining, Place::remaining);
+    put(Place::usageShare, countdown, Place::countdown);
+    put(Place::usageShare, meter, Place::meter);
+    put(Place::weekShare, thisWeek, Place::thisWeek);
+    put(Place::weekShare, graph, Place::graph);
+    put(Place::weekShare, lifetime, Place::lifetime);
+    put(Place::weekShare, latestDay, Place::latestDay);
+    put(Place::hardwareShare, localHardware, Place::localHardware);
+    put(Place::hardwareShare, thisMac, Place::thisMac);
+    put(Place::hardwareShare, cpu, Place::cpu);
+    put(Place::hardwareShare, memory, Place::memory);
+    put(Place::volumesShare, volumes, Place::volumes);
+    put(Place::volumesShare, freeAndTotal, Place::freeAndTotal);
+    for (std::size_t index = 0; index < rows.size(); ++index)
+        put(Place::volumesShare, rows[index],
+            Place::firstVolumeRow.translated(0, WindowSizing::volumeRowHeight
+                                                    * static_cast<double>(index)));
+}
+
+/// The layout has room for two rows at least. Until the volumes are known there will be one.
+double FullView::freeHeight() const { return shownRows < 2 ? WindowSizing::volumeRowHeight : 0; }
 
 QWidget* FullView::layoutToggle() const { return toolbar->layoutToggle(); }
 
 void FullView::paintEvent(QPaintEvent*) {
     PartPainter painter(this, style);
-    const QRectF dividers[] = {Place::headerDivider, Place::hardwareDivider,
+    const double lower = Place::hardwareDividerShare * freeHeight();
+    const QRectF dividers[] = {Place::headerDivider, Place::hardwareDivider.translated(0, lower),
                                DesignLayout::anchoredToBottom(Place::toolbarDivider, layoutHeight)};
     for (const QRectF& divider : dividers)
         paintDivider(painter, divider, style.theme);
@@ -126,6 +139,12 @@ void FullView::presentVolumes(const std::vector<VolumeInfo>& newVolumes, int cou
             rows[index]->present(newVolumes[index]);
         rows[index]->setVisible(index < shown);
     }
+    const double before = freeHeight();
+    shownRows = shown;
+    if (freeHeight() == before)
+        return;
+    arrangeSections();
+    update(); // the divider between them
 }
 
 } // namespace tallywick

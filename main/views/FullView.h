@@ -8,6 +8,7 @@
 #include <QWidget>
 
 #include <array>
+#include <cstddef>
 
 namespace tallywick {
 
@@ -49,10 +50,13 @@ class FullView final : public QWidget {
 
     TextLine* addCaption(const QString& text, Qt::Alignment alignment = Qt::AlignLeft);
     VolumeRows addVolumeRows(const UtilityActions& actions);
+    void arrangeSections();
+    double freeHeight() const;
     void presentVolumes(const std::vector<VolumeInfo>& newVolumes, int count);
 
     const ViewStyle& style;
     double layoutHeight;
+    std::size_t shownRows = 0;
     HeaderView* const header;
     WeeklyFigure* const usage;
     TextLine* const remaining;

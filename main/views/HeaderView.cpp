@@ -5,7 +5,10 @@
 #include "views/LogoButton.h"
 #include "views/StatusBadge.h"
 #include "views/TextLine.h"
+#include "views/TextPainting.h"
 #include "views/UtilityButton.h"
+
+#include <cmath>
 
 namespace tallywick {
 
@@ -40,9 +43,16 @@ void HeaderView::resizeEvent(QResizeEvent*) {
     };
     put(logo, Place::logo);
     put(title, Place::title);
-    put(subtitle, Place::subtitle);
     put(badge, Place::badge);
-    put(status, Place::status);
+    // The status has all the room that the subtitle leaves.
+    constexpr double gap = 14;
+    QRectF subtitlePlace = Place::subtitle;
+    subtitlePlace.setWidth(
+        std::ceil(lineWidth(subtitle->text(), designFont(FontRole::caption)) + 1));
+    QRectF statusPlace = Place::status;
+    statusPlace.setLeft(subtitlePlace.right() + gap);
+    put(subtitle, subtitlePlace);
+    put(status, statusPlace);
     put(close, Place::close);
 }
 

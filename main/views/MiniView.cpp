@@ -28,7 +28,8 @@ MiniView::MiniView(const ViewStyle& viewStyle, const UtilityActions& actions, QW
                               .figures = true},
                              this)),
       meter(new SegmentedMeter(style, this)), lifetime(new TokenCard(style, this)),
-      latestDay(new TokenCard(style, this)) {
+      latestDay(new TokenCard(style, this)),
+      status(new TextLine(style, {.font = FontRole::small, .color = &Theme::secondaryText}, this)) {
     caption->present(QStringLiteral("CODEX WEEKLY"));
     pin->setToolTip(QStringLiteral("Keep this window above all others"));
     expand->setToolTip(QStringLiteral("Switch to the full layout"));
@@ -43,14 +44,15 @@ MiniView::MiniView(const ViewStyle& viewStyle, const UtilityActions& actions, QW
 void MiniView::present(const UtilityFields& fields) {
     const QSignalBlocker nobodyChose(pin);
     pin->setChecked(fields.pinned);
-    // The one place of this layout that tells how fresh the reading is.
-    usage->present(QString::fromStdString(weeklyUsageText(fields.quota)),
-                   QString::fromStdString(fields.status));
+    const QString freshness = QString::fromStdString(fields.status);
+    usage->present(QString::fromStdString(weeklyUsageText(fields.quota)), freshness);
     remaining->present(QString::fromStdString(remainingText(fields.quota)));
     meter->present(fields.quota);
     lifetime->present("LIFETIME TOKENS", fields.tokens.lifetime, fields.tokenStatus);
     latestDay->present(latestDayTitle(fields.tokens), fields.tokens.latestTokens,
                        fields.tokenStatus);
+    status->present(freshness);
+    status->setVisible(!isLive(fields.status));
 }
 
 void MiniView::arrange() {
@@ -67,6 +69,7 @@ void MiniView::arrange() {
     put(meter, Place::meter);
     put(lifetime, Place::lifetime);
     put(latestDay, Place::latestDay);
+    put(status, Place::status);
 }
 
 QWidget* MiniView::layoutToggle() const { return expand; }

@@ -41,6 +41,7 @@ class MiniView final : public QWidget {
     SegmentedMeter* const meter;
     TokenCard* const lifetime;
     TokenCard* const latestDay;
+    TextLine* const status; ///< seen as long as it tells more than the figures
 };
 
 } // namespace tallywick

@@ -50,6 +50,14 @@ void paintFrame(QPainter& painter, const QRectF& area, const Theme& theme) {
     painter.drawRoundedRect(area.adjusted(0.5, 0.5, -0.5, -0.5), cornerRadius, cornerRadius);
 }
 
+/// By day the white end of a filled segment would fade into what it stands on.
+void paintEdge(QPainter& painter, const QRectF& segment, const Theme& theme) {
+    painter.setPen(QPen(downward(segment, mixed(Qt::white, theme.accent, 0.6F), theme.accent), 1));
+    painter.setBrush(Qt::NoBrush);
+    painter.drawRoundedRect(segment.adjusted(0.5, 0.5, -0.5, -0.5), segmentRadius - 0.5,
+                            segmentRadius - 0.5);
+}
+
 } // namespace
 
 int filledSegments(std::optional<double> percent) {
@@ -68,13 +76,15 @@ void paintMeter(QPainter& painter, const QRectF& area, const Theme& theme, int f
     const PixelGrid grid(painter);
     const double gap = grid.snappedWidth(spacing);
     const double step = (inside.width() + spacing) / segments;
-    painter.setPen(Qt::NoPen);
     for (int index = 0; index < segments; ++index) {
         const double left = grid.snapped(inside.left() + index * step);
         const double right = grid.snapped(inside.left() + (index + 1) * step) - gap;
+        const QRectF segment(left, inside.top(), right - left, inside.height());
+        painter.setPen(Qt::NoPen);
         painter.setBrush(index < filled ? full : empty);
-        painter.drawRoundedRect(QRectF(left, inside.top(), right - left, inside.height()),
-                                segmentRadius, segmentRadius);
+        painter.drawRoundedRect(segment, segmentRadius, segmentRadius);
+        if (index < filled && theme.light)
+            paintEdge(painter, segment, theme);
     }
 }
 

@@ -119,6 +119,17 @@ void drawLine(QPainter& painter, const QRectF& area, const QString& text, const 
     painter.restore();
 }
 
+void drawFittedLine(QPainter& painter, const QRectF& area, const QString& text, const QFont& font,
+                    const QColor& color, Qt::Alignment alignment) {
+    const double width = lineWidth(oneLine(text), font);
+    const double share = width > area.width() ? std::max(area.width() / width, leastShare) : 1.0;
+    painter.save();
+    painter.translate(area.topLeft());
+    painter.scale(share, share);
+    drawLine(painter, QRectF(QPointF(), area.size() / share), text, font, color, alignment);
+    painter.restore();
+}
+
 void drawFigures(QPainter& painter, const QRectF& area, const QString& text, const QFont& font,
                  const QColor& color, Qt::Alignment alignment) {
     const QString line = oneLine(text);

@@ -21,6 +21,12 @@ double lineWidth(const QString& text, const QFont& font);
 void drawLine(QPainter& painter, const QRectF& area, const QString& text, const QFont& font,
               const QColor& color, Qt::Alignment alignment = Qt::AlignLeft);
 
+/// Draws a text like `drawLine`, in smaller letters where they fit so: down to `leastShare` of the
+/// font's size before it is elided.
+void drawFittedLine(QPainter& painter, const QRectF& area, const QString& text, const QFont& font,
+                    const QColor& color, Qt::Alignment alignment = Qt::AlignLeft);
+inline constexpr double leastShare = 0.75;
+
 /// Draws a text of figures like `drawLine`, every digit as wide as the widest, so that nothing
 /// moves when a digit changes.
 void drawFigures(QPainter& painter, const QRectF& area, const QString& text, const QFont& font,

@@ -57,7 +57,8 @@ QSize UtilityButton::sizeHint() const {
 
 bool UtilityButton::isElided() const {
     const double room = width() / style.scale - 1.5 * padding - symbolRoom();
-    return treatment != Treatment::bare && lineWidth(text(), designFont(FontRole::strong)) > room;
+    return treatment != Treatment::bare
+           && lineWidth(text(), designFont(FontRole::strong)) * leastShare > room;
 }
 
 bool UtilityButton::event(QEvent* event) {
@@ -157,10 +158,10 @@ void UtilityButton::paintContent(QPainter& painter, const QRectF& bounds) const 
     if (!symbol.empty())
         drawSymbol(painter, symbolSquare.translated(left, 0), symbol, inkColor());
     left += symbolRoom();
-    // Half the padding may be used before a letter is given up.
+    // Half the padding may be used before a letter is made smaller.
     const double right = bounds.right() - padding / 2;
-    drawLine(painter, QRectF(left, bounds.top(), right - left, bounds.height()), text(), font,
-             inkColor());
+    drawFittedLine(painter, QRectF(left, bounds.top(), right - left, bounds.height()), text(), font,
+                   inkColor());
 }
 
 } // namespace tallywick

@@ -11,8 +11,9 @@ namespace tallywick {
 
 /// A button of the window or of a sheet: rounded, with a text and perhaps a symbol; or, without an
 /// outline, an image alone. Tab reaches it, Space and Return press it; a ring shows the focus, and
-/// it is dimmed while disabled. A text too long for it is elided, with the whole as its tooltip
-/// where it has no other. The text is plain: "&" has a meaning for the toolkit and stays out of it.
+/// it is dimmed while disabled. A text too long for it shrinks, and is elided only then, with the
+/// whole as its tooltip where it has no other. The text is plain: "&" has a meaning for the toolkit
+/// and stays out of it.
 class UtilityButton final : public QPushButton {
     Q_OBJECT
 

@@ -57,8 +57,9 @@ void UtilityCheckBox::paintEvent(QPaintEvent* /*event*/) {
     PartPainter painter(this, style);
     const QRectF& bounds = painter.bounds();
     paintBox(painter, QRectF(boxLeft, bounds.center().y() - boxSize / 2, boxSize, boxSize));
-    drawLine(painter, QRectF(textLeft, bounds.top(), bounds.width() - textLeft, bounds.height()),
-             text(), designFont(FontRole::body), faded(style.theme.text));
+    drawFittedLine(painter,
+                   QRectF(textLeft, bounds.top(), bounds.width() - textLeft, bounds.height()),
+                   text(), designFont(FontRole::body), faded(style.theme.text));
 }
 
 void UtilityCheckBox::paintBox(QPainter& painter, const QRectF& box) const {

@@ -17,7 +17,7 @@ constexpr double cornerRadius = 6;
 
 } // namespace
 
-void paintUsedSpace(QPainter& painter, const QRectF& area, const Theme& theme,
+void paintFreeSpace(QPainter& painter, const QRectF& area, const Theme& theme,
                     const VolumeInfo& volume) {
     const double radius = area.height() / 2;
     painter.setPen(Qt::NoPen);
@@ -25,12 +25,12 @@ void paintUsedSpace(QPainter& painter, const QRectF& area, const Theme& theme,
     painter.drawRoundedRect(area, radius, radius);
     if (volume.total <= 0)
         return;
-    const double free = static_cast<double>(volume.free) / static_cast<double>(volume.total);
-    const double used = std::clamp(1 - free, 0.0, 1.0);
-    if (used <= 0)
+    const double free =
+        std::clamp(static_cast<double>(volume.free) / static_cast<double>(volume.total), 0.0, 1.0);
+    if (free <= 0)
         return;
     QRectF filled = area;
-    filled.setWidth(std::max(area.width() * used, area.height())); // at least a dot
+    filled.setWidth(std::max(area.width() * free, area.height())); // at least a dot
     painter.setBrush(theme.accent);
     painter.drawRoundedRect(filled, radius, radius);
 }
@@ -68,7 +68,7 @@ void VolumeRow::paintEvent(QPaintEvent*) {
     const QFont font = designFont(FontRole::body);
     drawSymbol(painter, Place::symbol, volumeSymbol(shown.url), theme.accent);
     drawLine(painter, Place::name, name, font, theme.text);
-    paintUsedSpace(painter, Place::bar, theme, shown);
+    paintFreeSpace(painter, Place::bar, theme, shown);
     drawFigures(painter, Place::capacity, capacity, font, theme.secondaryText, Qt::AlignRight);
     paintFocus(painter, painter.bounds(), cornerRadius);
 }

@@ -5,11 +5,11 @@
 
 namespace tallywick {
 
-/// Draws how much of a volume is used, as a bar.
-void paintUsedSpace(QPainter& painter, const QRectF& area, const Theme& theme,
+/// Draws how much of a volume is free, as a bar.
+void paintFreeSpace(QPainter& painter, const QRectF& area, const Theme& theme,
                     const VolumeInfo& volume);
 
-/// One volume: its symbol, its name, how much of it is used, and its figures. Pressing it opens the
+/// One volume: its symbol, its name, how much of it is free, and its figures. Pressing it opens the
 /// volume.
 class VolumeRow final : public PressablePart {
     Q_OBJECT

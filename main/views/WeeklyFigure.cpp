@@ -8,6 +8,13 @@
 
 namespace tallywick {
 
+namespace {
+
+constexpr double gap = 1; ///< beside the room that a digit keeps free by itself
+constexpr double markGap = 4;
+
+} // namespace
+
 WeeklyFigure::WeeklyFigure(const ViewStyle& viewStyle, QWidget* parent)
     : Figure(parent), style(viewStyle) {}
 
@@ -24,18 +31,23 @@ void WeeklyFigure::present(const std::optional<Quota>& quota) {
 }
 
 void WeeklyFigure::paintEvent(QPaintEvent*) {
-    constexpr double gap = 6;
     PartPainter painter(this, style);
     const QRectF area = painter.bounds();
     const QFont big = designFont(FontRole::bigNumber);
-    const QFont small = designFont(FontRole::remaining);
+    const QFont small = designFont(FontRole::unit);
+    // A dash as large as the digits would look like something that is being loaded.
+    const QFont mark = designFont(FontRole::miniUsage);
+    // All stand on one baseline: a line's capitals are centred in its area.
+    const auto onBaseline = [&](const QFont& font) {
+        return area.translated(0, (QFontMetricsF(big).capHeight() - QFontMetricsF(font).capHeight())
+                                      / 2);
+    };
+    const QFont& font = isKnown ? big : mark;
     // At this size, digits that all take the same width would stand visibly apart.
-    // A dash of that weight would shout, where there is nothing to tell.
-    drawLine(painter, area, number, big, isKnown ? style.theme.text : style.theme.secondaryText);
-    // Both stand on one baseline: a line's capitals are centred in its area.
-    const double lower = (QFontMetricsF(big).capHeight() - QFontMetricsF(small).capHeight()) / 2;
-    const double indent = lineWidth(number, big) + gap;
-    drawLine(painter, area.translated(0, lower).adjusted(indent, 0, 0, 0), unit, small,
+    drawLine(painter, onBaseline(font), number, font,
+             isKnown ? style.theme.text : style.theme.secondaryText);
+    const double indent = lineWidth(number, font) + (isKnown ? gap : markGap);
+    drawLine(painter, onBaseline(small).adjusted(indent, 0, 0, 0), unit, small,
              style.theme.secondaryText);
 }
 

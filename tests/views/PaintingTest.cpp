@@ -6,6 +6,7 @@
 
 #include <gtest/gtest.h>
 
+#include <QFontDatabase>
 #include <QImage>
 #include <QTextDocument>
 
@@ -53,6 +54,19 @@ TEST(Painting, SpacesTheSegmentsOfTheMeterEvenlyAtEveryScale) {
     }
 }
 
+TEST(Painting, KeepsTheEndsOfFilledSegmentsApartFromTheMeterInBothThemes) {
+    for (const bool light : {false, true}) {
+        const Theme theme = makeTheme(light, {});
+        const QImage meter = painted({488, 30}, [&](QPainter& painter) {
+            painter.fillRect(0, 0, 488, 30, theme.backdropTop);
+            paintMeter(painter, QRectF(0, 0, 488, 30), theme, 50);
+        });
+        const QColor frame = meter.pixelColor(11, 4);
+        for (const int y : {6, 23})
+            EXPECT_GT(contrastRatio(meter.pixelColor(11, y), frame), 1.5) << light << ", " << y;
+    }
+}
+
 TEST(Painting, DrawsSegmentsOfTheWeekApartWithTheirDots) {
     const auto draw = [](const std::vector<HistoryGraphPoint>& points) {
         return painted({490, 36}, [&](QPainter& painter) {
@@ -84,20 +98,20 @@ TEST(Painting, DrawsSegmentsOfTheWeekApartWithTheirDots) {
     }
 }
 
-TEST(Painting, ShowsTheUsedPartOfAVolume) {
+TEST(Painting, ShowsTheFreePartOfAVolume) {
     const struct {
         std::int64_t free, total;
-        int usedPixels;
-    } cases[] = {{100, 100, 0}, {75, 100, 30}, {0, 100, 120}, {99'999, 100'000, 5}, {0, 0, 0}};
+        int freePixels;
+    } cases[] = {{100, 100, 120}, {75, 100, 90}, {0, 100, 0}, {1, 100'000, 5}, {0, 0, 0}};
     for (const auto& row : cases) {
         const QImage bar = painted({120, 5}, [&](QPainter& painter) {
-            paintUsedSpace(painter, QRectF(0, 0, 120, 5), redTheme,
+            paintFreeSpace(painter, QRectF(0, 0, 120, 5), redTheme,
                            {"/", "disk", row.free, row.total});
         });
-        int used = 0;
+        int pixels = 0;
         for (int x = 0; x < 120; ++x)
-            used += bar.pixelColor(x, 2).alpha() > 128;
-        EXPECT_EQ(used, row.usedPixels) << row.free << " of " << row.total;
+            pixels += bar.pixelColor(x, 2).alpha() > 128;
+        EXPECT_EQ(pixels, row.freePixels) << row.free << " of " << row.total;
     }
 }
 
@@ -157,6 +171,33 @@ TEST(Texts, AreNotDrawnBesideTheirRectangle) {
                 }));
                 EXPECT_TRUE(!ink.isEmpty() && allowed.contains(ink)) << text.left(20).toStdString();
             }
+}
+
+TEST(Texts, AreMadeSmallerBeforeTheyAreElided) {
+    const QFont font = designFont(FontRole::strong);
+    const QString text = u"Refresh"_qs;
+    const auto inkIn = [&](double share) {
+        return inkOf(painted({240, 60}, [&](QPainter& painter) {
+            drawFittedLine(painter, QRectF(20, 10, lineWidth(text, font) * share, 20), text, font,
+                           Qt::black);
+        }));
+    };
+    const QRect whole = inkIn(1);
+    EXPECT_EQ(inkIn(2), whole);
+    EXPECT_NEAR(inkIn(0.8).height(), whole.height() * 0.8, 1);
+    EXPECT_NEAR(inkIn(0.8).width(), whole.width() * 0.8, 2);
+    EXPECT_NEAR(inkIn(0.5).height(), whole.height() * leastShare, 1) << "elided";
+}
+
+TEST(Texts, TakeNoMoreRoomInAnyFamilyThanInOurs) {
+    const QStringList families = QFontDatabase::families(QFontDatabase::Latin);
+    ASSERT_GE(families.size(), 2) << "one that is not ours";
+    for (const QString& family : families)
+        for (const FontRole role : {FontRole::body, FontRole::strong, FontRole::bigNumber})
+            for (const QString& text : {u"Always on top"_qs, u"Refresh"_qs, u"100"_qs})
+                EXPECT_LE(lineWidth(text, designFont(role, family)),
+                          lineWidth(text, designFont(role)) * (1 / leastShare))
+                    << family.toStdString() << ", " << text.toStdString();
 }
 
 TEST(Texts, DoNotMoveWhenADigitChanges) {
