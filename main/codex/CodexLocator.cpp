@@ -6,6 +6,7 @@
 #include <strings.h>
 
 #include <algorithm>
+#include <functional>
 #include <set>
 #include <string>
 #include <string_view>
@@ -23,7 +24,6 @@ constexpr std::size_t magicSize = 4;
 constexpr std::size_t maximumSearchParts = 24;       // longer search paths are made by accident
 constexpr std::size_t maximumExtensions = 6;         // editors leave old versions behind
 constexpr std::size_t maximumFolderEntries = 10'000; // a folder of extensions holds some hundred
-constexpr int maximumLinks = 8;                      // from the search path into a package; 1 or 2
 constexpr std::string_view helperName = "codex";
 constexpr std::string_view helperInApplication = "Contents/Resources/codex";
 constexpr std::string_view extensionPrefix = "openai.chatgpt-";
@@ -44,38 +44,20 @@ bool isNative(std::string_view header, const HelperFormat& format) {
            && format.architectures(header).contains(format.architecture);
 }
 
-/// The absolute ones among the first parts of the search path; empty parts do not count.
-Paths searchFolders(std::string_view searchPath) {
-    Paths folders;
+/// The command of the helper in the absolute ones among the first folders of the search path; empty
+/// parts do not count.
+Paths onSearchPath(const HelperPlaces& places) {
+    Paths commands;
+    std::string_view searchPath = places.searchPath;
     for (std::size_t parts = 0; parts < maximumSearchParts && !searchPath.empty();) {
         const std::string_view part = searchPath.substr(0, searchPath.find(':'));
         searchPath.remove_prefix(std::min(part.size() + 1, searchPath.size()));
         if (!part.empty())
             ++parts;
         if (part.starts_with('/'))
-            folders.emplace_back(part);
+            commands.push_back(fs::path(part) / helperName);
     }
-    return folders;
-}
-
-/// The folder of packages that `link` leads into, when it leads into this package. Package managers
-/// link the command to a script: P/bin/codex to P/lib/node_modules/@openai/codex/bin/codex.js.
-/// Links are followed one by one, since the package may in turn be a link to a folder elsewhere,
-/// and the script may be missing.
-std::optional<fs::path> packagesBehind(fs::path link, const std::string& package) {
-    const std::string intoPackage = "/node_modules/" + package + "/";
-    for (int links = 0; links < maximumLinks; ++links) {
-        std::error_code error;
-        const fs::path target = fs::read_symlink(link, error);
-        const fs::path folder = error ? fs::path() : fs::canonical(link.parent_path(), error);
-        if (error)
-            break;
-        link = (folder / target).lexically_normal();
-        const std::size_t found = link.native().find(intoPackage);
-        if (found != std::string::npos)
-            return fs::path(link.native().substr(0, found)) / "node_modules";
-    }
-    return std::nullopt;
+    return commands;
 }
 
 /// The extensions of Codex in the folder, last ones by name.
@@ -101,22 +83,14 @@ Paths insideApplications(const Paths& applications) {
     return helpers;
 }
 
-Paths inApplications(const HelperPlaces& places) { return insideApplications(places.applications); }
-
 Paths inRunningApplications(const HelperPlaces& places) {
     if (places.bundleIdentifiers.empty() || !places.runningBundles)
         return {};
     return insideApplications(places.runningBundles(places.bundleIdentifiers));
 }
 
-Paths atFixedPlaces(const HelperPlaces& places) { return places.executables; }
-
-Paths inPackages(const HelperPlaces& places) {
-    Paths roots = places.packageRoots;
-    if (!places.linkedPackage.empty())
-        for (const fs::path& folder : searchFolders(places.searchPath))
-            if (const auto root = packagesBehind(folder / helperName, places.linkedPackage))
-                roots.push_back(*root);
+/// The helpers that folders of packages would hold.
+Paths inPackages(const Paths& roots, const HelperPlaces& places) {
     Paths helpers;
     for (const fs::path& root : roots)
         for (const fs::path& helper : places.packageHelpers)
@@ -124,48 +98,107 @@ Paths inPackages(const HelperPlaces& places) {
     return helpers;
 }
 
-Paths onSearchPath(const HelperPlaces& places) {
+/// The folders of packages of each package manager that has the file among its shims.
+Paths packagesOfShim(const fs::path& file, const HelperPlaces& places) {
+    Paths roots;
+    for (const PackageFolders& manager : places.managedPackages)
+        for (const fs::path& shims : manager.shims)
+            if (std::error_code error; fs::equivalent(file.parent_path(), shims, error))
+                for (fs::path& root : packageFolders(manager))
+                    roots.push_back(std::move(root));
+    return roots;
+}
+
+/// The helpers in the packages that a file, or a link to it, stands for. Package managers put a
+/// script into the search path, or a link to one: P/bin/codex leads to
+/// P/lib/node_modules/@openai/codex/bin/codex.js. Links are followed one by one, since the package
+/// may in turn be a link to a folder elsewhere, and the script may be missing.
+Paths inPackagesBehind(const fs::path& file, const HelperPlaces& places) {
+    if (places.linkedPackage.empty())
+        return {};
+    for (const fs::path& link : linkChain(file)) {
+        if (const fs::path root = folderOfPackages(link, places.linkedPackage); !root.empty())
+            return inPackages({root}, places);
+        if (isHelperName(link.filename().native()))
+            if (const Paths roots = packagesOfShim(link, places); !roots.empty())
+                return inPackages(roots, places);
+    }
+    return {};
+}
+
+Paths inExtensions(const fs::path& folder, const HelperPlaces& places) {
     Paths helpers;
-    for (const fs::path& folder : searchFolders(places.searchPath))
-        helpers.push_back(folder / helperName);
+    for (const std::string& extension : lastExtensions(folder))
+        for (const fs::path& helper : places.extensionHelpers)
+            helpers.push_back(folder / extension / helper);
     return helpers;
 }
 
-Paths inExtensions(const HelperPlaces& places) {
-    Paths helpers;
+/// A place that is looked at in one go, and what tells the files there that may be helpers. Nothing
+/// on the disk is touched before the files are asked for.
+struct Place {
+    fs::path path;
+    std::function<Paths()> files;
+};
+
+std::vector<Place> placesInOrder(const HelperPlaces& places) {
+    std::vector<Place> order;
+    const auto addFiles = [&](const Paths& files) {
+        for (const fs::path& file : files)
+            order.push_back({file, [file] { return Paths{file}; }});
+    };
+    const auto addLinks = [&](const Paths& links) {
+        for (const fs::path& link : links)
+            order.push_back({link, [&places, link] { return inPackagesBehind(link, places); }});
+    };
+    addFiles(insideApplications(places.applications));
+    order.push_back({{}, [&places] { return inRunningApplications(places); }});
+    addFiles(places.executables);
+    for (const fs::path& root : places.packageRoots)
+        order.push_back({root, [&places, root] { return inPackages({root}, places); }});
+    const Paths commands = onSearchPath(places);
+    addLinks(places.executables);
+    addLinks(commands);
+    addFiles(commands);
+    for (const PackageFolders& manager : places.managedPackages)
+        order.push_back({manager.base, [&places, &manager] {
+                             return inPackages(packageFolders(manager), places);
+                         }});
     for (const fs::path& folder : places.extensionFolders)
-        for (const std::string& extension : lastExtensions(folder))
-            for (const fs::path& helper : places.extensionHelpers)
-                helpers.push_back(folder / extension / helper);
-    return helpers;
+        order.push_back({folder, [&places, folder] { return inExtensions(folder, places); }});
+    return order;
 }
 
 } // namespace
 
 CodexLocator::CodexLocator(HelperPlaces where) : places(std::move(where)) {}
 
-std::vector<fs::path> CodexLocator::candidates(const std::optional<fs::path>& preferred) const {
+Paths CodexLocator::candidates(const std::optional<fs::path>& preferred) const {
     Paths found;
-    const auto take = [&](const Paths& paths) {
-        for (const fs::path& path : paths) {
-            if (found.size() == maximumCandidates)
-                return;
-            auto helper = resolve(path);
-            if (helper && std::find(found.begin(), found.end(), *helper) == found.end())
-                found.push_back(std::move(*helper));
-        }
+    const auto take = [&found](std::optional<fs::path> helper) {
+        if (helper && std::find(found.begin(), found.end(), *helper) == found.end())
+            found.push_back(std::move(*helper));
+        return found.size() == maximumCandidates;
     };
     if (preferred)
-        take({*preferred});
-    for (const auto kind : {inApplications, inRunningApplications, atFixedPlaces, inPackages,
-                            onSearchPath, inExtensions})
-        if (found.size() < maximumCandidates)
-            take(kind(places));
+        take(resolve(*preferred));
+    for (const Place& place : placesInOrder(places))
+        for (const fs::path& file : place.files())
+            if (take(nativeHelper(file)))
+                return found;
     return found;
 }
 
 std::optional<fs::path> CodexLocator::resolve(const fs::path& chosen) const {
-    const fs::path place = isApplication(chosen) ? chosen / helperInApplication : chosen;
+    if (auto helper = nativeHelper(isApplication(chosen) ? chosen / helperInApplication : chosen))
+        return helper;
+    for (const fs::path& file : inPackagesBehind(chosen, places))
+        if (auto helper = nativeHelper(file))
+            return helper;
+    return std::nullopt;
+}
+
+std::optional<fs::path> CodexLocator::nativeHelper(const fs::path& place) const {
     // Asked first, since most places hold nothing and this is the cheapest way to see it.
     if (!isExecutableFile(place))
         return std::nullopt;

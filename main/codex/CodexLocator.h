@@ -26,13 +26,17 @@ class CodexLocator {
     std::vector<std::filesystem::path>
     candidates(const std::optional<std::filesystem::path>& preferred = std::nullopt) const;
 
-    /// The helper that `chosen` stands for, its path absolute and without links: the file itself
-    /// or, of an application, the helper inside. Absent unless that is an executable regular file
-    /// for this processor, and its own name, not that of a link, is "codex" or begins with
-    /// "codex-".
+    /// The helper that `chosen` stands for, its path absolute and without links: the file itself;
+    /// of an application, the helper inside; of a link or a script that a package manager has put
+    /// somewhere, of the package's folder and of anything inside it, the helper in the package.
+    ///
+    /// Absent unless that is an executable regular file for this processor, and its own name, not
+    /// that of a link, is "codex" or begins with "codex-".
     std::optional<std::filesystem::path> resolve(const std::filesystem::path& chosen) const;
 
   private:
+    std::optional<std::filesystem::path> nativeHelper(const std::filesystem::path& place) const;
+
     HelperPlaces places;
 };
 

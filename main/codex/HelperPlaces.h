@@ -1,5 +1,7 @@
 #pragma once
 
+#include "codex/PackageFolders.h"
+
 #include <filesystem>
 #include <functional>
 #include <set>
@@ -29,10 +31,12 @@ struct HelperPlaces {
     std::vector<std::filesystem::path> executables;    ///< fixed places of the helper itself
     std::vector<std::filesystem::path> packageRoots;   ///< folders of packages, "node_modules"
     std::vector<std::filesystem::path> packageHelpers; ///< relative to such a folder
-    /// The package whose folder of packages is also looked for behind each link "codex" in a folder
-    /// of the search path; empty where such links are not followed up.
+    /// The package whose folder of packages is also looked for behind each link that stands at a
+    /// fixed place or as "codex" in a folder of the search path; empty where such links are not
+    /// followed up.
     std::string linkedPackage;
-    std::string searchPath;                              ///< as in PATH
+    std::string searchPath;                      ///< as in PATH
+    std::vector<PackageFolders> managedPackages; ///< folders of packages of each package manager
     std::vector<std::filesystem::path> extensionFolders; ///< folders of editor extensions
     std::vector<std::filesystem::path> extensionHelpers; ///< relative to an extension
     HelperFormat format;
@@ -45,6 +49,8 @@ struct HelperSurroundings {
     std::filesystem::path home;
     std::string searchPath;
     RunningBundles runningBundles;
+    /// The value of an environment variable, empty when it is not set; not asked when null.
+    std::function<std::string(const char* name)> environment;
 };
 
 /// The places on a Mac with an arm64 processor.

@@ -9,7 +9,6 @@
 #include <QLabel>
 
 #include <memory>
-#include <system_error>
 
 namespace tallywick {
 
@@ -52,14 +51,6 @@ class FileDialog final : public QFileDialog {
     }
 };
 
-/// The file that the path leads to.
-std::filesystem::path targetOf(const QString& path) {
-    const std::filesystem::path chosen(QFile::encodeName(path).toStdString());
-    std::error_code error;
-    const std::filesystem::path target = std::filesystem::canonical(chosen, error);
-    return error ? chosen : target;
-}
-
 } // namespace
 
 std::optional<std::filesystem::path> FileOpenPanel::chooseFile(const std::string& title,
@@ -73,7 +64,7 @@ std::optional<std::filesystem::path> FileOpenPanel::chooseFile(const std::string
     const std::unique_ptr<FileDialog> owned(dialog.data());
     if (!owned || !isAccepted || owned->selectedFiles().isEmpty())
         return std::nullopt;
-    return targetOf(owned->selectedFiles().front());
+    return QFile::encodeName(owned->selectedFiles().front()).toStdString();
 }
 
 } // namespace tallywick

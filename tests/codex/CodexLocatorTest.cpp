@@ -8,7 +8,9 @@
 
 #include <sys/stat.h>
 
+#include <algorithm>
 #include <fstream>
+#include <map>
 #include <string>
 #include <vector>
 
@@ -37,6 +39,7 @@ struct Machine {
     std::string native = elfX86;
     std::string searchPath = {};
     RunningBundles runningBundles = {};
+    std::map<std::string, std::string> environment = {};
     TemporaryFolder folder = {};
 
     /// The path of a name, once the folder that it lies in is there.
@@ -60,7 +63,12 @@ struct Machine {
             searchPath += ":" + (folder / name).string();
     }
     CodexLocator locator() const {
-        const HelperSurroundings here{folder / "root", folder / "home", searchPath, runningBundles};
+        const auto value = [this](const std::string& name) {
+            const auto found = environment.find(name);
+            return found == environment.end() ? "" : found->second;
+        };
+        const HelperSurroundings here{folder / "root", folder / "home", searchPath, runningBundles,
+                                      value};
         return CodexLocator(processor == "Mac" ? macHelperPlaces(here)
                                                : linuxHelperPlaces(here, processor));
     }
@@ -85,6 +93,10 @@ struct Machine {
     }
 };
 
+/// Where npm has put the helper since 0.133, in a folder of packages.
+const std::string packagedHelper =
+    "@openai/codex-linux-x64/vendor/x86_64-unknown-linux-musl/bin/codex";
+
 TEST(CodexLocator, LooksAtThePlacesOfAMacInTheirOrder) {
     Machine machine{"Mac", machArm};
     machine.runningBundles = [&](const Names&) { return std::vector{machine / "running.app"}; };
@@ -101,28 +113,76 @@ TEST(CodexLocator, LooksAtThePlacesOfLinuxInTheirOrder) {
     const auto expect = [](Machine&& machine, const std::string& triple, const std::string& cpu) {
         machine.link("versions/7/bin/codex", "../lib/node_modules/@openai/codex/bin/codex.js");
         machine.search({"search/b", "versions/7/bin", "search/a"});
-        Names order{"home/.local/bin/codex", "root/usr/local/bin/codex", "root/usr/bin/codex"};
+        const std::string homebrew = "root/home/linuxbrew/.linuxbrew";
+        Names order{"home/.local/bin/codex", "root/usr/local/bin/codex", "root/usr/bin/codex",
+                    homebrew + "/bin/codex"};
         const std::string own = "codex-linux-" + cpu;
         const std::string inside = "codex/node_modules/@openai/" + own;
         const std::string vendor = "vendor/" + triple + "-unknown-linux-musl";
-        for (const std::string root :
-             {"root/usr/local", "root/usr", "home/.npm-global", "versions/7"})
+        for (const std::string& root : {"root/usr/local"s, "root/usr"s, "home/.npm-global"s,
+                                        "home/.local"s, homebrew, "versions/7"s})
             for (const std::string& package : {"codex"s, inside, own})
                 for (const char* helper : {"bin/codex", "codex/codex"})
                     order.push_back(fs::path(root) / "lib/node_modules/@openai" / package / vendor
                                     / helper);
         const std::string extension = "/extensions/openai.chatgpt-4/bin/linux-" + triple + "/codex";
-        order.insert(order.end(), {"search/b/codex", "search/a/codex", "home/.vscode" + extension,
-                                   "home/.cursor" + extension});
+        order.insert(order.end(), {"search/b/codex", "search/a/codex",
+                                   "home/.bun/install/global/node_modules/@openai/" + own + "/"
+                                       + vendor + "/bin/codex"});
+        for (const std::string editor : {".vscode", ".cursor", ".vscode-server", ".vscode-insiders",
+                                         ".vscode-oss", ".windsurf"})
+            order.push_back("home/" + editor + extension);
         machine.expectOrder(order);
     };
     expect(Machine{}, "x86_64", "x64");
     expect(Machine{"arm64", elfArm}, "aarch64", "arm64");
 }
 
+/// Each package manager's folders of packages, in the order in which they are looked at.
+TEST(CodexLocator, LooksAtWhatPackageManagersKeepTheNewestVersionFirst) {
+    const struct {
+        std::string variable;
+        std::string usual;
+        Names folders;
+    } managers[] = {
+        {"PNPM_HOME",
+         ".local/share/pnpm",
+         {"global/v11/b", "global/v11/a", "global/10/.pnpm", "global/9/.pnpm", "global/9"}},
+        {"VOLTA_HOME", ".volta", {"tools/image/packages/@openai/codex/lib"}},
+        {"NVM_DIR",
+         ".nvm",
+         {"versions/node/v22.1/lib", "versions/node/v20.10.0/lib", "versions/node/v20.9.1/lib",
+          "versions/node/v20.9.0/lib"}},
+        {"FNM_DIR", ".local/share/fnm", {"node-versions/v20/installation/lib"}},
+        {"ASDF_DATA_DIR", ".asdf", {"installs/nodejs/20.09/lib", "installs/nodejs/20.8/lib"}},
+        {"MISE_DATA_DIR",
+         ".local/share/mise",
+         {"installs/node/20/lib", "installs/npm-openai-codex/0.169.0/lib",
+          "installs/npm-openai-codex/0.169.0", "installs/npm-openai-codex/0.169.0/v11/1"}},
+        {"BUN_INSTALL", ".bun", {"install/global"}},
+    };
+    for (const bool moved : {false, true}) {
+        Machine machine;
+        Names order;
+        for (const auto& [variable, usual, folders] : managers) {
+            const std::string base = moved ? "moved/" + variable : "home/" + usual;
+            machine.environment[variable] = moved ? (machine / base).string() : "relative";
+            for (const std::string& folder : folders)
+                order.push_back(base + "/" + folder + "/node_modules/" + packagedHelper);
+        }
+        machine.link(moved ? "moved/NVM_DIR/versions/node/lts" : "home/.nvm/versions/node/lts",
+                     "./v20.9.0"); // else its version would come first
+        machine.expectOrder(order);
+    }
+}
+
 TEST(CodexLocator, ResolvesOnlyNativeExecutablesOfTheRightName) {
     qputenv("PATH", "/a:/b");
-    EXPECT_EQ(systemHelperPlaces().searchPath, "/a:/b");
+    qputenv("NVM_DIR", "/moved");
+    const HelperPlaces here = systemHelperPlaces();
+    EXPECT_EQ(here.searchPath, "/a:/b");
+    EXPECT_TRUE(std::ranges::any_of(here.managedPackages,
+                                    [](const auto& manager) { return manager.base == "/moved"; }));
     const Machine machine;
     machine.plant({"bin/codex", "bin/codex-1", "bin/other", "bin/codexes", "bin/Codex",
                    "A.APP/Contents/Resources/codex", "folder/codex/file", "plain/codex"});
@@ -148,6 +208,49 @@ TEST(CodexLocator, ResolvesOnlyNativeExecutablesOfTheRightName) {
           "renamed/codex", "looping/codex", "device/codex", "fifo/codex"})
         EXPECT_EQ(machine.resolve(refused), "") << refused;
     EXPECT_EQ(machine.locator().resolve(""), std::nullopt);
+}
+
+TEST(CodexLocator, LooksBehindALinkAShimAndThePackage) {
+    const Machine machine;
+    const std::string packages = "/node_modules/";
+    const std::string script = "@openai/codex/bin/codex.js";
+    const std::string npm = "npm/lib" + packages + "@openai/codex/node_modules/" + packagedHelper;
+    const std::string asdf = "home/.asdf/installs/nodejs/20/lib" + packages + packagedHelper;
+    const std::string mise =
+        "home/.local/share/mise/installs/npm-openai-codex/1/lib" + packages + packagedHelper;
+    const std::string store = "home/.local/share/pnpm/store/main" + packages;
+    const std::string pnpm = "home/.local/share/pnpm/global/v11/1" + packages + "@openai/codex";
+    machine.plant({npm, asdf, mise, store + packagedHelper, "tools/mise"});
+    for (const char* text :
+         {"npm/lib/node_modules/@openai/codex/bin/codex.js", "home/.local/share/pnpm/bin/codex",
+          "home/.asdf/shims/codex", "home/.asdf/shims/node", "npm/lib/node_modules/other/codex"})
+        machine.put(text, "#!/bin/sh\n");
+    machine.put(store + script, "#!/usr/bin/env node\n");
+    machine.link("npm/bin/codex", "../lib/node_modules/@openai/codex/bin/codex.js");
+    machine.link("own/codex", machine / "npm/bin/codex");
+    machine.link("alias", "npm/lib/node_modules/@openai/codex");
+    machine.link("home/.local/share/mise/shims/codex", machine / "tools/mise");
+    machine.link(pnpm, machine / (store + "@openai/codex"));
+    const struct {
+        std::string chosen;
+        std::string helper;
+    } cases[] = {{"npm/bin/codex", npm},
+                 {"own/codex", npm},
+                 {"npm/lib/node_modules/@openai/codex/bin/codex.js", npm},
+                 {"npm/lib/node_modules/@openai/codex", npm},
+                 {"npm/lib/node_modules/@openai/codex/", npm},
+                 {"alias", npm},
+                 {"alias/bin/codex.js", npm},
+                 {"home/.asdf/installs/nodejs/20/lib/node_modules/@openai/codex-linux-x64", asdf},
+                 {"home/.asdf/shims/codex", asdf},
+                 {"home/.local/share/mise/shims/codex", mise},
+                 {"home/.local/share/pnpm/bin/codex", store + packagedHelper},
+                 {pnpm, store + packagedHelper},
+                 {"home/.asdf/shims/node", ""},
+                 {"npm/lib/node_modules/other/codex", ""},
+                 {"tools/mise", ""}};
+    for (const auto& [chosen, helper] : cases)
+        EXPECT_EQ(machine.resolve(chosen), helper) << chosen;
 }
 
 TEST(CodexLocator, PutsTheChoiceFirstAndNamesEveryFileOnce) {
@@ -179,11 +282,11 @@ TEST(CodexLocator, LooksAtTheFirst24PartsOfTheSearchPath) {
     EXPECT_EQ(count(fs::relative(part)), 0);
 }
 
-TEST(CodexLocator, FollowsLinksOfTheSearchPathIntoPackages) {
+TEST(CodexLocator, FollowsLinksIntoPackages) {
     const std::string script = "../lib/node_modules/@openai/codex/bin/codex.js";
-    const std::string helper =
-        "/node_modules/@openai/codex-linux-x64/vendor/x86_64-unknown-linux-musl/bin/codex";
+    const std::string helper = "/node_modules/" + packagedHelper;
     Machine machine;
+    machine.link("home/.local/bin/codex", "../share/fixed/node_modules/@openai/codex/bin/codex.js");
     machine.search({"loop/bin", "other/bin", "global/bin", "linked/bin", "own/bin"});
     machine.link("loop/bin/codex", "codex");
     machine.link("other/bin/codex", "../lib/node_modules/codex/codex");
@@ -193,13 +296,20 @@ TEST(CodexLocator, FollowsLinksOfTheSearchPathIntoPackages) {
     machine.link("own/bin/codex", "../../project/node_modules/.bin/codex");
     machine.link("project/node_modules/.bin/codex", "../@openai/codex/bin/codex.js");
     machine.plant({"loop/lib" + helper, "other/lib" + helper});
-    const Names found{"global/lib" + helper, "deep/er/lib" + helper, "project" + helper};
-    machine.plant(found);
-    EXPECT_EQ(machine.candidates(), found);
+    machine.expectOrder({"home/.local/share/fixed" + helper, "global/lib" + helper,
+                         "deep/er/lib" + helper, "project" + helper});
 }
 
-TEST(CodexLocator, LooksAtTheLastSixExtensionsByName) {
+TEST(CodexLocator, LooksAtTheLastSixExtensionsByNameAndAtTheNewest48Versions) {
     const Machine machine;
+    const auto inVersion = [](int number) {
+        return "home/.nvm/versions/node/v" + std::to_string(number) + "/lib/node_modules/"
+               + packagedHelper;
+    };
+    for (int number = 2; number < 50; ++number)
+        fs::create_directories((machine / inVersion(number)).parent_path());
+    machine.plant({inVersion(1)});
+    EXPECT_EQ(machine.candidates(), Names{}) << "a 49th was looked at";
     // No folder at all, and never answers.
     ASSERT_EQ(::mkfifo((machine / "home/.vscode/extensions").c_str(), 0777), 0);
     Names names;

@@ -38,24 +38,16 @@ void choose(QFileDialog& dialog, const fs::path& path) {
     static_cast<QDialog&>(dialog).accept();
 }
 
-TEST(FileOpenPanel, TakesFilesAndApplicationBundlesAndFollowsLinks) {
+TEST(FileOpenPanel, TakesFilesLinksAndApplicationBundles) {
     const testing::TemporaryFolder folder;
     std::ofstream(folder / "codex") << "a program";
     std::ofstream(folder / ".hidden") << "a program";
     fs::create_symlink(folder / "codex", folder / "link");
     fs::create_directories(folder / "Some.app" / "Contents");
     fs::create_symlink(folder / "Some.app", folder / "Alias.app");
-    const struct {
-        std::string chosen;
-        std::string result;
-    } cases[] = {{".hidden", ".hidden"},
-                 {"link", "codex"},
-                 {"Some.app", "Some.app"},
-                 {"Alias.app", "Some.app"}};
-    for (const auto& row : cases)
-        EXPECT_EQ(chooseFile([&](QFileDialog& dialog) { choose(dialog, folder / row.chosen); }),
-                  folder / row.result)
-            << row.chosen;
+    for (const char* name : {".hidden", "link", "Some.app", "Alias.app"})
+        EXPECT_EQ(chooseFile([&](QFileDialog& dialog) { choose(dialog, folder / name); }),
+                  folder / name);
     // Any other folder is entered.
     EXPECT_EQ(chooseFile([&](QFileDialog& dialog) { choose(dialog, folder.path()); }),
               std::nullopt);

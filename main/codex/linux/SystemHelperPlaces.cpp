@@ -21,6 +21,7 @@ HelperPlaces systemHelperPlaces() {
             bundles.push_back(application.bundle);
         return bundles;
     };
+    surroundings.environment = [](const char* name) { return qgetenv(name).toStdString(); };
     // Qt's names of the two processors are the readers' names too.
     return linuxHelperPlaces(surroundings, QSysInfo::buildCpuArchitecture().toStdString());
 }
