@@ -56,17 +56,31 @@ Texts textsOf(ConnectionIssue issue) {
     return {};
 }
 
+bool mentions(const QString& message, std::initializer_list<const char*> keywords) {
+    return std::any_of(keywords.begin(), keywords.end(), [&](const char* keyword) {
+        return message.contains(QLatin1String(keyword));
+    });
+}
+
+/// Whether a message says that nothing has reached the service: a request could not be sent, or
+/// finding or connecting to it timed out.
+bool tellsOfNoWay(const QString& message) {
+    return mentions(message, {"error sending request", "failed to send", "could not send",
+                              "could not be sent"})
+           || (mentions(message, {"discovery", "connect"})
+               && mentions(message, {"timed out", "timeout"}));
+}
+
 /// Helpers give some failures a code and others only a message that mentions one, so both count.
+/// But a number in a message that tells of no way to the service is none of its answers: it may
+/// stand in the address that was tried.
 ConnectionIssue classifyErrorResponse(const BridgeFailure& failure) {
     const QString message = QString::fromStdString(failure.message()).toLower();
+    const bool noWay = tellsOfNoWay(message);
     const auto matches = [&](int number) {
         const QString pattern = QStringLiteral("(?<![0-9])%1(?![0-9])").arg(number);
-        return failure.code() == number || message.contains(QRegularExpression(pattern));
-    };
-    const auto mentions = [&](std::initializer_list<const char*> keywords) {
-        return std::any_of(keywords.begin(), keywords.end(), [&](const char* keyword) {
-            return message.contains(QLatin1String(keyword));
-        });
+        return failure.code() == number
+               || (!noWay && message.contains(QRegularExpression(pattern)));
     };
     constexpr int methodNotFound = -32601; // JSON-RPC 2.0
 
@@ -76,9 +90,13 @@ ConnectionIssue classifyErrorResponse(const BridgeFailure& failure) {
         return ConnectionIssue::throttled;
     if (failure.code() == methodNotFound)
         return ConnectionIssue::incompatible;
-    if (matches(401) || mentions({"token expired", "refresh token", "not authenticated"}))
+    if (matches(401))
         return ConnectionIssue::authentication;
-    if (mentions({"network", "connect", "dns"}))
+    if (noWay)
+        return ConnectionIssue::offline;
+    if (mentions(message, {"token expired", "refresh token", "not authenticated"}))
+        return ConnectionIssue::authentication;
+    if (mentions(message, {"network", "connect", "dns"}))
         return ConnectionIssue::offline;
     return ConnectionIssue::invalidResponse;
 }

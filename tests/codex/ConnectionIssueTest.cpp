@@ -41,6 +41,13 @@ TEST(ConnectionIssue, IsFoundForWhateverWasThrown) {
         {error(noCode, "Not authenticated: cannot connect"), authentication},
         {error(noCode, "NETWORK down"), offline},
         {error(noCode, "DNS lookup"), offline},
+        // What helpers really say. A number in an address is no answer of the service.
+        {error(-32603, "workspace routing discovery timed out"), offline},
+        {error(-32603, "Error sending request for url (https://x.example/401/403)"), offline},
+        {error(noCode, "refresh token: request could not be sent (429)"), offline},
+        {error(noCode, "connection to 192.0.2.401 timed out"), offline},
+        {error(403, "error sending request"), forbidden},
+        {error(noCode, "the reading timed out: 401"), authentication},
     };
     for (const auto& [failure, issue] : failures)
         EXPECT_EQ(issueOf(failure), issue) << failure.description();

@@ -10,14 +10,18 @@ namespace {
 
 /// The state with the sample helper as a process of its own, in one of its scenarios.
 struct RealHelper : StateHarness {
-    explicit RealHelper(const char* scenario) {
+    RealHelper(const char* scenario, const char* accountCheck) {
         setenv("TALLYWICK_SAMPLE", scenario, 1);
+        setenv("TALLYWICK_SAMPLE_CHECK", accountCheck, 1);
         candidates = {SAMPLE_HELPER};
         realTransports = codexBridgeFactory();
         now = systemNow(); // the helper has a clock of its own
         start();
     }
-    ~RealHelper() { unsetenv("TALLYWICK_SAMPLE"); }
+    ~RealHelper() {
+        unsetenv("TALLYWICK_SAMPLE");
+        unsetenv("TALLYWICK_SAMPLE_CHECK");
+    }
 };
 
 TEST(SampleHelper, EachScenarioBecomesAStatus) {
@@ -27,8 +31,11 @@ TEST(SampleHelper, EachScenarioBecomesAStatus) {
         std::string_view status; ///< how it begins
         bool quota, tokens;
         int launches;
+        const char* accountCheck = ""; ///< seconds that the service takes for it
     } cases[] = {
         {"default", "LIVE", "LIVE · Synced ", true, true, 1},
+        {"default", "LIVE", "LIVE · Synced ", true, true, 1, "0"},
+        {"default", "LIVE", "LIVE · Synced ", true, true, 1, "0.7"},
         {"old-helper", "LIVE", "LIVE · Synced ", true, false, 1},
         {"no-weekly-window", "STATUS", "Connected · Weekly allowance unavailable", false, true, 1},
         {"signed-out", "STATUS", sentence(ConnectionIssue::signedOut), false, false, 2},
@@ -41,7 +48,7 @@ TEST(SampleHelper, EachScenarioBecomesAStatus) {
     };
     for (const auto& row : cases) {
         SCOPED_TRACE(row.scenario);
-        RealHelper harness(row.scenario);
+        RealHelper harness(row.scenario, row.accountCheck);
         const UtilityFields& fields = harness.fields();
         EXPECT_EQ(statusBadge(fields.status, false), row.badge);
         EXPECT_TRUE(fields.status.starts_with(row.status)) << fields.status;

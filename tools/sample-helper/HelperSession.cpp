@@ -15,8 +15,8 @@ using namespace std::chrono_literals;
 
 // What a real helper takes.
 constexpr auto initializeDelay = 60ms;
-constexpr auto announcementDelay = 1500us; ///< after the answer to "initialize"
-constexpr auto accountDelay = 5ms;
+constexpr auto knownAccountDelay = 5ms;
+constexpr auto checkedAccountDelay = 100us; ///< after the check for which it has waited
 constexpr auto allowanceDelay = 90ms;
 constexpr auto usageDelay = 140ms;
 constexpr auto loginDelay = 40ms;
@@ -97,9 +97,11 @@ struct HelperSession::Method {
     void (HelperSession::*run)(const Json& id, const Json& params);
 };
 
-HelperSession::HelperSession(const Scenario& theScenario, Clock theClock, EventLoop& theLoop)
-    : scenario(theScenario), clock(std::move(theClock)), loop(theLoop), session(scenario.session),
-      accountSeen(now()), account(accountAt(scenario, accountSeen)) {}
+HelperSession::HelperSession(const Scenario& theScenario, Clock theClock, Delay theAccountCheck,
+                             EventLoop& theLoop)
+    : scenario(theScenario), clock(std::move(theClock)), accountCheck(theAccountCheck),
+      loop(theLoop), session(scenario.session), accountSeen(now()),
+      account(accountAt(scenario, accountSeen)) {}
 
 void HelperSession::receive(std::string_view line) {
     const std::optional<Json> message = parseJson(line);
@@ -156,11 +158,21 @@ void HelperSession::initialize(const Json& id, const Json& params) {
         notify("configWarning", {{"summary", "This helper is a sample."}, {"details", nullptr}});
         notify("remoteControl/status/changed",
                {{"status", "disabled"}, {"installationId", nullptr}});
-        if (session != Scenario::Session::none)
-            loop.after(announcementDelay, [this] { announceAccount(); });
         if (scenario.switchesAccount)
             scheduleAccountSwitch();
     });
+    if (session != Scenario::Session::none && scenario.checksAccount)
+        checkAccount();
+}
+
+/// The service's answer to it, when there is one, is reported at once.
+void HelperSession::checkAccount() {
+    const Delay length = initializeDelay + accountCheck;
+    loop.after(length, [this] {
+        if (scenario.service != Scenario::Service::unreachable)
+            announceAccount();
+    });
+    checkEnds = SteadyClock::now() + length; // not before the report
 }
 
 void HelperSession::announceAccount() {
@@ -182,7 +194,7 @@ void HelperSession::scheduleAccountSwitch() {
 }
 
 void HelperSession::readAccount(const Json& id, const Json& params) {
-    const Delay delay = readingDelay(accountDelay);
+    const Delay delay = accountDelay();
     if (scenario.service == Scenario::Service::unreachable)
         return refuse(id, delay, *refusal());
     if (boolMember(params, "refreshToken").value_or(false))
@@ -238,7 +250,12 @@ std::optional<HelperSession::RpcError> HelperSession::refusal() const {
     case forbids:
         return RpcError{internalError, "the usage service answered 403 Forbidden"};
     case unreachable:
-        return RpcError{internalError, "error sending request: dns error, no such host"};
+        return RpcError{internalError, "error sending request for url "
+                                       "(https://service.example.invalid/accounts/check/401)"};
+    case isOutOfOrder:
+        if (now() / outageTurn % 2 == 0)
+            return std::nullopt;
+        return RpcError{internalError, "unexpected status 500 Internal Server Error"};
     case answersWithPage:
         return RpcError{internalError, pageMessage(account)};
     case works:
@@ -252,6 +269,12 @@ std::optional<HelperSession::RpcError> HelperSession::refusal() const {
 
 HelperSession::Delay HelperSession::readingDelay(Delay usual) const {
     return scenario.slow ? usual + slowness : usual;
+}
+
+/// An account that is still being checked waits for that.
+HelperSession::Delay HelperSession::accountDelay() const {
+    const auto check = std::chrono::ceil<Delay>(checkEnds - SteadyClock::now());
+    return readingDelay(check > 0us ? check + checkedAccountDelay : knownAccountDelay);
 }
 
 /// Asks the client for the tokens that it is said to hold. The reading goes on with its reply.

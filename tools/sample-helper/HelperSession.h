@@ -18,7 +18,14 @@ namespace tallywick::sample {
 /// has run; the scenario lives longer.
 class HelperSession {
   public:
-    HelperSession(const Scenario& scenario, Clock clock, EventLoop& loop);
+    using Delay = std::chrono::microseconds;
+
+    /// What the check takes where the service is near.
+    static constexpr Delay usualAccountCheck{1500};
+
+    /// `accountCheck` is the time from the answer to "initialize" until the service has answered
+    /// the helper's own check of the account.
+    HelperSession(const Scenario& scenario, Clock clock, Delay accountCheck, EventLoop& loop);
     HelperSession(const HelperSession&) = delete;
     HelperSession& operator=(const HelperSession&) = delete;
 
@@ -26,7 +33,7 @@ class HelperSession {
     void receive(std::string_view line);
 
   private:
-    using Delay = std::chrono::microseconds;
+    using SteadyClock = std::chrono::steady_clock;
 
     struct RpcError {
         int code;
@@ -48,7 +55,9 @@ class HelperSession {
     void requestTokens(const Json& waitingId);
     std::optional<RpcError> refusal() const;
     Delay readingDelay(Delay usual) const;
+    Delay accountDelay() const;
 
+    void checkAccount();
     void announceAccount();
     void scheduleAccountSwitch();
     void closeLogin(bool success);
@@ -62,12 +71,14 @@ class HelperSession {
 
     const Scenario& scenario;
     const Clock clock;
+    const Delay accountCheck;
     EventLoop& loop;
 
     bool initialized = false;
-    Scenario::Session session; ///< changes with a sign-in
-    Second accountSeen;        ///< when `account` was looked up
-    SampleAccount account;     ///< whose session it is, if anybody's
+    SteadyClock::time_point checkEnds; ///< of the check of the account, if there is one
+    Scenario::Session session;         ///< changes with a sign-in
+    Second accountSeen;                ///< when `account` was looked up
+    SampleAccount account;             ///< whose session it is, if anybody's
     bool tokensRefreshed = false;
     int allowancesRead = 0;
     int loginsStarted = 0;

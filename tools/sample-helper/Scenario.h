@@ -23,6 +23,7 @@ struct Scenario {
         throttles,           ///< 429
         forbids,             ///< 403
         unreachable,         ///< the account cannot be read either
+        isOutOfOrder,        ///< 500, every other `outageTurn`
         answersWithPage,     ///< an error that quotes an e-mail address and a long page
         hangs,               ///< the allowance is never answered
         crashes              ///< the helper dies while it answers the allowance
@@ -40,6 +41,7 @@ struct Scenario {
     std::string_view missingMethod = {}; ///< a method that this helper is too old to know
     std::string_view workspaceId = {};
     bool slow = false;
+    bool checksAccount = true;    ///< and reports it, as helpers from 0.13x on do
     bool switchesAccount = false; ///< every `accountTurn`
     bool usedUp = false;
     bool longHistory = false; ///< ten years of days
@@ -47,6 +49,9 @@ struct Scenario {
 
 /// How long each of the two accounts of a switching helper stays.
 inline constexpr Second accountTurn = 180;
+
+/// How long a service that is out of order by turns works, and how long it does not.
+inline constexpr Second outageTurn = 90;
 
 /// All scenarios, the default first.
 std::span<const Scenario> scenarios();

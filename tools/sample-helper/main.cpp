@@ -46,6 +46,19 @@ std::optional<Clock> clockFrom(std::string_view text) {
     };
 }
 
+/// The seconds that the text names; absent when it names none up to a minute.
+std::optional<HelperSession::Delay> checkFrom(std::string_view text) {
+    if (text.empty())
+        return HelperSession::usualAccountCheck;
+    double seconds = 0;
+    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), seconds);
+    constexpr double longest = 60;
+    if (error != std::errc() || end != text.data() + text.size()
+        || !(seconds >= 0 && seconds <= longest))
+        return std::nullopt;
+    return std::chrono::duration_cast<HelperSession::Delay>(std::chrono::duration<double>(seconds));
+}
+
 int serve() {
     const std::string_view wanted = environment("TALLYWICK_SAMPLE");
     const Scenario* scenario = wanted.empty() ? &scenarios().front() : findScenario(wanted);
@@ -59,10 +72,15 @@ int serve() {
         std::cerr << "codex: TALLYWICK_SAMPLE_NOW is no second from year 2000 to 3000\n";
         return wrongUse;
     }
+    const auto accountCheck = checkFrom(environment("TALLYWICK_SAMPLE_CHECK"));
+    if (!accountCheck) {
+        std::cerr << "codex: TALLYWICK_SAMPLE_CHECK is no number of seconds up to 60\n";
+        return wrongUse;
+    }
     std::cerr << "\x1b[1;33mSample helper\x1b[0m with a made-up account: " << scenario->name
               << '\n';
     EventLoop loop;
-    HelperSession session(*scenario, *clock, loop);
+    HelperSession session(*scenario, *clock, *accountCheck, loop);
     return loop.run([&session](std::string_view line) { session.receive(line); });
 }
 
