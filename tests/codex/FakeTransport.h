@@ -97,9 +97,11 @@ class FakeTransport : public AccountTransport {
     const BridgeEventHandler emit;
 
     void changeAccount() {
-        ++changes;
+        countReport();
         emit(AccountChanged{script.mode});
     }
+    /// As much of a report as is known before its event comes.
+    void countReport() { ++changes; }
     void waitUntilClosed() { closing.get_future().wait(); }
 
     std::optional<std::string> mode() const override {
