@@ -1,7 +1,9 @@
 #include "base/Json.h"
 
 #include <limits>
+#include <set>
 #include <utility>
+#include <vector>
 
 namespace tallywick {
 
@@ -131,6 +133,23 @@ std::optional<std::string> memberNumberText(std::string_view text, std::string_v
     if (!Json::sax_parse(text.begin(), text.end(), &listener))
         return std::nullopt;
     return std::move(listener.text);
+}
+
+bool repeatsMemberName(std::string_view text) {
+    bool repeats = false;
+    std::vector<std::set<std::string>> openObjects;
+    const auto look = [&](int, Json::parse_event_t event, const Json& parsed) {
+        if (event == Json::parse_event_t::object_start)
+            openObjects.emplace_back();
+        else if (event == Json::parse_event_t::object_end)
+            openObjects.pop_back();
+        else if (event == Json::parse_event_t::key)
+            repeats |= !openObjects.back().insert(parsed.get<std::string>()).second;
+        return true;
+    };
+    constexpr bool throwOnError = false;
+    const Json value = Json::parse(text.begin(), text.end(), look, throwOnError);
+    return repeats;
 }
 
 std::optional<std::int64_t> integerValue(const Json* value) {

@@ -44,6 +44,11 @@ std::optional<bool> boolMember(const Json& value, std::string_view name);
 /// bits. Absent when the member is anything else. `text` must be one that `parseJson` accepts.
 std::optional<std::string> memberNumberText(std::string_view text, std::string_view name);
 
+/// Whether an object anywhere in the JSON value `text` has two members of the same name once
+/// escapes are read, of which a value keeps the last alone. `text` must be one that `parseJson`
+/// accepts.
+bool repeatsMemberName(std::string_view text);
+
 /// The strict reading of an integer: a number written without fraction or exponent that fits a
 /// signed 64-bit integer. Null, booleans, strings and 40.0 or 4e1 are not integers.
 std::optional<std::int64_t> integerValue(const Json* value);
