@@ -22,7 +22,7 @@ TEST(BuiltBundle, isACompleteSealedCopyOfTheProjectsVersionAndNoPreview) {
     ASSERT_TRUE(information);
     EXPECT_EQ(information->value("CFBundleShortVersionString", ""), Product::version);
     EXPECT_EQ(information->value("CFBundleIconFile", ""), "CorvaneIcon");
-    EXPECT_EQ(information->value("LSMinimumSystemVersion", ""), "13.0");
+    EXPECT_EQ(information->value("LSMinimumSystemVersion", ""), "6.1");
     EXPECT_FALSE(information->contains("CorvanePreview"));
     const std::string program = readAll(builtBundle() / Product::executablePath);
     EXPECT_FALSE(ElfArchitectures::architectures(program).empty());

@@ -15,7 +15,7 @@ inline std::filesystem::path makeSampleBundle(const std::filesystem::path& paren
                     {"CFBundleExecutable", "CorvaneUtility"},
                     {"CFBundleShortVersionString", "0.6.0"},
                     {"CFBundleVersion", "1"},
-                    {"LSMinimumSystemVersion", "13.0"}};
+                    {"LSMinimumSystemVersion", "6.1"}};
     dictionary.merge_patch(information);
     std::filesystem::path bundle = parent / name;
     std::filesystem::create_directories(bundle / "Contents/MacOS");
