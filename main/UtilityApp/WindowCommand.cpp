@@ -12,6 +12,7 @@
 #include "views/Figure.h"
 #include "views/FileOpenPanel.h"
 #include "views/MainWindow.h"
+#include "views/UtilityStyle.h"
 
 #include <QApplication>
 
@@ -72,6 +73,7 @@ int runWindow(const CommandLine& commandLine, int argc, char** argv) {
     const QApplication application(argc, argv);
     requests.listen(&QCoreApplication::quit);
     Figure::installAccessibility();
+    UtilityStyle::install();
     const int status = showWindow(commandLine);
     waitForChildProcesses(helperEnd);
     return status;

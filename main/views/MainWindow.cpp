@@ -2,6 +2,7 @@
 
 #include "platform/GlobalMenu.h"
 #include "state/UtilityState.h"
+#include "views/PopupMenu.h"
 #include "views/StateActions.h"
 #include "views/ThemePalette.h"
 
@@ -28,10 +29,31 @@ QString titleOf(const UtilityState& state) {
                                   : QStringLiteral("Corvane — Tallywick");
 }
 
-/// To a screen reader, any other widget that is a window is a mere container.
+/// To a screen reader, any other widget that is a window is a mere container. This one holds the
+/// menu that is open over it as well, which the toolkit leaves out.
+class AccessibleWindow final : public QAccessibleWidget {
+  public:
+    explicit AccessibleWindow(QWidget* window) : QAccessibleWidget(window, QAccessible::Window) {}
+
+    int childCount() const override { return ownChildren() + (menu() ? 1 : 0); }
+    QAccessibleInterface* child(int index) const override {
+        return index == ownChildren() && menu() ? QAccessible::queryAccessibleInterface(menu())
+                                                : QAccessibleWidget::child(index);
+    }
+    int indexOfChild(const QAccessibleInterface* child) const override {
+        return child && menu() && child->object() == menu()
+                   ? ownChildren()
+                   : QAccessibleWidget::indexOfChild(child);
+    }
+
+  private:
+    int ownChildren() const { return QAccessibleWidget::childCount(); }
+    PopupMenu* menu() const { return PopupMenu::openOver(widget()); }
+};
+
 QAccessibleInterface* makeAccessibleWindow(const QString& /*className*/, QObject* object) {
     auto* window = qobject_cast<MainWindow*>(object);
-    return window ? new QAccessibleWidget(window, QAccessible::Window) : nullptr;
+    return window ? new AccessibleWindow(window) : nullptr;
 }
 
 } // namespace

@@ -5,6 +5,7 @@
 #include "views/SheetCard.h"
 #include "views/StatusNotice.h"
 
+#include <QGridLayout>
 #include <QHBoxLayout>
 #include <QVBoxLayout>
 
@@ -16,6 +17,7 @@ namespace tallywick {
 namespace {
 
 constexpr int buttonSpacing = 8;
+constexpr int footerButtonWidth = 104;
 constexpr int lineSpacing = 3;
 constexpr int sectionGap = 4; ///< above a section, beside the column's own spacing
 constexpr int captionGap = 6; ///< below its caption
@@ -33,14 +35,18 @@ QString localDataText() {
         "hashed before storage. No usage history is uploaded by this utility.");
 }
 
-/// Buttons side by side from the left.
-void addButtonRow(SheetCard& card, std::initializer_list<UtilityButton*> buttons) {
-    auto* row = new QHBoxLayout;
-    row->setSpacing(buttonSpacing);
-    for (UtilityButton* button : buttons)
-        row->addWidget(button);
-    row->addStretch();
-    card.column().addLayout(row);
+/// Buttons in two columns of one width, row by row.
+void addButtons(SheetCard& card, std::initializer_list<UtilityButton*> buttons) {
+    constexpr int columns = 2;
+    auto* grid = new QGridLayout;
+    grid->setSpacing(buttonSpacing);
+    int index = 0;
+    for (UtilityButton* button : buttons) {
+        grid->addWidget(button, index / columns, index % columns);
+        grid->setColumnStretch(index % columns, 1);
+        ++index;
+    }
+    card.column().addLayout(grid);
 }
 
 } // namespace
@@ -95,12 +101,10 @@ void SettingsView::addConnection() {
     auto* retry = button(u"Retry Connection", actions.retryConnection);
     auto* choose = button(u"Choose Codex…", actions.chooseHelper);
     auto* automatic = button(u"Use Automatic", actions.useAutomaticDiscovery);
-    addButtonRow(card, {retry, choose, automatic});
     signIn = button(u"Sign In in Browser…", actions.startSignIn);
     auto* details = button(u"Copy Connection Details", actions.copyConnectionDetails);
-    addButtonRow(card, {signIn, details});
     cancelSignIn = makeButton(QStringLiteral("Cancel Sign-In"), actions.cancelSignIn, card);
-    addButtonRow(card, {cancelSignIn});
+    addButtons(card, {retry, choose, automatic, signIn, details, cancelSignIn});
 }
 
 void SettingsView::addLocalData() {
@@ -114,9 +118,12 @@ void SettingsView::addLocalData() {
 void SettingsView::addFooter() {
     UtilityButton* setup =
         makeButton(QStringLiteral("Get Setup"), actions.openProductPage, footer());
+    UtilityButton* done = makeDefaultButton(QStringLiteral("Done"), actions.closeSettings);
     buttonRow().addWidget(setup);
     buttonRow().addStretch();
-    buttonRow().addWidget(makeDefaultButton(QStringLiteral("Done"), actions.closeSettings));
+    buttonRow().addWidget(done);
+    for (UtilityButton* button : {setup, done})
+        button->setMinimumWidth(footerButtonWidth);
 }
 
 void SettingsView::present(const UtilityFields& fields, const ApplicationTexts& texts) {

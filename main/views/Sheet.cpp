@@ -6,6 +6,7 @@
 #include <QKeyEvent>
 #include <QLinearGradient>
 #include <QPainter>
+#include <QPainterPath>
 #include <QScreen>
 #include <QScrollArea>
 #include <QVBoxLayout>
@@ -22,15 +23,21 @@ constexpr int margin = 16;
 constexpr int spacing = 10;
 constexpr int buttonSpacing = 8;
 
-/// What is left of the screen's height for the frame of the dialog.
-constexpr int frameAllowance = 48;
+constexpr double cornerRadius = 10;
+
+/// What of the sheet is seen: not its corners.
+QRegion roundedRegion(const QRect& area) {
+    QPainterPath outline;
+    outline.addRoundedRect(area, cornerRadius, cornerRadius);
+    return {outline.toFillPolygon().toPolygon()};
+}
 
 } // namespace
 
 Sheet::Sheet(const QString& title, Action whenDismissed, QWidget* window)
-    : QDialog(window), dismiss(std::move(whenDismissed)), scroller(new QScrollArea(this)),
-      page(new QWidget), contentColumn(new QVBoxLayout(page)), buttonBar(new QWidget(this)),
-      buttons(new QHBoxLayout(buttonBar)) {
+    : QDialog(window, Qt::Dialog | Qt::FramelessWindowHint), dismiss(std::move(whenDismissed)),
+      scroller(new QScrollArea(this)), page(new QWidget), contentColumn(new QVBoxLayout(page)),
+      buttonBar(new QWidget(this)), buttons(new QHBoxLayout(buttonBar)) {
     setWindowTitle(title);
     setWindowModality(Qt::WindowModal);
     contentColumn->setContentsMargins(margin, margin, margin, 0);
@@ -45,6 +52,8 @@ Sheet::Sheet(const QString& title, Action whenDismissed, QWidget* window)
     page->setAutoFillBackground(false);
     scroller->viewport()->setAutoFillBackground(false);
     page->installEventFilter(this);
+    if (window)
+        window->installEventFilter(this);
 
     buttons->setContentsMargins(margin, margin, margin, margin);
     buttons->setSpacing(buttonSpacing);
@@ -83,8 +92,11 @@ UtilityButton* Sheet::makeDefaultButton(const QString& text, const Action& actio
 
 bool Sheet::eventFilter(QObject* watched, QEvent* event) {
     const bool isHandled = QDialog::eventFilter(watched, event);
+    const bool hasMoved = event->type() == QEvent::Move || event->type() == QEvent::Resize;
     if (watched == page && event->type() == QEvent::LayoutRequest && isVisible())
         fit();
+    else if (watched == parent() && hasMoved && isVisible())
+        place();
     return isHandled;
 }
 
@@ -100,21 +112,49 @@ void Sheet::showEvent(QShowEvent* event) {
     QDialog::showEvent(event);
 }
 
+void Sheet::resizeEvent(QResizeEvent* event) {
+    QDialog::resizeEvent(event);
+    setMask(roundedRegion(rect()));
+}
+
+QRect Sheet::availableArea() const {
+    return (parentWidget() ? parentWidget()->screen() : screen())->availableGeometry();
+}
+
 void Sheet::fit() {
-    const int width = std::max({usualWidth, contentColumn->totalMinimumSize().width(),
-                                buttonBar->minimumSizeHint().width()});
+    const QSize available = availableArea().size();
+    const int needed = std::max({usualWidth, contentColumn->totalMinimumSize().width(),
+                                 buttonBar->minimumSizeHint().width()});
+    const int width = std::min(needed, available.width());
     const int wanted =
         contentColumn->totalHeightForWidth(width) + buttonBar->minimumSizeHint().height();
-    const int available = screen()->availableGeometry().height() - frameAllowance;
-    setFixedSize(width, std::min(wanted, available));
+    setFixedSize(width, std::min(wanted, available.height()));
+    place();
+}
+
+void Sheet::place() {
+    if (!parentWidget())
+        return;
+    const QRect area = availableArea();
+    QRect wanted(QPoint(), size());
+    wanted.moveCenter(parentWidget()->frameGeometry().center());
+    wanted.moveRight(std::min(wanted.right(), area.right()));
+    wanted.moveBottom(std::min(wanted.bottom(), area.bottom()));
+    wanted.moveLeft(std::max(wanted.left(), area.left()));
+    wanted.moveTop(std::max(wanted.top(), area.top()));
+    move(wanted.topLeft());
 }
 
 void Sheet::paintEvent(QPaintEvent* /*event*/) {
     QPainter painter(this);
+    painter.setRenderHint(QPainter::Antialiasing);
     QLinearGradient backdrop(rect().topLeft(), rect().bottomLeft());
     backdrop.setColorAt(0, style.theme.backdropTop);
     backdrop.setColorAt(1, style.theme.backdropBottom);
     painter.fillRect(rect(), backdrop);
+    painter.setPen(QPen(style.theme.buttonOutline, 1));
+    painter.drawRoundedRect(QRectF(rect()).adjusted(0.5, 0.5, -0.5, -0.5), cornerRadius - 0.5,
+                            cornerRadius - 0.5);
 }
 
 } // namespace tallywick

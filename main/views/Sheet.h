@@ -16,7 +16,8 @@ namespace tallywick {
 
 /// What the sheets have in common: a dialog over one window, in its theme, with one column of
 /// content above one row of buttons. It is as high as its content needs, or as its screen allows,
-/// and then scrolls.
+/// and then scrolls. It has no frame: it stands before the middle of its window, wherever that
+/// goes, though always on the screen. Its title is for lists of windows and for screen readers.
 ///
 /// A sheet never closes itself: Escape, the window manager and the buttons call actions, and the
 /// owner closes it when the state says so.
@@ -53,11 +54,15 @@ class Sheet : public QDialog {
     bool eventFilter(QObject* watched, QEvent* event) override;
     void keyPressEvent(QKeyEvent* event) override;
     void showEvent(QShowEvent* event) override;
+    void resizeEvent(QResizeEvent* event) override;
     void paintEvent(QPaintEvent* event) override;
 
   private:
-    /// Takes the size that the content needs.
+    /// Takes the size that the content needs, and its place.
     void fit();
+    void place();
+    /// Of the screen on which the window is.
+    QRect availableArea() const;
 
     const Action dismiss;
     ViewStyle style;

@@ -2,6 +2,7 @@
 
 #include "views/InstallationView.h"
 #include "views/SettingsView.h"
+#include "views/WindowShade.h"
 
 #include <utility>
 
@@ -28,12 +29,21 @@ SheetHost::SheetHost(QWidget* shownWindow, UtilityActions given)
 SheetHost::~SheetHost() {
     delete settings.sheet.data();
     delete installer.sheet.data();
+    delete shade.data();
 }
 
 void SheetHost::present(const UtilityFields& fields, const Theme& theme,
                         const ApplicationTexts& texts) {
     follow(settings, fields.showingSettings, theme, fields, texts);
     follow(installer, fields.showingInstaller, theme, fields);
+    shadeWindow();
+}
+
+void SheetHost::shadeWindow() {
+    if (!settings.sheet && !installer.sheet)
+        delete shade.data();
+    else if (!shade)
+        shade = new WindowShade(window);
 }
 
 template <typename SheetType, typename... Shown>
@@ -62,6 +72,7 @@ void SheetHost::endAll() {
     installer.ended = installer.wanted;
     end(settings.sheet);
     end(installer.sheet);
+    shadeWindow();
 }
 
 } // namespace tallywick

@@ -12,10 +12,11 @@ namespace tallywick {
 
 class InstallationView;
 class SettingsView;
+class WindowShade;
 
-/// The sheets over a window. They are there while the state says so: one is made when its field has
-/// risen and the window is there, and goes when the field falls. The user's wish to close one is an
-/// action like any other. Main thread only.
+/// The sheets over a window, which is dimmed as long as there is one. They are there while the
+/// state says so: one is made when its field has risen and the window is there, and goes when the
+/// field falls. The user's wish to close one is an action like any other. Main thread only.
 class SheetHost {
   public:
     /// The window must outlive the host, or take its sheets with it.
@@ -42,8 +43,11 @@ class SheetHost {
     template <typename SheetType, typename... Shown>
     void follow(Place<SheetType>& place, bool wanted, const Theme& theme, const Shown&... shown);
 
+    void shadeWindow();
+
     QWidget* const window;
     const UtilityActions actions;
+    QPointer<WindowShade> shade;
     Place<SettingsView> settings;
     Place<InstallationView> installer;
 };

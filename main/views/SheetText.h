@@ -7,7 +7,8 @@
 
 namespace tallywick {
 
-/// A text on a sheet. It is shown as it stands, wraps, and takes the colours of the theme.
+/// A text on a sheet. It is shown as it stands, wraps without leaving its last word alone, and
+/// takes the colours of the theme. A screen reader meets it as its accessible name.
 class SheetText : public QLabel {
     Q_OBJECT
 
@@ -17,6 +18,10 @@ class SheetText : public QLabel {
     explicit SheetText(FontRole role, Ink ink, const QString& text = {}, QWidget* parent = nullptr);
 
     void setTheme(const Theme& theme);
+
+    void setText(const QString& text);
+    /// The text as it was given.
+    QString text() const { return accessibleName(); }
 
   private:
     const Ink ink;

@@ -156,6 +156,8 @@ QString plainToolTip(const QString& text) {
     QString line = oneLine(text);
     if (line.size() <= longestToolTipLine && !Qt::mightBeRichText(line))
         return line;
+    const QString joiner = QStringLiteral("\u2060"); // no line ends beside it
+    line.replace(u'-', joiner + u'-' + joiner);
     return QStringLiteral("<p style=\"white-space:pre-wrap\">") + line.toHtmlEscaped()
            + QStringLiteral("</p>");
 }

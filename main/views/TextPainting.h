@@ -34,7 +34,7 @@ void drawFigures(QPainter& painter, const QRectF& area, const QString& text, con
 double figuresWidth(const QString& text, const QFont& font);
 
 /// A text as a tooltip that shows it as `oneLine` gives it, whatever markup it seems to hold; a
-/// long one wraps.
+/// long one wraps, though not at a hyphen.
 QString plainToolTip(const QString& text);
 
 } // namespace tallywick

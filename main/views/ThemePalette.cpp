@@ -9,6 +9,8 @@ QPalette paletteOf(const Theme& theme) {
         palette.setColor(role, theme.text);
     palette.setColor(QPalette::ButtonText, theme.buttonText);
     palette.setColor(QPalette::ToolTipBase, theme.button);
+    palette.setColor(QPalette::Mid, theme.buttonOutline);
+    palette.setColor(QPalette::PlaceholderText, theme.secondaryText);
     palette.setColor(QPalette::Highlight, theme.prominent);
     palette.setColor(QPalette::HighlightedText, theme.prominentText);
     for (const auto role : {QPalette::WindowText, QPalette::Text, QPalette::ButtonText})

@@ -2,7 +2,6 @@
 
 #include "views/Fonts.h"
 #include "views/Symbols.h"
-#include "views/TextPainting.h"
 
 #include <QHelpEvent>
 #include <QKeyEvent>
@@ -37,7 +36,7 @@ UtilityButton::UtilityButton(const ViewStyle& viewStyle, const QString& text,
     setAutoDefault(false);
     setFocusPolicy(Qt::TabFocus); // the ring is for the keyboard: a click does not move it here
     setAttribute(Qt::WA_Hover);
-    setSizePolicy(QSizePolicy::Minimum, QSizePolicy::Fixed);
+    setSizePolicy(QSizePolicy::Preferred, QSizePolicy::Fixed);
 }
 
 double UtilityButton::symbolRoom() const {
@@ -46,11 +45,10 @@ double UtilityButton::symbolRoom() const {
     return text().isEmpty() ? symbolSize : symbolSize + symbolGap;
 }
 
-QSize UtilityButton::sizeHint() const {
+QSize UtilityButton::sizeFor(double textShare) const {
+    const double textWidth = lineWidth(text(), designFont(FontRole::strong)) * textShare;
     const double width =
-        treatment == Treatment::bare
-            ? buttonHeight
-            : 2 * padding + symbolRoom() + lineWidth(text(), designFont(FontRole::strong));
+        treatment == Treatment::bare ? buttonHeight : 2 * padding + symbolRoom() + textWidth;
     return {static_cast<int>(std::ceil(width * style.scale)),
             static_cast<int>(std::ceil(buttonHeight * style.scale))};
 }

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "views/TextPainting.h"
 #include "views/ViewStyle.h"
 
 #include <QPushButton>
@@ -29,8 +30,9 @@ class UtilityButton final : public QPushButton {
                   Treatment treatment = Treatment::plain, QWidget* parent = nullptr);
 
     /// The size that its content needs, in design units times the style's scale.
-    QSize sizeHint() const override;
-    QSize minimumSizeHint() const override { return sizeHint(); }
+    QSize sizeHint() const override { return sizeFor(1); }
+    /// The size in which its text, made as small as it may be, is not elided.
+    QSize minimumSizeHint() const override { return sizeFor(leastShare); }
 
   protected:
     bool event(QEvent* event) override;
@@ -39,6 +41,8 @@ class UtilityButton final : public QPushButton {
     bool hitButton(const QPoint& position) const override { return rect().contains(position); }
 
   private:
+    /// With the text that many times as large as it is meant.
+    QSize sizeFor(double textShare) const;
     /// Design units that the symbol takes, with the gap to a text after it.
     double symbolRoom() const;
     bool isElided() const;

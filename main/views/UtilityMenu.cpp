@@ -6,7 +6,7 @@ namespace tallywick {
 
 UtilityMenu::UtilityMenu(const UtilityActions& actions, std::function<void()> showUtility,
                          QWidget* parent)
-    : QMenu(QStringLiteral("Utility"), parent) {
+    : PopupMenu(QStringLiteral("Utility"), parent) {
     const auto add = [this](const QString& text, std::function<void()> action,
                             const QKeySequence& shortcut = {}) {
         QAction* item = addAction(text, this, std::move(action));

@@ -1,14 +1,13 @@
 #pragma once
 
 #include "state/UtilityFields.h"
+#include "views/PopupMenu.h"
 #include "views/UtilityActions.h"
-
-#include <QMenu>
 
 namespace tallywick {
 
 /// The menu "Utility". Its shortcuts work wherever its actions have been added.
-class UtilityMenu final : public QMenu {
+class UtilityMenu final : public PopupMenu {
     Q_OBJECT
 
   public:

@@ -1,26 +1,17 @@
 #include "views/UtilityToolbar.h"
 
 #include "views/DesignLayout.h"
+#include "views/PopupMenu.h"
 #include "views/UtilityButton.h"
 #include "views/UtilityCheckBox.h"
 
-#include <QMenu>
 #include <QSignalBlocker>
 
 namespace tallywick {
 
 namespace {
 
-QMenu* newMenu(const Theme& theme, QWidget* parent) {
-    auto* const menu = new QMenu(parent);
-    menu->setAttribute(Qt::WA_DeleteOnClose);
-    QPalette palette = menu->palette();
-    palette.setColor(QPalette::Window, theme.button);
-    palette.setColor(QPalette::WindowText, theme.buttonText);
-    palette.setColor(QPalette::Text, theme.buttonText);
-    menu->setPalette(palette);
-    return menu;
-}
+constexpr int menuGap = 4; ///< between a button and its menu, in points
 
 } // namespace
 
@@ -80,12 +71,14 @@ UtilityButton* UtilityToolbar::addButton(const QString& text, std::string_view s
 }
 
 void UtilityToolbar::showShareMenu() {
-    QMenu* const menu = newMenu(style.theme, share);
+    auto* const menu = new PopupMenu(share->text(), share);
+    menu->setAttribute(Qt::WA_DeleteOnClose);
     connect(menu->addAction(QStringLiteral("Mail Link…")), &QAction::triggered, this,
             actions.mailProductPage);
     connect(menu->addAction(QStringLiteral("Copy Link")), &QAction::triggered, this,
             actions.copyProductAddress);
-    menu->popup(share->mapToGlobal(QPoint(0, share->height())));
+    const QPoint below(share->width() - menu->sizeHint().width(), share->height() + menuGap);
+    menu->popup(share->mapToGlobal(below));
 }
 
 } // namespace tallywick

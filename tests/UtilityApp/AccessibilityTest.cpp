@@ -74,6 +74,14 @@ label: [-0-9]+ · TOKENS = [0-9.]+[KM]?
 push button, focusable: Resize utility
 )";
 
+constexpr const char* utilityMenu = R"(popup menu, focusable: Utility
+menu item, focusable: Show Utility
+menu item, focusable: Expand
+menu item, focusable: Day Theme
+menu item, focusable: Refresh Usage
+menu item, focusable: Settings…
+)";
+
 /// The utility on a desktop with the service for accessibility.
 class AccessibleUtility {
   public:
@@ -168,6 +176,18 @@ void tellsAndDoesEverything() {
     utility.expectTranscript(fullLayout);
     EXPECT_TRUE(utility.named("Resize utility").press());
     EXPECT_TRUE(utility.window.stands(full.sized(500, 225)));
+
+    // A menu is one of the window's parts as long as it is open, and its items are heard.
+    const Box mini = full.sized(500, 225);
+    desktop.xdotool("mousemove " + std::to_string(mini.x + 150) + " " + std::to_string(mini.y + 30)
+                    + " click 3");
+    utility.expectTranscript((std::string(miniLayout) + utilityMenu).c_str());
+    EXPECT_EQ(utility.controls(true), std::vector<std::string>{"Utility"});
+    desktop.press("Down");
+    EXPECT_TRUE(
+        becomes([&] { return utility.controls(true); }, std::vector<std::string>{"Show Utility"}));
+    EXPECT_TRUE(utility.named("Day Theme").press());
+    utility.expectTranscript(miniLayout);
 
     // A sheet in front of the window does not keep it from ending.
     const AccessibleElement quit = utility.named("Quit Tallywick");

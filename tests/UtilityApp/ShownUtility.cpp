@@ -39,8 +39,8 @@ ShownUtility::~ShownUtility() {
     EXPECT_EQ(exitStatus(), "0");
 }
 
-Box ShownUtility::content() const {
-    const std::string text = outputOf("xwininfo -id " + id);
+Box ShownUtility::content(const std::string& window) const {
+    const std::string text = outputOf("xwininfo -id " + window);
     return {number(between(text, "Absolute upper-left X:", "\n")),
             number(between(text, "Absolute upper-left Y:", "\n")),
             number(between(text, "Width:", "\n")), number(between(text, "Height:", "\n"))};

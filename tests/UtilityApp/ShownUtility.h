@@ -20,8 +20,9 @@ class ShownUtility {
     /// The window's number on the display.
     const std::string& window() const { return id; }
 
-    /// The content of the window.
-    Box content() const;
+    /// The content of the window, or of another.
+    Box content() const { return content(id); }
+    Box content(const std::string& window) const;
     /// The window with its decoration.
     Box frame() const;
     /// Waits until the content has that place.

@@ -174,6 +174,13 @@ TEST_F(ShownWindow, FollowsAScreenThatShrinks) {
     move(utility, {700, 430, 500, 225});
     desktop.resizeScreen(800, 400);
     EXPECT_TRUE(becomes([&] { return utility.frame().isWithin(800, 400); }, true));
+    // The settings are higher than that: they stand on the screen and scroll.
+    desktop.press("ctrl+comma");
+    const std::string settings = utility.waitForWindow("Utility Settings");
+    EXPECT_TRUE(becomes([&] { return utility.content(settings).isWithin(800, 400); }, true));
+    utility.waitUntilActive(settings);
+    desktop.press("Escape");
+    utility.waitUntilActive(utility.window());
     // There is no room for the full layout any more: what comes is the widest mini layout.
     desktop.press("ctrl+shift+m");
     EXPECT_TRUE(becomes([&] { return utility.content().height; }, 234));

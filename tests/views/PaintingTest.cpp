@@ -8,7 +8,9 @@
 
 #include <QFontDatabase>
 #include <QImage>
+#include <QTextBlock>
 #include <QTextDocument>
+#include <QTextLayout>
 
 #include <vector>
 
@@ -147,6 +149,18 @@ TEST(Texts, StandInAToolTipAsTheyAre) {
         EXPECT_TRUE(Qt::mightBeRichText(plainToolTip(text)));
     }
     EXPECT_EQ(plainToolTip(u"a < b & c"_qs), u"a < b & c"_qs);
+
+    // It wraps between words alone.
+    document.setHtml(plainToolTip(u"full-week scale "_qs.repeated(20)));
+    document.setTextWidth(200);
+    ASSERT_GT(document.size().height(), 0); // lays it out
+    const QTextLayout& lines = *document.firstBlock().layout();
+    ASSERT_GT(lines.lineCount(), 3);
+    for (int line = 0; line < lines.lineCount(); ++line) {
+        const QTextLine part = lines.lineAt(line);
+        EXPECT_TRUE(
+            document.toPlainText().sliced(part.textStart(), part.textLength()).endsWith(u' '));
+    }
 }
 
 /// The smallest rectangle with everything that is drawn.

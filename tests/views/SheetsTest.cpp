@@ -11,7 +11,10 @@
 #include <QScreen>
 #include <QTest>
 
+#include <algorithm>
 #include <map>
+#include <set>
+#include <utility>
 
 namespace tallywick::testing {
 namespace {
@@ -67,6 +70,7 @@ class Sheets : public ::testing::Test {
 TEST_F(Sheets, AreClosedByTheStateWhenTheUserWishes) {
     open();
     EXPECT_EQ(settings()->windowModality(), Qt::WindowModal);
+    EXPECT_TRUE(settings()->windowFlags() & Qt::FramelessWindowHint) << "with a title of its own";
     for (const Qt::Key key : {Qt::Key_Escape, Qt::Key_Return}) {
         calls.clear();
         QTest::keyClick(settings(), key);
@@ -79,6 +83,26 @@ TEST_F(Sheets, AreClosedByTheStateWhenTheUserWishes) {
     fields.showingSettings = false;
     present();
     EXPECT_TRUE(!settings() && installer());
+}
+
+TEST_F(Sheets, StandBeforeTheirDimmedWindowAndAlwaysOnTheScreen) {
+    const auto brightness = [this] { return window.grab().toImage().pixelColor(1, 1).lightness(); };
+    const int before = brightness();
+    open();
+    EXPECT_LT(brightness(), before);
+    const QRect screen = settings()->screen()->availableGeometry();
+    for (const QPoint place : {screen.topLeft(), screen.center(), screen.bottomRight()}) {
+        window.setGeometry(QRect(place, QSize(300, 100)));
+        settle();
+        for (const QWidget* sheet : std::initializer_list<QWidget*>{settings(), installer()})
+            EXPECT_TRUE(screen.contains(sheet->frameGeometry())) << place.x();
+    }
+    window.move(screen.center() - QPoint(150, 50));
+    settle();
+    EXPECT_LE((installer()->geometry().center() - screen.center()).manhattanLength(), 3);
+    fields.showingSettings = fields.showingInstaller = false;
+    present();
+    EXPECT_EQ(brightness(), before);
 }
 
 TEST_F(Sheets, OpenWithTheirWindowAndOnceEndedOnlyWhenAskedForAnew) {
@@ -114,6 +138,23 @@ TEST_F(Sheets, OfferWhatTheStateAllows) {
     fields.loginPending = true;
     present();
     EXPECT_THAT(buttons(), ElementsAre("Cancel Sign-In", "Get Setup", "Done"));
+}
+
+TEST_F(Sheets, AlignTheirButtonsAndKeepTheLastWordsOfATextTogether) {
+    fields.loginPending = true;
+    open();
+    std::set<std::pair<int, int>> columns; // left edge and width
+    for (const char* name : {"Retry Connection", "Choose Codex…", "Use Automatic",
+                             "Sign In in Browser…", "Copy Connection Details", "Cancel Sign-In"})
+        columns.emplace(button(name)->x(), button(name)->width());
+    EXPECT_EQ(columns.size(), 2U);
+    EXPECT_NEAR(columns.begin()->second, columns.rbegin()->second, 1);
+
+    const auto shown = installer()->findChildren<SheetText*>();
+    const auto invitation = std::ranges::find_if(
+        shown, [](const SheetText* text) { return text->text().endsWith(u"on this Mac."_qs); });
+    ASSERT_NE(invitation, shown.end());
+    EXPECT_TRUE((*invitation)->QLabel::text().endsWith(u"this\u00a0Mac."_qs));
 }
 
 TEST_F(Sheets, CallTheActionOfAButton) {
