@@ -94,6 +94,7 @@ void AccountService::cancelLogin() {
     enqueue([](AccountService& service) {
         service.queue.assertIsCurrent();
         service.login.reset();
+        service.updateDetails("browser sign-in", "cancelled");
     });
 }
 
@@ -450,8 +451,10 @@ void AccountService::runStartLogin(const Operation& operation,
     }
     if (!isCurrent(operation.epoch))
         return;
-    if (!outcome)
+    if (!outcome) {
         closeIfAtFault(outcome.error());
+        updateDetails("browser sign-in", rawValue(outcome.error()));
+    }
     onStarted(outcome);
 }
 

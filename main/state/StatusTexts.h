@@ -43,6 +43,9 @@ inline constexpr std::string_view notFound = "Codex was not found";
 
 /// Results of the user's actions, shown in Settings.
 namespace SettingsText {
+inline constexpr std::string_view preparingSignIn = "Preparing your requested browser sign-in…";
+inline constexpr std::string_view waitingForSignIn =
+    "Complete sign-in in your browser (up to 10 minutes).";
 inline constexpr std::string_view signInTimedOut = "Browser sign-in timed out. You can try again.";
 inline constexpr std::string_view signInCompleted = "Sign-in completed. Reading usage…";
 inline constexpr std::string_view signInFailed = "Sign-in did not complete. You can retry.";

@@ -19,6 +19,7 @@ void UtilityState::startSignIn() {
     loginDeadline.emplace().set(services.clock(), signInWindow);
     change().loginPending = true;
     change().status = StatusText::preparingSignIn;
+    change().settingsStatus = SettingsText::preparingSignIn;
     const std::int64_t token = generation;
     account().startLogin(
         helperCandidates(), onMainThread([this, token](const AccountService::LinkOutcome& result) {
@@ -33,6 +34,7 @@ void UtilityState::signInDidStart(std::int64_t token, const AccountService::Link
     if (!result) {
         endSignIn();
         change().status = sentence(result.error());
+        change().settingsStatus = sentence(result.error());
         return;
     }
     const auto link = signInLink(*result);
@@ -41,6 +43,7 @@ void UtilityState::signInDidStart(std::int64_t token, const AccountService::Link
         return;
     }
     change().status = StatusText::waitingForSignIn;
+    change().settingsStatus = SettingsText::waitingForSignIn;
     if (!services.workspace.openAddress(*link)) {
         cancelSignIn();
         change().settingsStatus = SettingsText::browserFailed;
@@ -73,6 +76,7 @@ void UtilityState::cancelSignIn() {
     endSignIn();
     account().cancelLogin();
     change().status = StatusText::signInCancelled;
+    change().settingsStatus = StatusText::signInCancelled;
     nextAccountRefresh.set(services.clock(), delayAfterCancel);
 }
 

@@ -23,6 +23,7 @@ class SignIn : public StateTest {
     std::string signIn() {
         state->startSignIn();
         EXPECT_EQ(fields().status, StatusText::preparingSignIn);
+        EXPECT_EQ(fields().settingsStatus, SettingsText::preparingSignIn);
         waitUntil([this] { return fields().status != StatusText::preparingSignIn; });
         return fields().status;
     }
@@ -80,6 +81,7 @@ TEST_F(SignIn, IsReadWhenTheHelpersReportCrossesTheReading) {
 TEST_F(SignIn, EndsAfterTenMinutesOrWhenItIsCancelled) {
     pass(595);
     EXPECT_EQ(fields().status, StatusText::waitingForSignIn);
+    EXPECT_EQ(fields().settingsStatus, SettingsText::waitingForSignIn);
     pass(5);
     EXPECT_EQ(fields().status, StatusText::signInCancelled);
     EXPECT_EQ(fields().settingsStatus, SettingsText::signInTimedOut);
@@ -89,8 +91,9 @@ TEST_F(SignIn, EndsAfterTenMinutesOrWhenItIsCancelled) {
     signIn();
     helper->emit(LoginCompleted{"L1", true}); // too late
     state->cancelSignIn();
-    settle();
+    waitUntil([this] { return fields().connectionDetails.category == "cancelled"; });
     EXPECT_EQ(fields().status, StatusText::signInCancelled);
+    EXPECT_EQ(fields().settingsStatus, StatusText::signInCancelled);
     pass(15);
     state->cancelSignIn(); // there is none
     EXPECT_EQ(fields().status, "LIVE · Synced 14:10");
@@ -103,6 +106,8 @@ TEST_F(SignIn, EndsWhenItCannotGoOn) {
     EXPECT_EQ(fields().settingsStatus, SettingsText::browserFailed);
     login = fails(ConnectionIssue::offline);
     EXPECT_EQ(signIn(), sentence(ConnectionIssue::offline));
+    EXPECT_EQ(fields().settingsStatus, fields().status);
+    EXPECT_EQ(fields().connectionDetails.category, rawValue(ConnectionIssue::offline));
     candidates.clear();
     state->reloadConnection();
     EXPECT_EQ(signIn(), sentence(ConnectionIssue::missingHelper));
