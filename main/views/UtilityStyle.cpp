@@ -81,7 +81,7 @@ UtilityStyle::UtilityStyle() : QProxyStyle(QStringLiteral("fusion")) {}
 
 void UtilityStyle::install() {
     QApplication::setStyle(std::make_unique<UtilityStyle>().release()); // which takes it
-    QApplication::setFont(designFont(FontRole::body)); // of the file dialog
+    QApplication::setFont(designFont(FontRole::body));                  // of the file dialog
     QApplication::setFont(designFont(FontRole::body), "QMenu");
     QToolTip::setFont(designFont(FontRole::body));
 }
