@@ -59,7 +59,8 @@ class Machine {
         return CodexLocator(linuxHelperPlaces({.root = folder / "root",
                                                .home = home(),
                                                .searchPath = searchPath,
-                                               .runningBundles = {}},
+                                               .runningBundles = {},
+                                               .environment = {}},
                                               "x86_64"));
     }
 
