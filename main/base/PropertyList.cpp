@@ -1,91 +1,139 @@
 #include "base/PropertyList.h"
 
 #include <QStringDecoder>
+#include <QXmlStreamReader>
+#include <QXmlStreamWriter>
 
-#include <plist/plist.h>
-
-#include <cstdint>
-#include <cstdlib>
-#include <memory>
+#include <algorithm>
+#include <array>
+#include <utility>
 
 namespace tallywick {
 
 namespace {
 
-struct FreeList {
-    void operator()(void* list) const { plist_free(list); }
-};
-struct FreeMemory {
-    void operator()(void* memory) const { std::free(memory); }
-};
-using List = std::unique_ptr<void, FreeList>;
-using Text = std::unique_ptr<char, FreeMemory>;
+/// Of an array or an atom other than a string or a boolean the form is checked, and no more.
+constexpr std::array<QStringView, 4> atomsOfOtherKinds{u"integer", u"real", u"date", u"data"};
 
-bool isUtf8(std::string_view text) {
-    QStringDecoder decoder(QStringDecoder::Utf8, QStringDecoder::Flag::Stateless);
-    [[maybe_unused]] const QString decoded =
-        decoder(QByteArrayView(text.data(), static_cast<qsizetype>(text.size())));
-    return !decoder.hasError();
-}
+/// Reads one text from its beginning to its end. The first fault stops the reader, which then
+/// answers everything with an error.
+class ListReader {
+  public:
+    explicit ListReader(const QString& text) : xml(text) { xml.setNamespaceProcessing(false); }
 
-std::optional<Json> readDictionary(plist_t dictionary, std::size_t depth);
-
-/// Absent when the value is beyond a limit or not text.
-std::optional<Json> readValue(plist_t value, std::size_t depth) {
-    switch (plist_get_node_type(value)) {
-    case PLIST_DICT:
-        return readDictionary(value, depth + 1);
-    case PLIST_BOOLEAN: {
-        std::uint8_t boolean = 0;
-        plist_get_bool_val(value, &boolean);
-        return Json(boolean != 0);
-    }
-    case PLIST_STRING: {
-        std::uint64_t length = 0;
-        const char* const start = plist_get_string_ptr(value, &length);
-        const std::string_view text(start, start ? length : 0);
-        return isUtf8(text) ? std::optional<Json>(text) : std::nullopt;
-    }
-    default:
-        return Json(nullptr);
-    }
-}
-
-std::optional<Json> readDictionary(plist_t dictionary, std::size_t depth) {
-    if (depth > maximumPropertyListDepth)
-        return std::nullopt;
-    plist_dict_iter newIterator = nullptr;
-    plist_dict_new_iter(dictionary, &newIterator);
-    const std::unique_ptr<void, FreeMemory> iterator(newIterator);
-    Json object = Json::object();
-    for (;;) {
-        char* newKey = nullptr;
-        plist_t value = nullptr;
-        plist_dict_next_item(dictionary, iterator.get(), &newKey, &value);
-        const Text key(newKey);
-        if (!value)
-            return object;
-        auto member = readValue(value, depth);
-        if (!key || !isUtf8(key.get()) || !member)
+    std::optional<Json> read() {
+        Json list;
+        if (!isNextElement() || xml.name() != u"plist" || !isNextElement() || xml.name() != u"dict")
             return std::nullopt;
-        object[key.get()] = *std::move(member);
+        list = dictionary(1);
+        if (isNextElement()) // the end of the list it must be
+            return std::nullopt;
+        while (!xml.atEnd())
+            xml.readNext();
+        return xml.hasError() ? std::nullopt : std::optional(std::move(list));
     }
+
+  private:
+    /// Goes to where the next element begins, or the one around it ends.
+    bool isNextElement() {
+        for (;;) {
+            switch (xml.readNext()) {
+            case QXmlStreamReader::StartElement:
+                return true;
+            case QXmlStreamReader::EndElement:
+            case QXmlStreamReader::EndDocument:
+            case QXmlStreamReader::Invalid:
+                return false;
+            case QXmlStreamReader::Characters:
+                if (!xml.isWhitespace())
+                    xml.raiseError();
+                break;
+            case QXmlStreamReader::DTD:
+                if (!xml.entityDeclarations().isEmpty())
+                    xml.raiseError();
+                break;
+            case QXmlStreamReader::EntityReference: // to what only the DTD's author knows
+                xml.raiseError();
+                break;
+            default:
+                break; // the document's start, a comment
+            }
+        }
+    }
+
+    /// The text of the element that begins here, which holds nothing else but comments.
+    QString content() {
+        QString text;
+        while (xml.readNext() == QXmlStreamReader::Characters || xml.isComment())
+            if (xml.isCharacters())
+                text += xml.text();
+        if (!xml.isEndElement())
+            xml.raiseError();
+        return text;
+    }
+
+    Json dictionary(std::size_t depth) {
+        Json object = Json::object();
+        while (isWithin(depth) && isNextElement()) {
+            if (xml.name() != u"key")
+                xml.raiseError();
+            std::string key = content().toStdString();
+            if (!isNextElement() || object.contains(key))
+                xml.raiseError();
+            else
+                object.emplace(std::move(key), value(depth));
+        }
+        return object;
+    }
+
+    /// The element that begins here, up to its end.
+    Json value(std::size_t depth) {
+        const QString kind = xml.name().toString();
+        if (kind == u"dict")
+            return dictionary(depth + 1);
+        if (kind == u"array") {
+            while (isWithin(depth + 1) && isNextElement())
+                value(depth + 1);
+            return nullptr;
+        }
+        const QString text = content();
+        if (kind == u"string")
+            return text.toStdString();
+        if ((kind == u"true" || kind == u"false") && text.isEmpty())
+            return kind == u"true";
+        if (std::ranges::find(atomsOfOtherKinds, kind) == atomsOfOtherKinds.end())
+            xml.raiseError();
+        return nullptr;
+    }
+
+    bool isWithin(std::size_t depth) {
+        if (depth > maximumPropertyListDepth)
+            xml.raiseError();
+        return !xml.hasError();
+    }
+
+    QXmlStreamReader xml;
+};
+
+QString fromUtf8(std::string_view text) {
+    return QString::fromUtf8(text.data(), static_cast<qsizetype>(text.size()));
 }
 
-List newDictionary(const Json& object) {
-    List dictionary(plist_new_dict());
+void write(const Json& object, QXmlStreamWriter& xml) {
+    xml.writeStartElement(u"dict"_qs);
     for (const auto& [key, value] : object.items()) {
-        List item;
-        if (const auto* text = value.get_ptr<const std::string*>())
-            item.reset(plist_new_string(text->c_str()));
-        else if (const auto* boolean = value.get_ptr<const bool*>())
-            item.reset(plist_new_bool(*boolean ? 1 : 0));
+        const auto* const text = value.get_ptr<const std::string*>();
+        if (!text && !value.is_boolean() && !value.is_object())
+            continue;
+        xml.writeTextElement(u"key"_qs, fromUtf8(key));
+        if (text)
+            xml.writeTextElement(u"string"_qs, fromUtf8(*text));
         else if (value.is_object())
-            item = newDictionary(value);
-        if (item)
-            plist_dict_set_item(dictionary.get(), key.c_str(), item.release());
+            write(value, xml);
+        else
+            xml.writeEmptyElement(value.get<bool>() ? u"true"_qs : u"false"_qs);
     }
-    return dictionary;
+    xml.writeEndElement();
 }
 
 } // namespace
@@ -93,21 +141,24 @@ List newDictionary(const Json& object) {
 std::optional<Json> parsePropertyList(std::string_view text) {
     if (text.size() > maximumPropertyListBytes || text.find('\0') != std::string_view::npos)
         return std::nullopt;
-    plist_t parsed = nullptr;
-    plist_from_xml(text.data(), static_cast<std::uint32_t>(text.size()), &parsed);
-    const List list(parsed);
-    if (!list || plist_get_node_type(list.get()) != PLIST_DICT)
+    QStringDecoder decoder(QStringDecoder::Utf8, QStringDecoder::Flag::Stateless);
+    const QString decoded =
+        decoder(QByteArrayView(text.data(), static_cast<qsizetype>(text.size())));
+    if (decoder.hasError())
         return std::nullopt;
-    return readDictionary(list.get(), 1);
+    return ListReader(decoded).read();
 }
 
 std::string writePropertyList(const Json& dictionary) {
-    const List list = newDictionary(dictionary);
-    char* newText = nullptr;
-    std::uint32_t length = 0;
-    plist_to_xml(list.get(), &newText, &length);
-    const Text text(newText);
-    return {text.get(), text ? length : 0};
+    QByteArray text;
+    QXmlStreamWriter xml(&text);
+    xml.setAutoFormatting(true);
+    xml.writeStartDocument();
+    xml.writeStartElement(u"plist"_qs);
+    xml.writeAttribute(u"version"_qs, u"1.0"_qs);
+    write(dictionary, xml);
+    xml.writeEndDocument();
+    return text.toStdString();
 }
 
 } // namespace tallywick

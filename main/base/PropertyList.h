@@ -13,16 +13,16 @@ namespace tallywick {
 /// file.
 inline constexpr std::size_t maximumPropertyListBytes = 65'536;
 
-/// Deepest nesting of dictionaries that is read; ours have two levels.
+/// Deepest nesting of dictionaries and arrays that is read; ours have two levels.
 inline constexpr std::size_t maximumPropertyListDepth = 16;
 
 /// Reads an XML property list whose top level is a dictionary, as a JSON object. Strings, booleans
-/// and dictionaries are kept; the program reads no other kinds, and so a key whose value is of
-/// another kind has null. Of equal keys the last one counts.
+/// and dictionaries are kept; the program reads no other kinds, and so a key whose value is an
+/// array, a number, a date or data has null.
 ///
-/// Absent when the text is no such list, is beyond one of the two limits, or holds a NUL byte or a
-/// string that is not valid UTF-8. The binary form is not read: its objects may be shared, and a
-/// short list can unfold until memory ends.
+/// Absent when the text is not exactly one whole list of that form: when it is cut or goes on, when
+/// a dictionary has a key twice, or when it declares entities of its own; also when it is beyond
+/// one of the two limits, holds a NUL byte or is not valid UTF-8. The binary form is not read.
 std::optional<Json> parsePropertyList(std::string_view text);
 
 /// The XML form of an object whose values are strings, booleans and such objects; other values are

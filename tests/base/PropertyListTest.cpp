@@ -7,9 +7,9 @@ namespace {
 
 using namespace std::string_literals;
 
-std::string document(const std::string& content) {
-    return "<?xml version=\"1.0\" encoding=\"UTF-8\"?><plist version=\"1.0\">" + content
-           + "</plist>";
+std::string document(const std::string& content, const std::string& doctype = "") {
+    return "<?xml version=\"1.0\" encoding=\"UTF-8\"?>" + doctype + "<plist version=\"1.0\">"
+           + content + "</plist>";
 }
 
 std::string nested(std::size_t depth) {
@@ -23,10 +23,22 @@ TEST(PropertyList, readsBackWhatItWrites) {
                           {"inner", {{"k", "v"}, {"empty", Json::object()}}},
                           {"", ""}};
     EXPECT_EQ(parsePropertyList(writePropertyList(dictionary)), dictionary);
-    EXPECT_EQ(parsePropertyList(document("<dict><key>a</key><integer>1</integer><key>b</key>"
-                                         "<string>1</string><key>b</key><true/></dict>")),
-              Json({{"a", nullptr}, {"b", true}}))
-        << "other kinds as null, and the last of equal keys";
+    EXPECT_EQ(parsePropertyList(document("<!-- a --> <dict><key>a</key><integer>1</integer>"
+                                         "<key>b</key><array><dict/><date>x</date></array>"
+                                         "<key>c</key><string>1<!-- 2 --><![CDATA[<]]></string>"
+                                         "</dict>",
+                                         "<!DOCTYPE plist PUBLIC \"-//Any//EN\" \"any.dtd\">")
+                                + " <!-- the end -->\n"),
+              Json({{"a", nullptr}, {"b", nullptr}, {"c", "1<"}}))
+        << "other kinds as null";
+}
+
+TEST(PropertyList, refusesAListThatIsCutAnywhere) {
+    const std::string text = writePropertyList({{"a", "x"}, {"b", {{"c", true}}}});
+    const std::size_t end = text.rfind('>');
+    for (std::size_t length = 0; length <= end; ++length)
+        EXPECT_EQ(parsePropertyList(text.substr(0, length)), std::nullopt) << length;
+    EXPECT_TRUE(parsePropertyList(text.substr(0, end + 1)));
 }
 
 TEST(PropertyList, refusesWhatIsNoDictionaryOfText) {
@@ -34,15 +46,34 @@ TEST(PropertyList, refusesWhatIsNoDictionaryOfText) {
         return document("<dict><key>a</key>" + value + "</dict>");
     };
     ASSERT_TRUE(parsePropertyList(valued("<string>x</string>")));
-    for (const std::string& text : {
-             ""s, valued("<string>x</string>").substr(0, 90), document("<array/>"),
-             document("<dict><string>x</string></dict>"),
-             document("<dict><key>\xC0\x80</key><true/></dict>"), valued("<blob/>"),
-             valued("<string>x\0y</string>"s), valued("<string>\xFF</string>"),
-             valued("<string>&#xD800;</string>"),
-             "<!DOCTYPE plist [<!ENTITY e \"x\">]>" + valued("<string>&e;</string>"),
-             "bplist00\xd0\x08"s + std::string(6, '\0') + "\1\1", // the binary form
-         })
+    const std::string refused[] = {
+        document("<array/>"),
+        document(""),
+        document("<dict/><dict/>"),
+        "<dict/>"s,
+        document("<dict/>") + "x",
+        document("<dict/>") + document("<dict/>"),
+        valued("<true/><key>b</key>"),
+        valued("<true/><key>a</key><false/>"),
+        valued("<dict><key>b</key><true/><key>b</key><true/></dict>"),
+        valued("<true/>x"),
+        valued("<true>x</true>"),
+        valued("<string>x<b/></string>"),
+        valued("<array>x</array>"),
+        valued("<array><key>b</key></array>"),
+        document("<dict><string>x</string></dict>"),
+        document("<dict><key>\xC0\x80</key><true/></dict>"),
+        valued("<blob/>"),
+        valued("<string>x\0y</string>"s),
+        valued("<string>\xFF</string>"),
+        valued("<string>&#xD800;</string>"),
+        document("<dict><key>a</key><string>&e;</string></dict>",
+                 "<!DOCTYPE plist [<!ENTITY e \"x\">]>"),
+        document("<dict/>", "<!DOCTYPE plist [<!ENTITY e \"x\">]>"),
+        document("<dict><key>a</key><string>&e;</string></dict>", "<!DOCTYPE plist SYSTEM \"x\">"),
+        "bplist00\xd0\x08"s + std::string(6, '\0') + "\1\1", // the binary form
+    };
+    for (const std::string& text : refused)
         EXPECT_EQ(parsePropertyList(text), std::nullopt) << text;
 }
 
