@@ -4,9 +4,30 @@
 #include "install/AppInstallation.h"
 #include "platform/ApplicationBundle.h"
 #include "platform/CodeSignature.h"
+#include "platform/FileAccess.h"
 #include "platform/StandardFolders.h"
+#include "state/StatusTexts.h"
+
+#include <cstdio>
 
 namespace tallywick {
+
+namespace {
+
+/// Says what keeps the program from keeping its files, on standard error and in the result, which
+/// is empty when nothing does.
+std::string checkStorage() {
+    auto obstacle = storageObstacle(FilePreferences::defaultFile());
+    if (!obstacle)
+        obstacle = storageObstacle(HistoryStore::defaultFile());
+    if (!obstacle)
+        return {};
+    std::string notice(storageNotice(*obstacle));
+    static_cast<void>(std::fprintf(stderr, "%s\n", notice.c_str()));
+    return notice;
+}
+
+} // namespace
 
 SystemServices::SystemServices(const std::optional<std::filesystem::path>& namedHelper)
     : search(namedHelper), home(homeFolder()), power(systemPowerEvents()),
@@ -20,6 +41,7 @@ UtilityState::Services SystemServices::forState(bool showsInstaller, OpenPanel* 
         .findHelpers = [this](const auto& preferred) { return search.candidates(preferred); },
         .resolveHelper = [this](const auto& chosen) { return search.resolve(chosen); },
         .historyStore = HistoryStore(),
+        .storageNotice = checkStorage(),
         .hardwareService =
             std::make_unique<HardwareService>(systemHostStatistics(), systemMountedVolumes()),
         .bundle = inspectBundle(runningBundle(), AppInstallation::applicationsFolders(home),

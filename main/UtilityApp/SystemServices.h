@@ -25,7 +25,8 @@ class SystemServices {
   public:
     explicit SystemServices(const std::optional<std::filesystem::path>& namedHelper);
 
-    /// For the one state. `openPanel`, which may be null, must outlive it.
+    /// For the one state. `openPanel`, which may be null, must outlive it. What keeps the program
+    /// from keeping its files is said on standard error too.
     UtilityState::Services forState(bool showsInstaller, OpenPanel* openPanel);
 
   private:

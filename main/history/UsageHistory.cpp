@@ -2,7 +2,9 @@
 
 #include <algorithm>
 #include <cmath>
+#include <iterator>
 #include <map>
+#include <tuple>
 
 namespace tallywick {
 
@@ -17,11 +19,14 @@ constexpr std::size_t accountHashLength = 64;
 using Segment = std::vector<const UsageSample*>;
 
 /// Every comparison is false for a number that is none.
-bool isPlausible(const UsageSample& sample, Timestamp now) {
-    return std::isfinite(sample.timestamp) && sample.timestamp >= now - historyRetention
-           && sample.timestamp <= now && sample.usedPercent >= 0 && sample.usedPercent <= 100
+bool isPlausible(const UsageSample& sample) {
+    return std::isfinite(sample.timestamp) && sample.usedPercent >= 0 && sample.usedPercent <= 100
            && sample.reset >= year2000 && sample.reset <= year3000
            && isAccountHash(sample.accountHash);
+}
+
+bool isRecent(const UsageSample& sample, Timestamp now) {
+    return sample.timestamp >= now - historyRetention && sample.timestamp <= now;
 }
 
 bool isEarlier(const UsageSample* left, const UsageSample* right) {
@@ -125,7 +130,7 @@ bool isAccountHash(std::string_view text) {
 std::vector<UsageSample> normalise(std::span<const UsageSample> samples, Timestamp now) {
     std::vector<const UsageSample*> sorted;
     for (const UsageSample& sample : samples) {
-        if (isPlausible(sample, now))
+        if (isPlausible(sample) && isRecent(sample, now))
             sorted.push_back(&sample);
     }
     std::ranges::stable_sort(sorted, isEarlier);
@@ -143,6 +148,22 @@ std::vector<UsageSample> normalise(std::span<const UsageSample> samples, Timesta
         pick(segments[i], allocations[i], picked);
     std::ranges::stable_sort(picked, {}, &UsageSample::timestamp);
     return picked;
+}
+
+std::vector<UsageSample> samplesAhead(std::span<const UsageSample> samples, Timestamp now) {
+    std::vector<UsageSample> ahead;
+    std::ranges::copy_if(samples, std::back_inserter(ahead), [&](const UsageSample& sample) {
+        return isPlausible(sample) && sample.timestamp > now;
+    });
+    const auto reading = [](const UsageSample& sample) {
+        return std::tie(sample.timestamp, sample.accountHash);
+    };
+    std::ranges::stable_sort(ahead, {}, reading);
+    const auto doubles = std::ranges::unique(ahead, {}, reading);
+    ahead.erase(doubles.begin(), doubles.end());
+    if (ahead.size() > maximumSamplesAhead)
+        ahead.resize(maximumSamplesAhead);
+    return ahead;
 }
 
 } // namespace tallywick

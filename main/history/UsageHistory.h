@@ -27,6 +27,8 @@ struct UsageSample {
 inline constexpr Timestamp historyRetention = 14 * 86'400;
 /// Most samples kept, over all accounts together.
 inline constexpr std::size_t maximumSamples = 4'096;
+/// Most samples kept that lie ahead of the clock, over all accounts together.
+inline constexpr std::size_t maximumSamplesAhead = 4'096;
 /// Most segments kept, over all accounts together.
 inline constexpr std::size_t maximumSegments = 4'096;
 /// Length in seconds of the slots, counted from 1970, of which a segment keeps at most the first
@@ -54,5 +56,10 @@ bool isAccountHash(std::string_view text);
 ///
 /// Takes time proportional to n log n.
 std::vector<UsageSample> normalise(std::span<const UsageSample> samples, Timestamp now);
+
+/// The samples that `normalise` drops for nothing but being later than `now`, in ascending order of
+/// their timestamps, the first of doubles alone. Of more than `maximumSamplesAhead` the farthest
+/// are dropped.
+std::vector<UsageSample> samplesAhead(std::span<const UsageSample> samples, Timestamp now);
 
 } // namespace tallywick

@@ -1,7 +1,9 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
 #include <filesystem>
+#include <memory>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -19,18 +21,63 @@ std::optional<std::string> readRegularFile(const std::filesystem::path& path,
 std::optional<std::string> readFileStart(const std::filesystem::path& path,
                                          std::size_t maximumBytes);
 
+// The program's own files. Such a file and the folder that holds it belong to the user who runs the
+// program; where they belong to somebody else, they are neither read nor written. Folders above
+// that one may be anybody's.
+
+/// As `readRegularFile`, for a file of our own.
+std::optional<std::string> readOwnFile(const std::filesystem::path& path, std::size_t maximumBytes);
+
+/// Why a file of our own is neither read nor written, whatever the disk says.
+enum class StorageObstacle {
+    noPlace,      ///< it has no path
+    symbolicLink, ///< there is one on its path, or what cannot be examined
+    anotherOwner, ///< it, or the folder that holds it, belongs to somebody else
+};
+std::optional<StorageObstacle> storageObstacle(const std::filesystem::path& path);
+
 /// Whether the bytes now stand in the file, on the disk.
 enum class [[nodiscard]] WriteResult{written, failed};
 
-/// Replaces the file by one that holds `bytes`, created for its owner alone. A reader, a crash
-/// or a loss of power sees either the old file or the whole new one. When anything fails, a full
-/// disk included, the old one stays as it was; the one exception is a folder that cannot be synced
-/// after the new file is in place: which of the two a loss of power would leave is then unknown.
-/// Missing parent folders are created. Nothing is written through a symbolic link.
+/// Replaces a file of our own by one that holds `bytes`, created for its owner alone. A reader, a
+/// crash or a loss of power sees either the old file or the whole new one. When anything fails, a
+/// full disk included, the old one stays as it was; the one exception is a folder that cannot be
+/// synced after the new file is in place: which of the two a loss of power would leave is then
+/// unknown. Missing parent folders are created for their owner alone, whatever the process's mask.
+/// Nothing is written through a symbolic link, and nothing but a regular file is replaced.
 ///
 /// The new file is built under the name of the target followed by ".new", which the next write
 /// takes over if this one is killed; of two programs that write at the same time one fails.
 /// Anything but a regular file of one name in that place makes the write fail.
 WriteResult writeFileAtomically(const std::filesystem::path& path, std::string_view bytes);
+
+/// What tells one content of a file that is only ever replaced from another.
+struct FileVersion {
+    std::uint64_t device = 0;
+    std::uint64_t number = 0;
+    std::int64_t size = 0;
+    std::int64_t modified = 0; ///< nanoseconds since 1970
+    bool operator==(const FileVersion&) const = default;
+};
+
+/// Absent when there is no such file. A link is not followed.
+std::optional<FileVersion> fileVersion(const std::filesystem::path& path);
+
+/// A lock that one holder at a time has, in all programs of this machine: a file of our own that
+/// is there for nothing else and stays empty. It is given back with this object, and when the
+/// program ends, however it ends.
+class FileLock {
+  public:
+    /// Takes the lock, and creates its file and missing folders as `writeFileAtomically` does.
+    /// Never waits: null when another holds the lock, or when it cannot be had.
+    static std::unique_ptr<FileLock> tryToTake(const std::filesystem::path& path);
+
+    FileLock(const FileLock&) = delete;
+    FileLock& operator=(const FileLock&) = delete;
+    virtual ~FileLock() = default;
+
+  protected:
+    FileLock() = default;
+};
 
 } // namespace tallywick

@@ -1,6 +1,7 @@
 #include "platform/FilePreferences.h"
 
 #include "base/Product.h"
+#include "base/SerialQueue.h"
 #include "platform/FileAccess.h"
 #include "platform/StandardFolders.h"
 
@@ -22,17 +23,40 @@ bool canBeWritten(const Json& value) {
 
 } // namespace
 
+/// Its end waits for what is still to be written.
+class FilePreferences::Writer {
+  public:
+    ~Writer() {
+        queue.sync([] {});
+    }
+
+    void write(const std::filesystem::path& file, std::string text) {
+        queue.async([file, text = std::move(text)] {
+            static_cast<void>(writeFileAtomically(file, text)); // the next change tries again
+        });
+    }
+
+  private:
+    SerialQueue queue{"com.corvane.utility.preferences"};
+};
+
 std::filesystem::path FilePreferences::defaultFile() {
-    return preferencesFolder() / Product::dataFolderName / "preferences.json";
+    const auto folder = preferencesFolder();
+    return folder ? *folder / Product::dataFolderName / "preferences.json"
+                  : std::filesystem::path();
 }
 
 FilePreferences::FilePreferences(std::filesystem::path preferencesFile)
     : file(std::move(preferencesFile)) {
-    const std::optional<std::string> text = readRegularFile(file, maximumBytes);
+    const std::optional<std::string> text = readOwnFile(file, maximumBytes);
     std::optional<Json> stored = text ? parseJson(*text) : std::nullopt;
     if (stored && stored->is_object())
         values = std::move(*stored);
 }
+
+FilePreferences::FilePreferences(FilePreferences&&) = default;
+FilePreferences& FilePreferences::operator=(FilePreferences&&) = default;
+FilePreferences::~FilePreferences() = default;
 
 std::optional<bool> FilePreferences::boolValue(std::string_view key) const {
     return boolMember(values, key);
@@ -52,7 +76,7 @@ std::optional<std::string> FilePreferences::stringValue(std::string_view key) co
 
 void FilePreferences::remove(std::string_view key) {
     if (values.erase(std::string(key)) > 0)
-        write();
+        valuesDidChange();
 }
 
 void FilePreferences::set(std::string_view key, const Json& value) {
@@ -60,17 +84,32 @@ void FilePreferences::set(std::string_view key, const Json& value) {
     if (stored == value)
         return;
     stored = value;
-    write();
+    valuesDidChange();
 }
 
-void FilePreferences::write() const {
+void FilePreferences::valuesDidChange() {
+    if (openGroups > 0)
+        changedInGroup = true;
+    else
+        write();
+}
+
+void FilePreferences::endGroup() {
+    if (--openGroups == 0 && std::exchange(changedInGroup, false))
+        write();
+}
+
+void FilePreferences::write() {
     Json kept = Json::object();
     for (const auto& [key, value] : values.items())
         if (canBeWritten(value))
             kept[key] = value;
-    const std::string text = writeJson(kept) + '\n';
-    if (text.size() <= maximumBytes)
-        static_cast<void>(writeFileAtomically(file, text)); // the next change tries again
+    std::string text = writeJson(kept) + '\n';
+    if (text.size() > maximumBytes)
+        return;
+    if (!writer)
+        writer = std::make_unique<Writer>();
+    writer->write(file, std::move(text));
 }
 
 } // namespace tallywick

@@ -5,22 +5,28 @@
 #include "base/Json.h"
 
 #include <filesystem>
+#include <memory>
 
 namespace tallywick {
 
 /// Preferences in a file: one JSON object, replaced as a whole at each change, so that a full disk
-/// or a crash leaves the choices as they were before.
+/// or a crash leaves the choices as they were before. It is written on a queue of its own, so that
+/// nobody waits for the disk; only the end of this object does.
 ///
-/// A file that is damaged, too large, or reached through a symbolic link counts as one without any
-/// choice; the next change replaces it, unless it is a link.
+/// A file that is damaged, too large, another user's or reached through a symbolic link counts as
+/// one without any choice; the next change replaces it, unless it is a link or another user's.
 class FilePreferences final : public Preferences {
   public:
     static constexpr std::size_t maximumBytes = 65'536; ///< some hundred times what is kept
 
-    /// "preferences.json" in the folder "Corvane Tallywick" among the user's preferences.
+    /// "preferences.json" in the folder "Corvane Tallywick" among the user's preferences; empty
+    /// when there is no place for these, and nothing is kept then.
     static std::filesystem::path defaultFile();
 
     explicit FilePreferences(std::filesystem::path file = defaultFile());
+    FilePreferences(FilePreferences&&);
+    FilePreferences& operator=(FilePreferences&&);
+    ~FilePreferences() override;
 
     std::optional<bool> boolValue(std::string_view key) const override;
     std::optional<double> doubleValue(std::string_view key) const override;
@@ -32,11 +38,20 @@ class FilePreferences final : public Preferences {
     void remove(std::string_view key) override;
 
   private:
+    void beginGroup() override { ++openGroups; }
+    void endGroup() override;
+
     void set(std::string_view key, const Json& value);
-    void write() const;
+    void valuesDidChange();
+    void write();
+
+    class Writer;
 
     std::filesystem::path file;
     Json values = Json::object();
+    int openGroups = 0;
+    bool changedInGroup = false;
+    std::unique_ptr<Writer> writer; ///< since the first write
 };
 
 } // namespace tallywick

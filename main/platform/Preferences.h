@@ -12,6 +12,19 @@ namespace tallywick {
 /// Setting a value writes it through; a failed write loses nothing but that value.
 class Preferences {
   public:
+    /// While one lives, values are set but not written; those of the outermost one are written
+    /// together at its end. What belongs together is so kept together or not at all.
+    class Group {
+      public:
+        explicit Group(Preferences& grouped) : preferences(grouped) { preferences.beginGroup(); }
+        ~Group() { preferences.endGroup(); }
+        Group(const Group&) = delete;
+        Group& operator=(const Group&) = delete;
+
+      private:
+        Preferences& preferences;
+    };
+
     virtual ~Preferences() = default;
 
     virtual std::optional<bool> boolValue(std::string_view key) const = 0;
@@ -22,6 +35,10 @@ class Preferences {
     virtual void setDouble(std::string_view key, double value) = 0;
     virtual void setString(std::string_view key, const std::string& value) = 0;
     virtual void remove(std::string_view key) = 0;
+
+  private:
+    virtual void beginGroup() = 0;
+    virtual void endGroup() = 0;
 };
 
 } // namespace tallywick

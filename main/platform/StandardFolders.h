@@ -1,19 +1,25 @@
 #pragma once
 
 #include <filesystem>
+#include <optional>
 
 namespace tallywick {
 
-/// The user's home folder (HOME); the root folder when the environment names none.
+// The folders that the user or the system has chosen for us. Each is given by its path without
+// symbolic links, as far as it exists: on some desktops the home folder itself is reached through
+// one. Values of the environment that are empty or relative count as not set.
+
+/// The user's home folder: HOME, else the one that the system has on record for the user; the root
+/// folder when there is none.
 std::filesystem::path homeFolder();
 
 /// Where applications keep what the user does not see: XDG_DATA_HOME, else ".local/share" in the
-/// home folder, else, when the environment names neither, the temporary folder. Values that are
-/// empty or relative count as not set. The folder need not exist.
-std::filesystem::path applicationSupportFolder();
+/// home folder. Absent when there is neither: a folder that all users share is no place for it. The
+/// folder need not exist.
+std::optional<std::filesystem::path> applicationSupportFolder();
 
 /// Where applications keep their users' choices: XDG_CONFIG_HOME, else ".config" in the home
-/// folder, else the temporary folder, by the same rules.
-std::filesystem::path preferencesFolder();
+/// folder, by the same rules.
+std::optional<std::filesystem::path> preferencesFolder();
 
 } // namespace tallywick

@@ -15,6 +15,18 @@ constexpr std::string_view connecting = "CONNECTING";
 
 } // namespace
 
+std::string_view storageNotice(StorageObstacle obstacle) {
+    switch (obstacle) {
+    case StorageObstacle::noPlace:
+        return SettingsText::noPlaceToKeep;
+    case StorageObstacle::symbolicLink:
+        return SettingsText::keptBehindLink;
+    case StorageObstacle::anotherOwner:
+        return SettingsText::keptByAnother;
+    }
+    return {};
+}
+
 std::string shortTime(Timestamp time) {
     constexpr double millisecondsPerSecond = 1000;
     const QTime local =

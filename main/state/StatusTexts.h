@@ -2,6 +2,7 @@
 
 #include "base/Time.h"
 #include "codex/ConnectionIssue.h"
+#include "platform/FileAccess.h"
 
 #include <optional>
 #include <string>
@@ -41,11 +42,17 @@ inline constexpr std::string_view notYetChecked = "Codex has not yet been checke
 inline constexpr std::string_view notFound = "Codex was not found";
 } // namespace HelperPathText
 
-/// Results of the user's actions, shown in Settings.
+/// Results of the user's actions, shown in Settings, and what is to be told there at first.
 namespace SettingsText {
 inline constexpr std::string_view preparingSignIn = "Preparing your requested browser sign-in…";
 inline constexpr std::string_view waitingForSignIn =
     "Complete sign-in in your browser (up to 10 minutes).";
+inline constexpr std::string_view noPlaceToKeep =
+    "Readings and preferences are not kept: there is no home folder.";
+inline constexpr std::string_view keptBehindLink =
+    "Readings or preferences are not kept: their folder is reached through a symbolic link.";
+inline constexpr std::string_view keptByAnother =
+    "Readings or preferences are not kept: their folder belongs to another user.";
 inline constexpr std::string_view signInTimedOut = "Browser sign-in timed out. You can try again.";
 inline constexpr std::string_view signInCompleted = "Sign-in completed. Reading usage…";
 inline constexpr std::string_view signInFailed = "Sign-in did not complete. You can retry.";
@@ -67,6 +74,8 @@ inline constexpr std::string_view helperSelected = "Validated Codex helper selec
 inline constexpr std::string_view automaticDiscovery = "Automatic Codex discovery is active.";
 inline constexpr std::string_view notFoundAutomatically = "Codex was not found automatically.";
 } // namespace SettingsText
+
+std::string_view storageNotice(StorageObstacle obstacle);
 
 /// Hours and minutes of the local time as the default locale writes them, without seconds.
 std::string shortTime(Timestamp time);

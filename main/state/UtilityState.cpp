@@ -25,6 +25,7 @@ UtilityState::UtilityState(Services given) : services(std::move(given)) {
     published.light = isSet(lightKey);
     published.pinned = isSet(pinnedKey);
     published.showingInstaller = services.showsInstaller && !services.bundle.isInstalled;
+    published.settingsStatus = services.storageNotice;
     published.now = services.clock();
 
     startInstallationCheck();
@@ -97,6 +98,7 @@ void UtilityState::copyConnectionDetails() {
 }
 
 void UtilityState::savePreferences() {
+    const Preferences::Group together(services.preferences);
     services.preferences.setBool(miniKey, published.mini);
     services.preferences.setBool(lightKey, published.light);
     services.preferences.setBool(pinnedKey, published.pinned);

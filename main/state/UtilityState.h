@@ -56,6 +56,7 @@ class UtilityState final : public QObject {
         std::function<std::optional<std::filesystem::path>(const std::filesystem::path&)>
             resolveHelper;
         HistoryStore historyStore;
+        std::string storageNotice; ///< shown in Settings at first; empty when all is well
         std::unique_ptr<HardwareService> hardwareService;
         RunningBundle bundle;
         bool showsInstaller = true; ///< offers to install a copy that is not the installed one

@@ -122,6 +122,7 @@ void UtilityState::endResize() {
                        ? WindowSizing::miniSizeOfWidth(utilityWindow->contentSize().width())
                        : fullContentSize());
     const QSizeF content = utilityWindow->contentSize();
+    const Preferences::Group together(services.preferences);
     services.preferences.setDouble(widthKey, content.width());
     services.preferences.setDouble(heightKey, content.height());
     savePreferences();

@@ -118,6 +118,14 @@ TEST_F(ProgramTest, WatchesUntilItIsAskedToEndOrNobodyReadsItsLines) {
                 StartsWith("[CONNECTING] Finding Codex…\n[exit "));
 }
 
+TEST_F(ProgramTest, SaysWhenItCannotKeepAnything) {
+    runIn(home.path(), "mkdir elsewhere; ln -s elsewhere 'Corvane Tallywick'");
+    const std::string output = utility("--watch" + sampleHelper + " | head -n 2");
+    EXPECT_THAT(output, HasSubstr("Readings or preferences are not kept: their folder is reached "
+                                  "through a symbolic link.\n"));
+    EXPECT_TRUE(fs::is_empty(home / "elsewhere"));
+}
+
 /// Has a watching program meet a sleep of the machine, as logind announces it on the bus.
 void sleepAndWake(const std::string& home) {
     const std::string address = "unix:path=" + home + "/bus";

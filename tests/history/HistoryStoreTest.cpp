@@ -1,5 +1,6 @@
 #include "history/HistoryStore.h"
 
+#include "base/Product.h"
 #include "history/HistoryFile.h"
 #include "support/TemporaryFolder.h"
 
@@ -111,24 +112,110 @@ TEST(HistoryStore, PrunesAtMostOnceAnHourAndWritesOnlyChanges) {
         return store.samples().size();
     };
     store.record({40, weekEnd}, alice, now);
-    fs::remove(folder / "file");
     const Timestamp expiry = now + historyRetention + 1;
-    EXPECT_EQ(countAfter(expiry - 3'599), 1) << "a pass that finds nothing to change";
-    EXPECT_EQ(countAfter(expiry), 1) << "no pass yet";
+    store.record({40, weekEnd + historyRetention}, bob, expiry - 3'599); // a pass, too
+    fs::remove(folder / "file");
+    EXPECT_EQ(countAfter(expiry), 2) << "no pass yet";
     EXPECT_FALSE(fs::exists(folder / "file"));
-    EXPECT_EQ(countAfter(expiry + 1), 0) << "an hour later to the second";
-    EXPECT_EQ(contentOf(folder / "file"), "[]");
+    EXPECT_EQ(countAfter(expiry + 1), 1) << "an hour later to the second";
+    EXPECT_EQ(HistoryStore(folder / "file", expiry).samples(), store.samples());
+    fs::remove(folder / "file");
+    EXPECT_EQ(countAfter(expiry + 3'601), 1);
+    EXPECT_FALSE(fs::exists(folder / "file")) << "a pass that finds nothing to change";
+    EXPECT_EQ(countAfter(expiry + 1), 1);
+    EXPECT_EQ(countAfter(expiry - 3'598, true), 1) << "the previous pass lies ahead";
+}
 
-    store.record({40, weekEnd}, alice, expiry + 1);
-    EXPECT_EQ(countAfter(now), 1) << "the previous pass lies ahead: no pass";
-    EXPECT_EQ(countAfter(now, true), 0) << "a sample later than now is dropped";
+/// The times of a store's samples, counted from `now`.
+std::vector<Timestamp> timesOf(const std::vector<UsageSample>& samples) {
+    std::vector<Timestamp> times;
+    for (const UsageSample& sample : samples)
+        times.push_back(sample.timestamp - now);
+    return times;
+}
+using Times = std::vector<Timestamp>;
+
+TEST(HistoryStore, KeepsTheReadingsOfAllProgramsOnOneFile) {
+    const TemporaryFolder folder;
+    const fs::path file = folder / "file";
+    HistoryStore window(file, now);
+    HistoryStore watch(file, now);
+    window.record({40, weekEnd}, alice, now);
+    watch.record({40, weekEnd}, bob, now + 1);
+    EXPECT_EQ(timesOf(watch.record({40, weekEnd}, alice, now + 2)), Times{0}) << "a repetition";
+    window.record({41, weekEnd}, alice, now + 302);
+    EXPECT_EQ(timesOf(window.samples()), (Times{0, 1, 302}));
+    auto another = FileLock::tryToTake(folder / "file.lock");
+    ASSERT_TRUE(another);
+    EXPECT_EQ(timesOf(watch.record({41, weekEnd}, bob, now + 303)), (Times{1, 303}));
+    EXPECT_EQ(HistoryStore(file, now + 303).samples(), window.samples());
+    another.reset();
+    EXPECT_EQ(timesOf(watch.record({42, weekEnd}, bob, now + 604)), (Times{1, 303, 604}));
+    EXPECT_EQ(timesOf(HistoryStore(file, now + 604).samples()), (Times{0, 1, 302, 303, 604}));
+}
+
+TEST(HistoryStore, LosesNothingToAClockThatIsWrong) {
+    const TemporaryFolder folder;
+    const fs::path file = folder / "file";
+    constexpr Timestamp day = 86'400;
+    Times times;
+    {
+        HistoryStore store(file, now);
+        for (Timestamp time = -13 * day; time <= 0; time += day / 2) {
+            times.push_back(time);
+            store.record({40, now + time + day}, alice, now + time);
+        }
+    }
+    const std::string before = contentOf(file);
+    const struct {
+        Timestamp time;
+        Timestamp reset;
+    } wrongClocks[] = {{31'536'000, 31'536'000 + day}, // a service of the same opinion
+                       {Product::releaseTime - 1, Product::releaseTime},
+                       {weekEnd - 8 * day - 1, weekEnd},
+                       {weekEnd + day + 1, weekEnd},
+                       {now - 400 * day, weekEnd},
+                       {now + 20 * day, weekEnd}};
+    for (const auto& [wrong, reset] : wrongClocks) {
+        SCOPED_TRACE(wrong);
+        testing::writeAll(file, before);
+        HistoryStore store(file, wrong);
+        const auto visible = store.samples();
+        store.prune(wrong, true);
+        EXPECT_EQ(store.record({41, reset}, alice, wrong), visible);
+        store.prune(now, true);
+        EXPECT_EQ(contentOf(file), before);
+        Times all = times;
+        all.push_back(60);
+        EXPECT_EQ(timesOf(store.record({41, weekEnd}, alice, now + 60)), all) << "right by now";
+        for (const Timestamp leap : {wrong, now + 60 + 4'000}) {
+            store.prune(leap, true);
+            store.record({42, leap - 2 * day}, alice, leap);
+            EXPECT_EQ(timesOf(store.samples()), all) << "it leaps while the program runs";
+        }
+        EXPECT_EQ(timesOf(HistoryStore(file, now + 60).samples()), all);
+    }
+}
+
+TEST(HistoryStore, KeepsWhatLiesAheadUnseen) {
+    const TemporaryFolder folder;
+    HistoryStore store(folder / "file", now);
+    store.record({40, weekEnd}, alice, now);
+    store.record({41, weekEnd}, alice, now + 4'000);
+    const Timestamp earlier = now - 86'000; // still right, as far as a reading can show
+    EXPECT_EQ(timesOf(store.record({38, weekEnd}, alice, earlier)), Times{-86'000});
+    EXPECT_EQ(timesOf(store.record({39, weekEnd}, alice, earlier + 301)),
+              (Times{-86'000, -85'699}));
+    EXPECT_EQ(timesOf(HistoryStore(folder / "file", now).samples()), (Times{-86'000, -85'699, 0}));
+    EXPECT_EQ(timesOf(store.record({43, weekEnd}, alice, now + 4'301)),
+              (Times{-86'000, -85'699, 0, 4'000, 4'301}));
 }
 
 TEST(HistoryFile, HasRoomForTheLongestHistory) {
     std::vector<UsageSample> samples;
-    for (std::size_t i = 0; i < maximumSamples; ++i)
-        samples.push_back({1'100'000'000.0000001 + static_cast<double>(i), 12.345678901234567,
-                           32'503'679'999.999996, alice, true});
+    for (std::size_t i = 0; i < maximumSamples + maximumSamplesAhead; ++i)
+        samples.push_back({1.2345678901234567e300 * static_cast<double>(i + 1),
+                           1.2345678901234567e-300, 32'503'679'999.999996, alice, true});
     const std::string text = encodeHistory(samples);
     EXPECT_LT(text.size(), maximumHistoryBytes);
     EXPECT_EQ(decodeHistory(text), samples);

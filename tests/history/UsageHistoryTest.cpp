@@ -84,6 +84,28 @@ TEST(NormalisedHistory, TakesTheFirstSampleOfTheOldestSegmentsWhenTheRoomIsShort
     }
 }
 
+TEST(NormalisedHistory, KeepsTheNewestSegmentsOnly) {
+    Samples all;
+    for (int i = 4'999; i >= 0; --i)
+        all.push_back(at(-i * 100, 40, 'a', weekEnd, true));
+    const Samples newest(all.end() - 4'096, all.end());
+    EXPECT_EQ(normalise(all, now), newest);
+}
+
+TEST(SamplesAhead, AreTheNearestThatATrueClockWouldKeep) {
+    EXPECT_EQ(describe(samplesAhead(Samples{at(9, 101), at(3), at(3, 10), at(0), at(2, 40, 'b'),
+                                            at(3, 40, 'b'), at(-1), at(inf), at(nan),
+                                            at(1, 40, 'a', weekEnd, true), of("a")},
+                                    now)),
+              "a1! b2 a3 b3");
+    Samples all;
+    for (int i = 5'000; i > 0; --i)
+        all.push_back(at(i));
+    const Samples ahead = samplesAhead(all, now);
+    ASSERT_EQ(ahead.size(), 4'096);
+    EXPECT_EQ(ahead.back().timestamp, now + 4'096);
+}
+
 TEST(NormalisedHistory, DividesTheRoomEvenlyAndSpreadsEachShare) {
     Samples samples{at(-1'209'600, 40, 'c')}; // and 4,032 of each of two other accounts
     for (int time = -1'209'600; time < 0; time += 600)

@@ -4,10 +4,12 @@
 
 #include <sys/prctl.h>
 #include <sys/resource.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <csignal>
 #include <set>
+#include <utility>
 
 namespace tallywick {
 namespace {
@@ -53,11 +55,33 @@ TEST(FileAccess, readsNothingElse) {
                              "../../../../../dev/zero", ""}) {
         EXPECT_EQ(readRegularFile(folder / name, plenty), std::nullopt) << name;
         EXPECT_EQ(readFileStart(folder / name, 1), std::nullopt) << name;
+        EXPECT_EQ(readOwnFile(folder / name, plenty), std::nullopt) << name;
     }
+    EXPECT_EQ(readOwnFile(folder / "real/file", 1), "\n");
+    EXPECT_EQ(readOwnFile(folder / "real/file", 0), std::nullopt);
+}
+
+TEST(FileAccess, keepsAwayFromWhatBelongsToAnother) {
+    if (::geteuid() != 0)
+        GTEST_SKIP() << "only root can give a file to somebody else";
+    const TemporaryFolder folder;
+    runIn(folder.path(), "mkdir own theirs; echo > own/file; echo > own/given; echo > theirs/file; "
+                         "echo > own/lock; chown 4321 own/given own/lock theirs");
+    const auto obstacle = [&](const char* name) { return storageObstacle(folder / name); };
+    EXPECT_EQ(obstacle("own/file"), std::nullopt);
+    for (const char* name : {"own/given", "theirs/file", "theirs/missing"}) {
+        EXPECT_EQ(obstacle(name), StorageObstacle::anotherOwner) << name;
+        EXPECT_EQ(readOwnFile(folder / name, plenty), std::nullopt) << name;
+        EXPECT_EQ(writeFileAtomically(folder / name, "new"), WriteResult::failed) << name;
+    }
+    EXPECT_EQ(FileLock::tryToTake(folder / "own/lock"), nullptr);
+    EXPECT_EQ(writeFileAtomically(folder / "theirs/own/file", "new"), WriteResult::written)
+        << "the folder above may be anybody's";
 }
 
 TEST(FileAccess, replacesTheFileAndLeavesNothingBeside) {
     const TemporaryFolder folder;
+    const mode_t usual = ::umask(0333);
     const fs::path path = folder / "new/and newer/file";
     for (const std::string& bytes :
          {std::string("first"), std::string(300'000, 'x'), std::string()}) {
@@ -65,8 +89,11 @@ TEST(FileAccess, replacesTheFileAndLeavesNothingBeside) {
         EXPECT_EQ(readAll(path), bytes);
         EXPECT_EQ(namesIn(path.parent_path()), theFileAlone);
         EXPECT_EQ(fs::status(path).permissions(), fs::perms{0600});
+        for (const char* made : {"new", "new/and newer"})
+            EXPECT_EQ(fs::status(folder / made).permissions(), fs::perms{0700});
         runIn(path.parent_path(), "umask 22; echo left behind, and open to all > file.new");
     }
+    ::umask(usual);
 }
 
 TEST(FileAccess, failsWithoutTouchingAnythingWhereItMayNotWrite) {
@@ -79,6 +106,7 @@ TEST(FileAccess, failsWithoutTouchingAnythingWhereItMayNotWrite) {
         {"a folder is a link", "link/deep/file", "ln -s other link"},
         {"a folder is a file", "file/deep/file", ""},
         {"the file is a folder", "other", ""},
+        {"the file is a FIFO", "fifo", "mkfifo fifo"},
         {"the name is too long for its temporary file", std::string(253, 'x'), ""},
         {"the temporary file is a link", "file", "ln -s foreign file.new"},
         {"the temporary file has a second name", "file", "ln foreign file.new"},
@@ -111,6 +139,51 @@ TEST(FileAccess, keepsTheOldFileWhenTheDiskTakesOnlyAPart) {
     EXPECT_EQ(result, WriteResult::failed);
     EXPECT_EQ(readAll(folder / "file"), "old");
     EXPECT_EQ(namesIn(folder.path()), theFileAlone);
+}
+
+TEST(FileAccess, makesNoFolderThroughALinkThatComesMeanwhile) {
+    const TemporaryFolder folder;
+    runIn(folder.path(), "mkdir elsewhere");
+    const fs::path place = folder / "place";
+    const pid_t linker = ::fork();
+    if (linker == 0) {
+        ::prctl(PR_SET_PDEATHSIG, SIGKILL);
+        for (;;) {
+            static_cast<void>(::symlink((folder / "elsewhere").c_str(), place.c_str()));
+            ::unlink(place.c_str());
+        }
+    }
+    for (int made = 0; made < 100;) {
+        if (writeFileAtomically(place / "below/file", "x") == WriteResult::written) {
+            fs::remove_all(place);
+            ++made;
+        }
+    }
+    ::kill(linker, SIGKILL);
+    EXPECT_EQ(::waitpid(linker, nullptr, 0), linker);
+    EXPECT_TRUE(fs::is_empty(folder / "elsewhere"));
+}
+
+TEST(FileAccess, locksForOneAtATimeAndTellsVersionsApart) {
+    const TemporaryFolder folder;
+    const fs::path path = folder / "new/lock";
+    auto held = FileLock::tryToTake(path);
+    ASSERT_TRUE(held);
+    EXPECT_EQ(fs::status(path).permissions(), fs::perms{0600});
+    EXPECT_FALSE(FileLock::tryToTake(path));
+    held.reset();
+    EXPECT_TRUE(FileLock::tryToTake(path));
+    runIn(folder.path(), "ln -s new/lock link; mkfifo fifo");
+    EXPECT_FALSE(FileLock::tryToTake(folder / "link"));
+    EXPECT_FALSE(FileLock::tryToTake(folder / "fifo"));
+
+    EXPECT_EQ(fileVersion(folder / "file"), std::nullopt);
+    std::optional<FileVersion> before;
+    for (const char* bytes : {"a", "b", "ab"}) {
+        EXPECT_EQ(writeFileAtomically(folder / "file", bytes), WriteResult::written);
+        EXPECT_NE(fileVersion(folder / "file"),
+                  std::exchange(before, fileVersion(folder / "file")));
+    }
 }
 
 /// Writes one content after the other, each of one letter, until it is killed.

@@ -3,6 +3,9 @@
 #include "platform/StandardFolders.h"
 #include "support/TemporaryFolder.h"
 
+#include <pwd.h>
+#include <unistd.h>
+
 namespace tallywick {
 namespace {
 
@@ -42,35 +45,56 @@ TEST(FilePreferences, TreatsWhatItCannotReadAsAbsent) {
         EXPECT_EQ(preferences.stringValue("codexPath"), std::nullopt);
         EXPECT_EQ(preferences.doubleValue("resizableWidth"), std::nullopt);
         preferences.setBool("mini", true);
+        preferences = FilePreferences(folder / "other");
         EXPECT_EQ(FilePreferences(file).boolValue("mini"), true);
     }
 }
 
-TEST(StandardFolders, comeFromAbsoluteValuesOfTheEnvironment) {
-    const struct {
-        const char* xdg;
-        const char* home;
-        const char* support;
-        const char* preferences;
-    } rows[] = {
-        {"", "/home/a", "/home/a/.local/share", "/home/a/.config"},
-        {"relative", "/home/\xE9", "/home/\xE9/.local/share", "/home/\xE9/.config"},
-        {"/data/\xFF", "", "/data/\xFF", "/data/\xFF"},
-        {"", "", "/", "/"}, // the folder for temporary files
-    };
-    ::setenv("TMPDIR", "/", 1);
-    for (const auto& row : rows) {
-        ::setenv("XDG_DATA_HOME", row.xdg, 1);
-        ::setenv("XDG_CONFIG_HOME", row.xdg, 1);
-        ::setenv("HOME", row.home, 1);
-        EXPECT_EQ(applicationSupportFolder(), row.support);
-        EXPECT_EQ(preferencesFolder(), row.preferences);
-        EXPECT_EQ(homeFolder(), *row.home ? row.home : "/");
+TEST(FilePreferences, WritesAGroupInOneGo) {
+    const TemporaryFolder folder;
+    const auto file = folder / "preferences.json";
+    {
+        FilePreferences preferences(file);
+        const Preferences::Group outer(preferences);
+        {
+            const Preferences::Group inner(preferences);
+            preferences.setDouble("width", 1);
+        }
+        preferences.setBool("mini", true);
+        preferences.setBool("mini", false);
+        EXPECT_FALSE(std::filesystem::exists(file));
     }
-    EXPECT_EQ(FilePreferences::defaultFile(), "/Corvane Tallywick/preferences.json");
-    ::setenv("TMPDIR", "/no such folder", 1);
-    EXPECT_EQ(applicationSupportFolder(), "/tmp");
-    ::unsetenv("TMPDIR");
+    EXPECT_EQ(readAll(file), "{\"mini\":false,\"width\":1.0}\n");
+}
+
+TEST(StandardFolders, comeFromTheEnvironmentOrTheSystemsRecordWithoutLinks) {
+    const TemporaryFolder folder;
+    testing::runIn(folder.path(), "mkdir -p var/home; ln -s var/home home; ln -s missing dangling");
+    const std::string home = ::getpwuid(::geteuid())->pw_dir;
+    const struct {
+        std::string xdg;
+        std::string home;
+        std::string base; ///< of XDG, in the home folder if empty
+        std::string resolvedHome;
+    } rows[] = {
+        {"", "/no/home/\xE9", "", "/no/home/\xE9"},
+        {"relative", folder / "home/a", "", folder / "var/home/a"},
+        {"/data/\xFF//x/", folder / "dangling", "/data/\xFF/x", folder / "dangling"},
+        {folder / "home/new/../x", "relative", folder / "var/home/x", home},
+        {"", "", "", home},
+    };
+    for (const auto& row : rows) {
+        ::setenv("XDG_DATA_HOME", row.xdg.c_str(), 1);
+        ::setenv("XDG_CONFIG_HOME", row.xdg.c_str(), 1);
+        ::setenv("HOME", row.home.c_str(), 1);
+        const auto expected = [&](const char* belowHome) {
+            return row.base.empty() ? row.resolvedHome + belowHome : row.base;
+        };
+        EXPECT_EQ(applicationSupportFolder(), expected("/.local/share"));
+        EXPECT_EQ(preferencesFolder(), expected("/.config"));
+        EXPECT_EQ(homeFolder(), row.resolvedHome);
+    }
+    EXPECT_EQ(FilePreferences::defaultFile(), home + "/.config/Corvane Tallywick/preferences.json");
 }
 
 } // namespace

@@ -3,6 +3,7 @@
 #include "StateHarness.h"
 
 #include "codex/AccountIdentity.h"
+#include "history/HistoryStore.h"
 
 namespace tallywick::testing {
 namespace {
@@ -53,6 +54,20 @@ TEST_F(Readings, OfAnotherAccountReplaceEverything) {
     EXPECT_EQ(fields().status, StatusText::withoutAllowance);
     EXPECT_FALSE(fields().quota);
     EXPECT_TRUE(fields().history.empty());
+}
+
+TEST_F(Readings, ArePrunedAsTheyGrowOld) {
+    keepsHistory = true;
+    HistoryStore before(folder / "history.json", now);
+    before.record({40, startTime - historyRetention}, accountHash("A1"),
+                  startTime - historyRetention + 60);
+    const auto kept = [&] { return HistoryStore(folder / "history.json", now).samples().size(); };
+    start();
+    state->setShowingInstaller(true); // no refresh
+    EXPECT_EQ(kept(), 2);
+    tickAfter(3'600);
+    now = startTime;
+    EXPECT_EQ(kept(), 1);
 }
 
 TEST_F(Readings, OfTheActivityMayBeAbsentOrOld) {

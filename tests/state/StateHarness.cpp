@@ -67,7 +67,7 @@ struct Volumes : MountedVolumes {
 
 Json allowanceOf(const std::string& accountId, int usedPercent) {
     const Json week{
-        {"windowDurationMins", 10080}, {"usedPercent", usedPercent}, {"resetsAt", 1'750'600'000}};
+        {"windowDurationMins", 10080}, {"usedPercent", usedPercent}, {"resetsAt", 1'795'355'200}};
     return {{"accountId", accountId}, {"rateLimits", {{"primary", week}}}};
 }
 
@@ -110,7 +110,8 @@ UtilityState& StateHarness::start() {
             [](const auto& chosen) {
                 return chosen.filename() == "codex" ? std::optional(chosen) : std::nullopt;
             },
-        .historyStore = HistoryStore(folder / "history.json", now, false),
+        .historyStore = HistoryStore(folder / "history.json", now, keepsHistory),
+        .storageNotice = storageNotice,
         .hardwareService = std::make_unique<HardwareService>(std::make_unique<Statistics>(machine),
                                                              std::make_unique<Volumes>(machine)),
         .bundle = bundle,

@@ -160,7 +160,7 @@ class StateHarness {
 
     std::vector<std::string> statuses;                 ///< that were announced
     std::vector<std::string> notes;                    ///< in the settings, that were announced
-    static constexpr double startTime = 1'750'255'200; // 2025-06-18 14:00:00 UTC
+    static constexpr double startTime = 1'795'010'400; // 2026-11-18 14:00:00 UTC
     std::atomic<double> now = startTime;
     ChangeableAnswer initialize = gives({});
     ChangeableAnswer account = gives({{"account", {{"type", "chatgpt"}}}});
@@ -173,6 +173,8 @@ class StateHarness {
     TransportFactory realTransports; ///< in place of the fake ones
     std::vector<std::filesystem::path> candidates{"/opt/tools/codex"};
     std::optional<std::filesystem::path> preferred; ///< of the last search
+    std::string storageNotice;
+    bool keepsHistory = false; ///< in its file
     RunningBundle bundle{.version = "0.6.0", .isInstalled = true};
 
     TemporaryFolder folder;

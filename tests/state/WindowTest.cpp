@@ -2,6 +2,11 @@
 
 #include "StateHarness.h"
 
+#include "platform/linux/UniqueFd.h"
+
+#include <sys/inotify.h>
+
+#include <array>
 #include <fstream>
 #include <limits>
 
@@ -66,6 +71,27 @@ TEST_F(WindowTest, ItsPlaceIsKeptWhenItWasMoved) {
     window.minimised = true;
     state->windowDidMove();
     EXPECT_EQ(preferences.stringValue("CorvaneTallywickWindow"), "-21 40");
+}
+
+TEST_F(WindowTest, EachActionReplacesThePreferencesOnce) {
+    startWithWindow();
+    preferences = FilePreferences(folder / "kept.json"); // what was to be written is written by now
+    const UniqueFd watched(::inotify_init1(IN_CLOEXEC | IN_NONBLOCK));
+    // A replacement tells of itself twice, as a move does; of equal events in a row comes only one.
+    ASSERT_GE(::inotify_add_watch(watched.get(), folder.path().c_str(), IN_MOVE), 0);
+    state->toggleLayout();
+    state->choosePinned(true);
+    preferences = FilePreferences(folder / "another.json");
+    std::array<char, 4096> events{};
+    const ssize_t length = ::read(watched.get(), events.data(), events.size());
+    int moved = 0;
+    for (ssize_t at = 0; at < length; ++moved)
+        at += static_cast<ssize_t>(sizeof(inotify_event))
+              + reinterpret_cast<const inotify_event*>(events.data() + at)->len;
+    EXPECT_EQ(moved, 2 * 2);
+    preferences = FilePreferences(folder / "kept.json");
+    EXPECT_EQ(preferences.boolValue("pinned"), true);
+    EXPECT_EQ(keptSize(), QSizeF(500, 225));
 }
 
 TEST_F(WindowTest, TogglesBetweenTheLayouts) {
