@@ -185,6 +185,7 @@ TEST(HistoryStore, LosesNothingToAClockThatIsWrong) {
         EXPECT_EQ(store.record({41, reset}, alice, wrong), visible);
         store.prune(now, true);
         EXPECT_EQ(contentOf(file), before);
+        EXPECT_EQ(timesOf(store.record({40, now + day}, alice, now + 60)), times) << "a repetition";
         Times all = times;
         all.push_back(60);
         EXPECT_EQ(timesOf(store.record({41, weekEnd}, alice, now + 60)), all) << "right by now";
@@ -203,8 +204,8 @@ TEST(HistoryStore, KeepsWhatLiesAheadUnseen) {
     store.record({40, weekEnd}, alice, now);
     store.record({41, weekEnd}, alice, now + 4'000);
     const Timestamp earlier = now - 86'000; // still right, as far as a reading can show
-    EXPECT_EQ(timesOf(store.record({38, weekEnd}, alice, earlier)), Times{-86'000});
-    EXPECT_EQ(timesOf(store.record({39, weekEnd}, alice, earlier + 301)),
+    EXPECT_EQ(timesOf(store.record({41, weekEnd}, alice, earlier)), Times{-86'000});
+    EXPECT_EQ(timesOf(store.record({41, weekEnd}, alice, earlier + 301)),
               (Times{-86'000, -85'699}));
     EXPECT_EQ(timesOf(HistoryStore(folder / "file", now).samples()), (Times{-86'000, -85'699, 0}));
     EXPECT_EQ(timesOf(store.record({43, weekEnd}, alice, now + 4'301)),

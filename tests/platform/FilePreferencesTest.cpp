@@ -50,23 +50,6 @@ TEST(FilePreferences, TreatsWhatItCannotReadAsAbsent) {
     }
 }
 
-TEST(FilePreferences, WritesAGroupInOneGo) {
-    const TemporaryFolder folder;
-    const auto file = folder / "preferences.json";
-    {
-        FilePreferences preferences(file);
-        const Preferences::Group outer(preferences);
-        {
-            const Preferences::Group inner(preferences);
-            preferences.setDouble("width", 1);
-        }
-        preferences.setBool("mini", true);
-        preferences.setBool("mini", false);
-        EXPECT_FALSE(std::filesystem::exists(file));
-    }
-    EXPECT_EQ(readAll(file), "{\"mini\":false,\"width\":1.0}\n");
-}
-
 TEST(StandardFolders, comeFromTheEnvironmentOrTheSystemsRecordWithoutLinks) {
     const TemporaryFolder folder;
     testing::runIn(folder.path(), "mkdir -p var/home; ln -s var/home home; ln -s missing dangling");
