@@ -149,11 +149,9 @@ ConnectionDetails play(const std::string& expected, const Helpers& helpers, int 
 }
 
 TEST(AccountService, KeepsItsHelperWhileItIsOfUse) {
-    const auto failing = [](const Answer& failure) {
-        return signedIn().with("account/rateLimits/read", {failure, gives(allowance)});
-    };
     play(fresh + live + ", " + again + live, {signedIn()}, 2);
-    play(fresh + "throttled, end 7, " + again + live, {failing(refuses(429))}, 2);
+    play(fresh + "throttled, end 7, " + again + live,
+         {signedIn().with("account/rateLimits/read", {refuses(429), gives(allowance)})}, 2);
     // What the next one reports first is no change of account.
     for (const auto& [failure, issue] : {std::pair(timesOut, "timeout"),
                                          {fails(BridgeFailure::closed()), "stopped"},

@@ -7,9 +7,7 @@
 namespace tallywick::testing {
 namespace {
 
-using ::testing::Contains;
 using ::testing::ElementsAre;
-using ::testing::Not;
 
 /// A state whose sign-in waits for the user.
 class SignIn : public StateTest {
@@ -60,22 +58,6 @@ TEST_F(SignIn, OpensTheBrowserAndReadsTheAccountWhenItIsDone) {
     signIn();
     complete(false);
     EXPECT_EQ(fields().settingsStatus, SettingsText::signInFailed);
-}
-
-TEST_F(SignIn, IsReadWhenTheHelpersReportCrossesTheReading) {
-    state->cancelSignIn();
-    mode = {}; // a helper that is signed out
-    EXPECT_EQ(signIn(), StatusText::waitingForSignIn);
-    bool crossed = false;
-    account = [&](FakeTransport& reporting) -> Json {
-        if (!std::exchange(crossed, true))
-            reporting.changeAccount();
-        return {{"account", {{"type", "chatgpt"}}}};
-    };
-    complete(true);
-    EXPECT_EQ(fields().status, "LIVE · Synced 14:00");
-    EXPECT_THAT(statuses, Not(Contains(sentence(ConnectionIssue::stopped))));
-    EXPECT_EQ(launches, 2);
 }
 
 TEST_F(SignIn, EndsAfterTenMinutesOrWhenItIsCancelled) {

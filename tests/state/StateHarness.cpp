@@ -139,7 +139,7 @@ std::shared_ptr<AccountTransport> StateHarness::launch(const std::filesystem::pa
         return std::deque<Answer>{
             [&answer](FakeTransport& transport) { return answer.get()(transport); }};
     };
-    const FakeHelper script{.mode = mode,
+    const FakeHelper script{.mode = "chatgpt",
                             .answers = {{"initialize", current(initialize)},
                                         {"account/read", current(account)},
                                         {"account/rateLimits/read", current(allowance)},

@@ -167,7 +167,6 @@ class StateHarness {
     ChangeableAnswer allowance = gives(allowanceOf("A1"));
     ChangeableAnswer usage = gives(usageOf(9000));
     ChangeableAnswer login = gives({{"loginId", "L1"}, {"authUrl", "https://auth.openai.com/x"}});
-    std::optional<std::string> mode = "chatgpt"; ///< that helpers report from now on, if any
     std::shared_ptr<FakeTransport> helper; ///< the one started last; look at it between refreshes
     std::atomic<int> launches = 0;
     TransportFactory realTransports; ///< in place of the fake ones
