@@ -64,7 +64,10 @@ UtilityFields currentFields(const std::optional<std::filesystem::path>& helper) 
 
 /// The widget as it is drawn on a screen of this scale.
 QImage pictureOf(QWidget& widget, double scale) {
-    QImage picture((QSizeF(widget.size()) * scale).toSize(), QImage::Format_RGB32);
+    const bool hasCorners = widget.mask().isEmpty(); // a sheet has none
+    QImage picture((QSizeF(widget.size()) * scale).toSize(),
+                   hasCorners ? QImage::Format_RGB32 : QImage::Format_ARGB32);
+    picture.fill(Qt::transparent);
     picture.setDevicePixelRatio(scale);
     widget.render(&picture);
     return picture;

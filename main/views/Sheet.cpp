@@ -1,12 +1,12 @@
 #include "views/Sheet.h"
 
+#include "views/RoundedPanel.h"
 #include "views/SheetScrollBar.h"
 
 #include <QEvent>
 #include <QKeyEvent>
 #include <QLinearGradient>
 #include <QPainter>
-#include <QPainterPath>
 #include <QScreen>
 #include <QScrollArea>
 #include <QVBoxLayout>
@@ -24,13 +24,6 @@ constexpr int spacing = 10;
 constexpr int buttonSpacing = 8;
 
 constexpr double cornerRadius = 10;
-
-/// What of the sheet is seen: not its corners.
-QRegion roundedRegion(const QRect& area) {
-    QPainterPath outline;
-    outline.addRoundedRect(area, cornerRadius, cornerRadius);
-    return {outline.toFillPolygon().toPolygon()};
-}
 
 } // namespace
 
@@ -114,7 +107,7 @@ void Sheet::showEvent(QShowEvent* event) {
 
 void Sheet::resizeEvent(QResizeEvent* event) {
     QDialog::resizeEvent(event);
-    setMask(roundedRegion(rect()));
+    setMask(roundedRegion(rect(), cornerRadius));
 }
 
 QRect Sheet::availableArea() const {
@@ -147,14 +140,10 @@ void Sheet::place() {
 
 void Sheet::paintEvent(QPaintEvent* /*event*/) {
     QPainter painter(this);
-    painter.setRenderHint(QPainter::Antialiasing);
     QLinearGradient backdrop(rect().topLeft(), rect().bottomLeft());
     backdrop.setColorAt(0, style.theme.backdropTop);
     backdrop.setColorAt(1, style.theme.backdropBottom);
-    painter.fillRect(rect(), backdrop);
-    painter.setPen(QPen(style.theme.buttonOutline, 1));
-    painter.drawRoundedRect(QRectF(rect()).adjusted(0.5, 0.5, -0.5, -0.5), cornerRadius - 0.5,
-                            cornerRadius - 0.5);
+    paintRoundedPanel(painter, rect(), cornerRadius, style.theme.buttonOutline, backdrop);
 }
 
 } // namespace tallywick

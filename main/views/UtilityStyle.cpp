@@ -2,10 +2,10 @@
 
 #include "views/Fonts.h"
 #include "views/PopupMenu.h"
+#include "views/RoundedPanel.h"
 
 #include <QApplication>
 #include <QPainter>
-#include <QPainterPath>
 #include <QStyleOptionMenuItem>
 #include <QToolTip>
 
@@ -25,23 +25,15 @@ constexpr int shortcutGap = 24;
 constexpr int toolTipMargin = 6;
 
 void paintPanel(QPainter& painter, const QStyleOption& option, QPalette::ColorRole ground) {
-    painter.save();
-    painter.setRenderHint(QPainter::Antialiasing);
-    painter.setPen(QPen(option.palette.color(QPalette::Mid), 1));
-    painter.setBrush(option.palette.color(ground));
-    painter.drawRoundedRect(QRectF(option.rect).adjusted(0.5, 0.5, -0.5, -0.5), cornerRadius,
-                            cornerRadius);
-    painter.restore();
+    paintRoundedPanel(painter, option.rect, cornerRadius, option.palette.color(QPalette::Mid),
+                      option.palette.color(ground));
 }
 
-/// What of a panel's window is seen: not its corners.
 bool maskPanel(const QStyleOption* option, QStyleHintReturn* result) {
     auto* const mask = qstyleoption_cast<QStyleHintReturnMask*>(result);
     if (!option || !mask)
         return false;
-    QPainterPath outline;
-    outline.addRoundedRect(option->rect, cornerRadius, cornerRadius);
-    mask->region = QRegion(outline.toFillPolygon().toPolygon());
+    mask->region = roundedRegion(option->rect, cornerRadius);
     return true;
 }
 

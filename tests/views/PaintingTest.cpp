@@ -3,6 +3,7 @@
 #include "views/SegmentedMeter.h"
 #include "views/TextPainting.h"
 #include "views/VolumeRow.h"
+#include "views/WeeklyFigure.h"
 
 #include <gtest/gtest.h>
 
@@ -12,6 +13,9 @@
 #include <QTextDocument>
 #include <QTextLayout>
 
+#include <algorithm>
+#include <optional>
+#include <utility>
 #include <vector>
 
 namespace tallywick {
@@ -171,6 +175,27 @@ QRect inkOf(const QImage& image) {
             if (image.pixelColor(x, y).alpha() > 0)
                 ink |= QRect(x, y, 1, 1);
     return ink;
+}
+
+TEST(Painting, KeepsTheUnitAtTheFigureAndInTheLineOfItsMark) {
+    const ViewStyle style{redTheme};
+    const std::pair<std::optional<Quota>, int> cases[] = {{Quota{42, 0}, 60}, {{}, 20}};
+    for (const auto& [quota, highest] : cases) {
+        WeeklyFigure figure(style, nullptr);
+        figure.resize(290, 72);
+        figure.present(quota);
+        const QImage drawn = painted(figure.size(), [&](QPainter& painter) {
+            figure.render(&painter, {}, {}, QWidget::RenderFlags());
+        });
+        const QRect ink = inkOf(drawn);
+        EXPECT_LT(ink.height(), highest);
+        int gap = 0, widest = 0;
+        for (int x = ink.left(); x < ink.right(); ++x) {
+            gap = inkOf(drawn.copy(x, 0, 1, drawn.height())).isEmpty() ? gap + 1 : 0;
+            widest = std::max(widest, gap);
+        }
+        EXPECT_LE(widest, 7);
+    }
 }
 
 TEST(Texts, AreNotDrawnBesideTheirRectangle) {
