@@ -1,20 +1,17 @@
 #include "platform/FileAccess.h"
 
 #include "base/CanonicalPath.h"
+#include "platform/linux/OpenWithoutLinks.h"
 #include "platform/linux/Uninterrupted.h"
-#include "platform/linux/UniqueFd.h"
 
 #include <fcntl.h>
-#include <linux/openat2.h>
 #include <sys/file.h>
 #include <sys/stat.h>
-#include <sys/syscall.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
 #include <cstdint>
-#include <iterator>
 #include <utility>
 
 namespace tallywick {
@@ -24,34 +21,6 @@ namespace fs = std::filesystem;
 namespace {
 
 constexpr std::size_t readPiece = 65'536;
-
-/// Opens what exists at the path step by step, unless one of the steps is a symbolic link.
-UniqueFd walkWithoutLinks(const fs::path& path, int flags) {
-    constexpr int onTheWay = O_PATH | O_DIRECTORY;
-    UniqueFd place(::open("/", onTheWay | O_CLOEXEC));
-    const fs::path steps = path.relative_path();
-    for (auto step = steps.begin(); place && step != steps.end(); ++step) {
-        const int how = (std::next(step) == steps.end() ? flags : onTheWay) | O_NOFOLLOW;
-        place.reset(
-            uninterrupted([&] { return ::openat(place.get(), step->c_str(), how | O_CLOEXEC); }));
-    }
-    return place;
-}
-
-/// Opens what exists at the absolute path, unless a symbolic link stands anywhere on it.
-UniqueFd openWithoutLinks(const fs::path& path, int flags) {
-    open_how how{};
-    how.flags = static_cast<__u64>(flags | O_CLOEXEC);
-    how.resolve = RESOLVE_NO_SYMLINKS;
-    const auto opened = uninterrupted(
-        [&] { return ::syscall(SYS_openat2, AT_FDCWD, path.c_str(), &how, sizeof how); });
-    if (opened >= 0)
-        return UniqueFd(static_cast<int>(opened));
-    // Kernels before 5.6 do not know the call, and some containers forbid what they do not know.
-    // Whoever has it does without the walk, which does not mount what is mounted on demand.
-    const bool unavailable = errno == ENOSYS || errno == EPERM;
-    return unavailable && path.is_absolute() ? walkWithoutLinks(path, flags) : UniqueFd();
-}
 
 /// The file that was opened, if it is a regular one, and what it is.
 UniqueFd regularFile(UniqueFd file, struct stat& status) {
