@@ -1,9 +1,10 @@
 #include "UtilityApp/ReportCommand.h"
 
-#include "UtilityApp/HelperSearch.h"
 #include "UtilityApp/Report.h"
 #include "codex/AccountService.h"
 #include "codex/CodexBridge.h"
+#include "codex/CodexLocator.h"
+#include "codex/HelperDiscovery.h"
 #include "platform/ChildProcess.h"
 #include "platform/StandardFolders.h"
 
@@ -28,7 +29,7 @@ struct Poll {
 Poll pollOnce(AccountService::Candidates candidates) {
     Poll poll;
     AccountService::Environment environment;
-    environment.factory = codexBridgeFactory();
+    environment.launcher = std::make_shared<HelperLauncher>(codexBridgeFactory());
     environment.clock = systemNow;
     environment.homeFolder = homeFolder();
     environment.onDetails = [&](const ConnectionDetails& details) { poll.details = details; };
@@ -53,6 +54,11 @@ Poll pollOnce(AccountService::Candidates candidates) {
     return poll;
 }
 
+HelperDiscovery::Outcome findHelpers(const CommandLine& commandLine) {
+    return HelperDiscovery(systemHelperSearch())
+        .findNow({commandLine.helper, commandLine.helper.has_value()});
+}
+
 bool print(std::FILE* stream, const std::string& text) {
     return std::fputs(text.c_str(), stream) >= 0 && std::fflush(stream) == 0;
 }
@@ -60,7 +66,12 @@ bool print(std::FILE* stream, const std::string& text) {
 } // namespace
 
 int runReport(const CommandLine& commandLine) {
-    const Poll poll = pollOnce(HelperSearch(commandLine.helper).candidates());
+    const auto helpers = findHelpers(commandLine);
+    if (!helpers) {
+        print(stderr, failureText(helpers.error(), std::nullopt));
+        return EXIT_FAILURE;
+    }
+    const Poll poll = pollOnce(*helpers);
     waitForChildProcesses(helperEnd);
 
     const auto location = commandLine.verbose ? std::optional(poll.details.location) : std::nullopt;
@@ -74,12 +85,14 @@ int runReport(const CommandLine& commandLine) {
 }
 
 int runLocate(const CommandLine& commandLine) {
+    const auto helpers = findHelpers(commandLine);
     std::string locations;
-    for (const auto& helper : HelperSearch(commandLine.helper).candidates())
+    for (const auto& helper : helpers.value_or(HelperDiscovery::Helpers()))
         locations += maskedLocation(helper, homeFolder()) + '\n';
     if (!locations.empty())
         return print(stdout, locations) ? EXIT_SUCCESS : EXIT_FAILURE;
-    print(stderr, failureText(ConnectionIssue::missingHelper, std::nullopt));
+    print(stderr,
+          failureText(helpers ? ConnectionIssue::missingHelper : helpers.error(), std::nullopt));
     return EXIT_FAILURE;
 }
 

@@ -1,6 +1,7 @@
 #include "UtilityApp/SystemServices.h"
 
 #include "codex/CodexBridge.h"
+#include "codex/CodexLocator.h"
 #include "install/AppInstallation.h"
 #include "platform/ApplicationBundle.h"
 #include "platform/CodeSignature.h"
@@ -29,8 +30,8 @@ std::string checkStorage() {
 
 } // namespace
 
-SystemServices::SystemServices(const std::optional<std::filesystem::path>& namedHelper)
-    : search(namedHelper), home(homeFolder()), power(systemPowerEvents()),
+SystemServices::SystemServices(const std::optional<std::filesystem::path>& theHelper)
+    : namedHelper(theHelper), home(homeFolder()), power(systemPowerEvents()),
       network(systemNetworkPath()), workspace(desktopWorkspace()) {}
 
 UtilityState::Services SystemServices::forState(bool showsInstaller, OpenPanel* openPanel) {
@@ -38,8 +39,8 @@ UtilityState::Services SystemServices::forState(bool showsInstaller, OpenPanel* 
         .clock = systemNow,
         .homeFolder = home,
         .transportFactory = codexBridgeFactory(),
-        .findHelpers = [this](const auto& preferred) { return search.candidates(preferred); },
-        .resolveHelper = [this](const auto& chosen) { return search.resolve(chosen); },
+        .helperDiscovery = std::make_unique<HelperDiscovery>(systemHelperSearch()),
+        .namedHelper = namedHelper,
         .historyStore = HistoryStore(),
         .storageNotice = checkStorage(),
         .hardwareService =

@@ -1,6 +1,5 @@
 #pragma once
 
-#include "UtilityApp/HelperSearch.h"
 #include "install/LaunchRule.h"
 #include "platform/FilePreferences.h"
 #include "platform/NetworkPath.h"
@@ -30,7 +29,7 @@ class SystemServices {
     UtilityState::Services forState(bool showsInstaller, OpenPanel* openPanel);
 
   private:
-    HelperSearch search;
+    const std::optional<std::filesystem::path> namedHelper;
     std::filesystem::path home;
     std::unique_ptr<PowerEvents> power;
     std::unique_ptr<NetworkPath> network;

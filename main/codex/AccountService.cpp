@@ -1,6 +1,7 @@
 #include "codex/AccountService.h"
 
 #include "codex/AccountIdentity.h"
+#include "codex/BridgeFailure.h"
 #include "codex/SignInLink.h"
 
 #include <algorithm>
@@ -113,13 +114,17 @@ void AccountService::stop() { supersede(true); }
 void AccountService::supersede(bool forGood) {
     Helper takenBridge;
     Helper takenProbe;
+    DetachedCall<Transport>::Pointer abandoned;
     {
         MutexLock guard(lock);
         ++epoch;
         stopped = stopped || forGood;
         std::swap(takenBridge, bridge);
         std::swap(takenProbe, probe);
+        std::swap(abandoned, launching);
     }
+    if (abandoned)
+        abandoned->abandon();
     for (const Transport& taken : {takenBridge.transport, takenProbe.transport}) {
         if (taken)
             taken->close();
@@ -219,16 +224,33 @@ AccountService::Transport AccountService::startBridge(const std::filesystem::pat
     details.location = maskedLocation(executable, environment.homeFolder);
     updateDetails("helper startup", "connecting");
     const std::int64_t number = ++helpersStarted;
-    Transport helper = environment.factory(
-        executable, [weakService = weak_from_this(), number](const BridgeEvent& event) {
-            if (const auto service = weakService.lock())
-                service->handleEvent(event, number);
-        });
+    const auto onEvent = [weakService = weak_from_this(), number](const BridgeEvent& event) {
+        if (const auto service = weakService.lock())
+            service->handleEvent(event, number);
+    };
+    Transport helper = launch(executable, onEvent, startEpoch);
     store(&AccountService::bridge, {helper, number}, startEpoch);
     updateDetails("initialize / initialized");
     helper->initialize();
     requireCurrent(startEpoch);
     return helper;
+}
+
+AccountService::Transport AccountService::launch(const std::filesystem::path& executable,
+                                                 BridgeEventHandler onEvent,
+                                                 std::int64_t startEpoch) {
+    const auto start = environment.launcher->start(executable, std::move(onEvent));
+    {
+        MutexLock guard(lock);
+        if (isCurrentLocked(startEpoch))
+            launching = start.helper;
+        else
+            start.helper->abandon();
+    }
+    if (const auto helper = start.helper->take(start.deadline))
+        return *helper;
+    requireCurrent(startEpoch);
+    throw BridgeFailure::timeout();
 }
 
 void AccountService::handleEvent(const BridgeEvent& event, std::int64_t helperNumber) {
@@ -496,7 +518,8 @@ void AccountService::runValidate(const std::filesystem::path& executable, std::i
         return;
     bool valid = false;
     try {
-        const Transport helper = environment.factory(executable, [](const BridgeEvent&) {});
+        const Transport helper = launch(
+            executable, [](const BridgeEvent&) {}, startEpoch);
         store(&AccountService::probe, {.transport = helper}, startEpoch);
         helper->initialize();
         valid = true;

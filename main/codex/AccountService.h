@@ -8,6 +8,7 @@
 #include "codex/AccountTransport.h"
 #include "codex/ConnectionDetails.h"
 #include "codex/ConnectionIssue.h"
+#include "codex/HelperLauncher.h"
 #include "codex/Quota.h"
 #include "codex/RecoveryPolicy.h"
 #include "codex/TokenActivity.h"
@@ -58,8 +59,9 @@ class AccountService : public std::enable_shared_from_this<AccountService> {
 
     // The longest that an operation may take, in seconds. What is longer will not end any more.
     static constexpr double longestRequest = AccountTransport::defaultTimeout.count();
-    /// Of a helper: 4 until its process runs, and the handshake.
-    static constexpr double longestStart = 4 + longestRequest;
+    /// Of a helper, until its process runs, and the handshake.
+    static constexpr double longestStart =
+        std::chrono::duration<double>(HelperLauncher::usualLimit).count() + longestRequest;
     /// All candidates are started, account and allowance read; to recover the session all of that
     /// again, and one reading more; then usage and account for the token activity.
     static constexpr double longestRefresh =
@@ -72,7 +74,7 @@ class AccountService : public std::enable_shared_from_this<AccountService> {
     using LinkOutcome = tl::expected<std::string, ConnectionIssue>;
 
     struct Environment {
-        TransportFactory factory; ///< called on the service's queue
+        std::shared_ptr<HelperLauncher> launcher;
         Clock clock;
         std::filesystem::path homeFolder; ///< to mask helper locations
         /// The diagnostic record after each change.
@@ -189,6 +191,9 @@ class AccountService : public std::enable_shared_from_this<AccountService> {
     Transport ensureBridge(const Operation& operation) REQUIRES(queue);
     Transport startBridge(const std::filesystem::path& executable, std::int64_t startEpoch)
         REQUIRES(queue);
+    /// A helper that runs. The wait for it ends when the operation is not current any more.
+    Transport launch(const std::filesystem::path& executable, BridgeEventHandler onEvent,
+                     std::int64_t startEpoch) EXCLUDES(lock);
     Json ask(AccountTransport& helper, const std::string& method, const Json& params,
              std::int64_t startEpoch);
     AccountReading readAccount(const Transport& helper, std::int64_t startEpoch, bool refreshToken)
@@ -228,6 +233,7 @@ class AccountService : public std::enable_shared_from_this<AccountService> {
     Mutex lock;                     ///< never held while a transport is closed or a callback runs
     Helper bridge GUARDED_BY(lock); ///< the helper of polls and sign-in
     Helper probe GUARDED_BY(lock);  ///< the helper that is being validated
+    DetachedCall<Transport>::Pointer launching GUARDED_BY(lock); ///< that an operation waits for
     std::int64_t epoch GUARDED_BY(lock) = 0;
     bool stopped GUARDED_BY(lock) = false;
     std::int64_t helpersStarted GUARDED_BY(queue) = 0;

@@ -174,19 +174,29 @@ std::vector<Place> placesInOrder(const HelperPlaces& places) {
 CodexLocator::CodexLocator(HelperPlaces where) : places(std::move(where)) {}
 
 Paths CodexLocator::candidates(const std::optional<fs::path>& preferred) const {
+    SearchProgress progress;
+    search({.chosen = preferred}, progress);
+    return progress.found();
+}
+
+void CodexLocator::search(const HelperQuery& query, SearchProgress& progress) const {
     Paths found;
-    const auto take = [&found](std::optional<fs::path> helper) {
-        if (helper && std::find(found.begin(), found.end(), *helper) == found.end())
+    const auto take = [&](std::optional<fs::path> helper) {
+        if (helper && std::find(found.begin(), found.end(), *helper) == found.end()) {
+            progress.add(*helper);
             found.push_back(std::move(*helper));
+        }
         return found.size() == maximumCandidates;
     };
-    if (preferred)
-        take(resolve(*preferred));
+    if (query.chosen && progress.enter(*query.chosen))
+        take(resolve(*query.chosen));
+    if (query.onlyChosen)
+        return;
     for (const Place& place : placesInOrder(places))
-        for (const fs::path& file : place.files())
-            if (take(nativeHelper(file)))
-                return found;
-    return found;
+        if (progress.enter(place.path))
+            for (const fs::path& file : place.files())
+                if (take(nativeHelper(file)))
+                    return;
 }
 
 std::optional<fs::path> CodexLocator::resolve(const fs::path& chosen) const {
@@ -210,6 +220,13 @@ std::optional<fs::path> CodexLocator::nativeHelper(const fs::path& place) const 
     if (!header || !isNative(*header, places.format))
         return std::nullopt;
     return helper;
+}
+
+HelperSearch systemHelperSearch() {
+    return [locator = CodexLocator(systemHelperPlaces())](const HelperQuery& query,
+                                                          SearchProgress& progress) {
+        locator.search(query, progress);
+    };
 }
 
 } // namespace tallywick

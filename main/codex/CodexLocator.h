@@ -1,6 +1,7 @@
 #pragma once
 
 #include "codex/HelperPlaces.h"
+#include "codex/HelperSearch.h"
 
 #include <cstddef>
 #include <filesystem>
@@ -26,6 +27,9 @@ class CodexLocator {
     std::vector<std::filesystem::path>
     candidates(const std::optional<std::filesystem::path>& preferred = std::nullopt) const;
 
+    /// The same, telling of each helper as it is found, and passing over what must not be entered.
+    void search(const HelperQuery& query, SearchProgress& progress) const;
+
     /// The helper that `chosen` stands for, its path absolute and without links: the file itself;
     /// of an application, the helper inside; of a link or a script that a package manager has put
     /// somewhere, of the package's folder and of anything inside it, the helper in the package.
@@ -39,5 +43,8 @@ class CodexLocator {
 
     HelperPlaces places;
 };
+
+/// The search over the places of the system that this program runs on.
+HelperSearch systemHelperSearch();
 
 } // namespace tallywick

@@ -84,7 +84,8 @@ class ChildProcess {
     std::shared_ptr<Shared> shared;
 };
 
-/// Waits until every child that this program started has ended. False when `limit` passed first.
+/// Waits until every child that this program runs has ended; one whose start has not succeeded yet
+/// is killed when the program ends. False when `limit` passed first.
 /// The last act of the program, so that a helper which was asked to end can finish what it writes.
 bool waitForChildProcesses(std::chrono::milliseconds limit);
 

@@ -9,7 +9,14 @@ namespace tallywick {
 /// A time that is waited for, with the length of the wait. Starts out due.
 class DueTime {
   public:
-    bool isDue(Timestamp now) const { return now >= at; }
+    /// Ticks do not come to the millisecond. What is due after so many of them must not wait for
+    /// one more because this one comes a moment too early.
+    static constexpr double tolerance = 0.5; // seconds
+
+    /// For what is done again and again, tick by tick.
+    bool isDue(Timestamp now) const { return now >= at - tolerance; }
+    /// For a deadline, which has its whole time.
+    bool hasPassed(Timestamp now) const { return now >= at; }
     void makeDue() { at = distantPast; }
 
     void set(Timestamp from, double seconds) {

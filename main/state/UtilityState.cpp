@@ -17,7 +17,9 @@ constexpr std::chrono::seconds tickInterval{5};
 
 } // namespace
 
-UtilityState::UtilityState(Services given) : services(std::move(given)) {
+UtilityState::UtilityState(Services given)
+    : services(std::move(given)),
+      launcher(std::make_shared<HelperLauncher>(services.transportFactory)) {
     const auto isSet = [this](std::string_view key) {
         return services.preferences.boolValue(key).value_or(false);
     };
@@ -140,10 +142,10 @@ void UtilityState::stop() {
         return;
     ticker.stop();
     services.powerEvents.stop();
-    services.networkPath.stop();
     endSignIn();
     abandonAccountWork();
     dropAccountService();
+    services.networkPath.stop();
 }
 
 void UtilityState::quit() {

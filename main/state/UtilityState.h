@@ -4,6 +4,8 @@
 #include "base/Time.h"
 #include "codex/AccountService.h"
 #include "codex/AccountTransport.h"
+#include "codex/HelperDiscovery.h"
+#include "codex/HelperLauncher.h"
 #include "hardware/HardwareService.h"
 #include "history/HistoryStore.h"
 #include "install/RunningBundle.h"
@@ -48,13 +50,10 @@ class UtilityState final : public QObject {
     struct Services {
         Clock clock; ///< called on any thread
         std::filesystem::path homeFolder;
-        TransportFactory transportFactory; ///< starts helpers, on the account service's queue
-        /// The checked helper executables, best first, with the user's choice before all others.
-        std::function<AccountService::Candidates(std::optional<std::filesystem::path> preferred)>
-            findHelpers;
-        /// The helper executable that a chosen file is or contains.
-        std::function<std::optional<std::filesystem::path>(const std::filesystem::path&)>
-            resolveHelper;
+        TransportFactory transportFactory; ///< starts helpers, each on a thread of its own
+        std::unique_ptr<HelperDiscovery> helperDiscovery;
+        /// The only one to be used, until the user chooses another or lets it be found.
+        std::optional<std::filesystem::path> namedHelper;
         HistoryStore historyStore;
         std::string storageNotice; ///< shown in Settings at first; empty when all is well
         std::unique_ptr<HardwareService> hardwareService;
@@ -200,6 +199,7 @@ class UtilityState final : public QObject {
     void endOverdueWork();
     void markStale();
     void refreshAccountIfDue();
+    void refreshWith(const HelperDiscovery::Outcome& found);
     void refreshHardwareIfDue();
     void refreshVolumesIfDue();
     void applyVolumes(const std::vector<VolumeInfo>& volumes);
@@ -234,13 +234,17 @@ class UtilityState final : public QObject {
     void forgetReading();
     void abandonAccountWork();
 
+    void signInWith(const HelperDiscovery::Outcome& found);
     void signInDidStart(std::int64_t token, const AccountService::LinkOutcome& result);
     void signInDidEnd(std::int64_t token, bool success);
     void endSignIn();
     void endNoteOfReading();
 
-    AccountService::Candidates helperCandidates() const;
-    void validateHelper(const std::filesystem::path& helper);
+    HelperQuery helperQuery() const;
+    /// Searches on another thread; `then` runs unless what asked for it has been given up.
+    void findHelpers(const HelperQuery& query,
+                     std::function<void(const HelperDiscovery::Outcome&)> then);
+    void validateHelper(const HelperDiscovery::Outcome& found);
     void helperWasValidated(std::int64_t token, const std::filesystem::path& helper, bool valid);
     void reconnect();
 
@@ -288,6 +292,7 @@ class UtilityState final : public QObject {
     std::optional<QRectF> resizeStartFrame;   ///< while the resize grip is being dragged
 
     QTimer ticker;
+    const std::shared_ptr<HelperLauncher> launcher;
     std::shared_ptr<AccountService> accountService; ///< created on first use
     std::unique_ptr<SerialQueue> installationCheck; ///< until the check has answered
     TaskRelay relay; ///< last: what the services still bring is dropped first

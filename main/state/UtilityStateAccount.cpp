@@ -33,7 +33,7 @@ bool isIdentityIssue(ConnectionIssue issue) {
 AccountService& UtilityState::account() {
     if (!accountService) {
         AccountService::Environment environment;
-        environment.factory = services.transportFactory;
+        environment.launcher = launcher;
         environment.clock = services.clock;
         environment.homeFolder = services.homeFolder;
         environment.onDetails = onMainThread([this](const ConnectionDetails& details) {
@@ -62,21 +62,32 @@ void UtilityState::refreshAccountIfDue() {
     if (published.accountBusy || published.validatingHelper || published.loginPending
         || published.showingInstaller || !nextAccountRefresh.isDue(published.now))
         return;
-    const AccountService::Candidates candidates = helperCandidates();
-    if (candidates.empty()) {
+    change().accountBusy = true;
+    snapshotAwaited = true;
+    refreshDeadline.set(published.now, AccountService::longestRefresh);
+    findHelpers(helperQuery(),
+                [this](const HelperDiscovery::Outcome& found) { refreshWith(found); });
+}
+
+void UtilityState::refreshWith(const HelperDiscovery::Outcome& found) {
+    if (!found) {
+        applyAccountResult(generation, tl::make_unexpected(found.error()));
+        finishAccountRefresh(generation);
+        return;
+    }
+    if (found->empty()) {
         change().displayedHelperPath = HelperPathText::notFound;
         change().status = StatusText::codexNotFound;
         nextAccountRefresh.set(published.now, discoveryInterval);
         endNoteOfReading();
+        finishAccountRefresh(generation);
         return;
     }
-    change().displayedHelperPath = displayText(candidates.front());
-    change().accountBusy = true;
-    snapshotAwaited = true;
-    refreshDeadline.set(published.now, AccountService::longestRefresh);
+    change().displayedHelperPath = displayText(found->front());
+    refreshDeadline.set(services.clock(), AccountService::longestRefresh);
     if (std::exchange(reloadPendingSince, std::nullopt))
         resetAccountService();
-    account().refresh(candidates, generation, nextTokenRefresh.isDue(published.now),
+    account().refresh(*found, generation, nextTokenRefresh.isDue(published.now),
                       refreshCallbacks());
 }
 
@@ -195,6 +206,7 @@ void UtilityState::identityDidChange() {
 /// one helper after the other and never let a refresh come to its end.
 void UtilityState::reloadLater() {
     forgetReading();
+    nextTokenRefresh.makeDue(); // it was forgotten too
     if (std::exchange(reloadPendingSince, services.clock()))
         return;
     if (automaticReloads > 0)
@@ -236,10 +248,11 @@ void UtilityState::abandonAccountWork() {
 
 /// Gives up on answers that should have come long ago.
 void UtilityState::endOverdueWork() {
-    const bool refreshOverdue = published.accountBusy && refreshDeadline.isDue(published.now);
+    const bool refreshOverdue = published.accountBusy && refreshDeadline.hasPassed(published.now);
     if (refreshOverdue && snapshotAwaited)
         applyAccountResult(generation, tl::make_unexpected(ConnectionIssue::timeout));
-    if (refreshOverdue || (published.validatingHelper && validationDeadline.isDue(published.now))) {
+    if (refreshOverdue
+        || (published.validatingHelper && validationDeadline.hasPassed(published.now))) {
         abandonAccountWork();
         resetAccountService();
     }

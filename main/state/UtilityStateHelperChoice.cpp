@@ -2,6 +2,8 @@
 
 #include <QPointer>
 
+#include <utility>
+
 namespace tallywick {
 
 namespace {
@@ -10,8 +12,20 @@ constexpr std::string_view helperKey = "codexPath";
 
 } // namespace
 
-AccountService::Candidates UtilityState::helperCandidates() const {
-    return services.findHelpers(services.preferences.stringValue(helperKey));
+HelperQuery UtilityState::helperQuery() const {
+    if (services.namedHelper)
+        return {services.namedHelper, true};
+    return {services.preferences.stringValue(helperKey), false};
+}
+
+void UtilityState::findHelpers(const HelperQuery& query,
+                               std::function<void(const HelperDiscovery::Outcome&)> then) {
+    services.helperDiscovery->find(
+        query, onMainThread([this, token = generation,
+                             then = std::move(then)](const HelperDiscovery::Outcome& found) {
+            if (token == generation && !stopped && !published.maintenance)
+                then(found);
+        }));
 }
 
 void UtilityState::chooseHelper() {
@@ -26,16 +40,21 @@ void UtilityState::chooseHelper() {
     if (!self || !chosen || stopped || published.validatingHelper || published.loginPending
         || published.maintenance)
         return;
-    if (const auto helper = services.resolveHelper(*chosen))
-        validateHelper(*helper);
-    else
-        change().settingsStatus = SettingsText::noHelperThere;
-}
-
-void UtilityState::validateHelper(const std::filesystem::path& helper) {
     change().validatingHelper = true;
     change().settingsStatus = SettingsText::checkingHelper;
     validationDeadline.set(services.clock(), AccountService::longestValidation);
+    findHelpers({chosen, true},
+                [this](const HelperDiscovery::Outcome& found) { validateHelper(found); });
+}
+
+/// A file that cannot be looked at is no helper that completes anything.
+void UtilityState::validateHelper(const HelperDiscovery::Outcome& found) {
+    if (!found || found->empty()) {
+        change().validatingHelper = false;
+        change().settingsStatus = found ? SettingsText::noHelperThere : SettingsText::helperRefused;
+        return;
+    }
+    const std::filesystem::path& helper = found->front();
     account().validate(helper, onMainThread([this, token = generation, helper](bool valid) {
                            helperWasValidated(token, helper, valid);
                        }));
@@ -51,6 +70,7 @@ void UtilityState::helperWasValidated(std::int64_t token, const std::filesystem:
         return;
     }
     services.preferences.setString(helperKey, helper.native());
+    services.namedHelper.reset();
     reconnect();
     change().settingsStatus = SettingsText::helperSelected;
 }
@@ -59,9 +79,13 @@ void UtilityState::useAutomaticDiscovery() {
     if (stopped || accountActionsBusy(published))
         return;
     services.preferences.remove(helperKey);
+    services.namedHelper.reset();
     reconnect();
-    change().settingsStatus = helperCandidates().empty() ? SettingsText::notFoundAutomatically
-                                                         : SettingsText::automaticDiscovery;
+    change().settingsStatus.clear();
+    findHelpers(helperQuery(), [this](const HelperDiscovery::Outcome& found) {
+        change().settingsStatus = found && !found->empty() ? SettingsText::automaticDiscovery
+                                                           : SettingsText::notFoundAutomatically;
+    });
 }
 
 /// Starts over with another helper.

@@ -10,10 +10,6 @@ namespace {
 constexpr double hardwareInterval = 5;
 constexpr double volumeInterval = 30;
 
-/// Ticks do not come to the millisecond. What is due after so many of them must not wait for one
-/// more because the last came a moment too early.
-constexpr double tickTolerance = 0.5;
-
 } // namespace
 
 void UtilityState::tick() {
@@ -62,7 +58,7 @@ void UtilityState::refreshHardwareIfDue() {
     if (!isFullViewVisible() || hardwareBusy || !nextHardwareRefresh.isDue(published.now))
         return;
     hardwareBusy = true;
-    nextHardwareRefresh.set(published.now, hardwareInterval - tickTolerance);
+    nextHardwareRefresh.set(published.now, hardwareInterval);
     services.hardwareService->sample(onMainThread([this](const HardwareSnapshot& sample) {
         hardwareBusy = false;
         if (stopped || published.maintenance)
@@ -76,7 +72,7 @@ void UtilityState::refreshVolumesIfDue() {
     if (!isFullViewVisible() || volumesBusy || !nextVolumeRefresh.isDue(published.now))
         return;
     volumesBusy = true;
-    nextVolumeRefresh.set(published.now, volumeInterval - tickTolerance);
+    nextVolumeRefresh.set(published.now, volumeInterval);
     services.hardwareService->volumes(onMainThread([this](const std::vector<VolumeInfo>& volumes) {
         volumesBusy = false;
         if (!stopped && !published.maintenance)

@@ -20,9 +20,18 @@ void UtilityState::startSignIn() {
     change().loginPending = true;
     change().status = StatusText::preparingSignIn;
     change().settingsStatus = SettingsText::preparingSignIn;
+    findHelpers(helperQuery(),
+                [this](const HelperDiscovery::Outcome& found) { signInWith(found); });
+}
+
+void UtilityState::signInWith(const HelperDiscovery::Outcome& found) {
     const std::int64_t token = generation;
+    if (!found) {
+        signInDidStart(token, tl::make_unexpected(found.error()));
+        return;
+    }
     account().startLogin(
-        helperCandidates(), onMainThread([this, token](const AccountService::LinkOutcome& result) {
+        *found, onMainThread([this, token](const AccountService::LinkOutcome& result) {
             signInDidStart(token, result);
         }),
         onMainThread([this, token](bool success) { signInDidEnd(token, success); }));
@@ -81,7 +90,7 @@ void UtilityState::cancelSignIn() {
 }
 
 void UtilityState::endOverdueSignIn() {
-    if (!loginDeadline || !loginDeadline->isDue(published.now))
+    if (!loginDeadline || !loginDeadline->hasPassed(published.now))
         return;
     cancelSignIn();
     change().settingsStatus = SettingsText::signInTimedOut;

@@ -5,6 +5,7 @@
 
 #include <gmock/gmock.h>
 
+#include <condition_variable>
 #include <stdexcept>
 #include <vector>
 
@@ -52,6 +53,36 @@ const std::string again = "read, rateLimits/read, ";
 const std::string fresh = "launch one, read, " + again;
 const std::string live = "40%, end 7";
 
+/// Copies of a function hold copies of this; tells when only so many are left.
+class Uses {
+  public:
+    Uses() { change(1); }
+    Uses(const Uses& other) : shared(other.shared) { change(1); }
+    Uses& operator=(const Uses&) = delete;
+    ~Uses() { change(-1); }
+    int count() const {
+        const std::lock_guard guard(shared->mutex);
+        return shared->count;
+    }
+    void waitUntil(int left) const {
+        std::unique_lock lock(shared->mutex);
+        shared->changed.wait(lock, [&] { return shared->count <= left; });
+    }
+
+  private:
+    struct Shared {
+        std::mutex mutex;
+        std::condition_variable changed;
+        int count = 0;
+    };
+    void change(int by) {
+        const std::lock_guard guard(shared->mutex);
+        shared->count += by;
+        shared->changed.notify_all();
+    }
+    std::shared_ptr<Shared> shared = std::make_shared<Shared>();
+};
+
 /// A service among fake helpers, and all that happens: what is asked of them, what is told.
 struct Harness {
     Transcript transcript;
@@ -61,9 +92,12 @@ struct Harness {
     std::function<void()> onClock = [] {}; ///< whenever the service asks for the time
     ConnectionDetails details;
     bool tellsStages = false;
+    const std::chrono::milliseconds startLimit;
+    const Uses factoryUses; ///< each start that is under way has one
     std::shared_ptr<AccountService> service = AccountService::create({
-        .factory =
-            [this](const std::filesystem::path& executable, const auto& onEvent) {
+        .launcher = std::make_shared<HelperLauncher>(
+            [this, use = factoryUses](const std::filesystem::path& executable,
+                                      const auto& onEvent) {
                 if (executable.empty())
                     throw std::runtime_error("only drained");
                 const FakeHelper helper = helpers.at(0);
@@ -71,6 +105,7 @@ struct Harness {
                 return launched.emplace_back(
                     std::make_shared<FakeTransport>(executable, helper, transcript, onEvent));
             },
+            startLimit),
         .clock =
             [this] {
                 onClock();
@@ -85,11 +120,14 @@ struct Harness {
             },
         .onIdentityChange = [this] { transcript.add("identity change"); },
     });
+    const int usesAtRest = factoryUses.count();
 
-    explicit Harness(Helpers scripts) : helpers(std::move(scripts)) {}
+    explicit Harness(Helpers scripts, std::chrono::milliseconds limit = HelperLauncher::usualLimit)
+        : helpers(std::move(scripts)), startLimit(limit) {}
     ~Harness() {
         service->stop();
         drain();
+        awaitStarts();
     }
 
     void refresh(const Candidates& candidates = {"one"}, bool includeActivity = false) {
@@ -121,6 +159,8 @@ struct Harness {
         service->validate({}, [over = std::move(over)](bool) {});
         wait.wait();
     }
+    /// Also waits for starts that were given up.
+    void awaitStarts() { factoryUses.waitUntil(usesAtRest); }
     std::string take() {
         drain();
         drain(); // an event in mid-request is handled behind the first
@@ -146,6 +186,33 @@ ConnectionDetails play(const std::string& expected, const Helpers& helpers, int 
     EXPECT_EQ(harness.take(), expected);
     EXPECT_TRUE(harness.helpers.empty()) << "a helper was not started: " << expected;
     return harness.details;
+}
+
+TEST(AccountService, IsNotHeldUpByAHelperThatDoesNotStart) {
+    using namespace std::chrono_literals;
+    for (const bool superseded : {false, true}) {
+        std::promise<void> share, began, closed;
+        const Answer hanging = [&](FakeTransport&) -> Json {
+            began.set_value();
+            share.get_future().wait();
+            return {};
+        };
+        Harness harness({signedIn().with("launch", {hanging}), signedIn()},
+                        superseded ? std::chrono::milliseconds(24h) : 1s);
+        harness.transcript.react = [&](const std::string& step) {
+            if (step == "close one" && !harness.helpers.empty() == superseded)
+                closed.set_value();
+        };
+        harness.refresh({"one", "two"});
+        if (superseded) {
+            began.get_future().wait();
+            harness.service->reset();
+        }
+        EXPECT_EQ(harness.take(),
+                  superseded ? "launch one" : "launch one, launch two, read, " + again + live);
+        share.set_value();
+        closed.get_future().wait(); // what has come too late
+    }
 }
 
 TEST(AccountService, KeepsItsHelperWhileItIsOfUse) {
@@ -346,6 +413,7 @@ TEST(AccountService, SaysNothingMoreOnceItIsResetOrStopped) {
         };
         harness.refresh({"one"}, true);
         harness.take();
+        harness.awaitStarts();
         harness.transcript.react = nullptr;
         EXPECT_GT(step, round % steps);
         EXPECT_THAT(after, Not(ContainsRegex("at |%|tokens|stopped|end")));

@@ -102,6 +102,7 @@ class FakeTransport : public AccountTransport {
     }
     /// As much of a report as is known before its event comes.
     void countReport() { ++changes; }
+    bool isClosed() const { return closed; }
     void waitUntilClosed() { closing.get_future().wait(); }
 
     std::optional<std::string> mode() const override {

@@ -49,7 +49,7 @@ TEST_F(SignIn, OpensTheBrowserAndReadsTheAccountWhenItIsDone) {
     complete(true);
     EXPECT_THAT(notes, ElementsAre(SettingsText::signInCompleted, ""))
         << "it promises a reading, which has come";
-    EXPECT_EQ(fields().status, "LIVE · Synced 14:05");
+    EXPECT_EQ(fields().status, "LIVE · Synced 14:04");
     EXPECT_EQ(launches, 1);
     signIn();
     account = fails(ConnectionIssue::offline);
@@ -61,14 +61,14 @@ TEST_F(SignIn, OpensTheBrowserAndReadsTheAccountWhenItIsDone) {
 }
 
 TEST_F(SignIn, EndsAfterTenMinutesOrWhenItIsCancelled) {
-    pass(595);
-    EXPECT_EQ(fields().status, StatusText::waitingForSignIn);
+    pass(600);
+    EXPECT_EQ(fields().status, StatusText::waitingForSignIn) << "the last tick came early";
     EXPECT_EQ(fields().settingsStatus, SettingsText::waitingForSignIn);
     pass(5);
     EXPECT_EQ(fields().status, StatusText::signInCancelled);
     EXPECT_EQ(fields().settingsStatus, SettingsText::signInTimedOut);
     pass(20);
-    EXPECT_EQ(takeRefreshes(), std::vector<int>{615});
+    EXPECT_EQ(takeRefreshes(), std::vector<int>{620});
 
     signIn();
     helper->emit(LoginCompleted{"L1", true}); // too late
@@ -92,8 +92,22 @@ TEST_F(SignIn, EndsWhenItCannotGoOn) {
     EXPECT_EQ(fields().connectionDetails.category, rawValue(ConnectionIssue::offline));
     candidates.clear();
     state->reloadConnection();
+    settle();
     EXPECT_EQ(signIn(), sentence(ConnectionIssue::missingHelper));
     EXPECT_FALSE(fields().loginPending);
+}
+
+TEST_F(SignIn, IsNotTakenUpAgainByASearchThatEndsAfterItWasCancelled) {
+    state->cancelSignIn();
+    workspace.opened.clear();
+    std::promise<void> disk;
+    whileSearching = [answered = disk.get_future().share()] { answered.wait(); };
+    state->startSignIn();
+    state->cancelSignIn();
+    disk.set_value();
+    refresh();
+    EXPECT_FALSE(fields().loginPending);
+    EXPECT_EQ(workspace.opened, "");
 }
 
 /// A state whose user chooses a helper.
@@ -104,6 +118,13 @@ class HelperChoice : public StateTest {
     std::string choose(std::optional<std::filesystem::path> choice) {
         openPanel.choice = std::move(choice);
         state->chooseHelper();
+        settle();
+        return fields().settingsStatus;
+    }
+    std::string useAutomatic() {
+        state->useAutomaticDiscovery();
+        EXPECT_EQ(fields().status, StatusText::reloading);
+        waitUntil([this] { return !fields().settingsStatus.empty(); });
         settle();
         return fields().settingsStatus;
     }
@@ -126,14 +147,24 @@ TEST_F(HelperChoice, IsKeptAfterTheHandshakeUntilItIsForgotten) {
     EXPECT_EQ(preferred, "/home/me/codex");
     EXPECT_EQ(launches, 4) << "once for the check and once for the reading";
 
-    state->useAutomaticDiscovery();
-    EXPECT_EQ(fields().settingsStatus, SettingsText::automaticDiscovery);
-    EXPECT_EQ(fields().status, StatusText::reloading);
+    EXPECT_EQ(useAutomatic(), SettingsText::automaticDiscovery);
     EXPECT_EQ(kept(), std::nullopt);
-    settle();
     candidates.clear();
-    state->useAutomaticDiscovery();
-    EXPECT_EQ(fields().settingsStatus, SettingsText::notFoundAutomatically);
+    EXPECT_EQ(useAutomatic(), SettingsText::notFoundAutomatically);
+}
+
+TEST_F(HelperChoice, ReplacesTheHelperThatTheStartNamed) {
+    for (const bool chooses : {true, false}) {
+        namedHelper = "/named/codex";
+        start();
+        EXPECT_EQ(fields().displayedHelperPath, "/named/codex");
+        if (chooses)
+            EXPECT_EQ(choose("/home/me/codex"), SettingsText::helperSelected);
+        else
+            EXPECT_EQ(useAutomatic(), SettingsText::automaticDiscovery);
+        EXPECT_EQ(preferred.has_value(), chooses);
+        EXPECT_EQ(fields().displayedHelperPath, "/opt/tools/codex") << "as the search has it";
+    }
 }
 
 TEST_F(HelperChoice, HasRefreshesWaitAndIsNeverLeftUnanswered) {

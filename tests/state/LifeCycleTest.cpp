@@ -88,15 +88,20 @@ TEST_F(StateLifeCycle, MaintenancePausesEverythingAndIsSurvived) {
 
 TEST_F(StateLifeCycle, StopIsSilentAndFinal) {
     start();
-    showWindow();
     std::promise<void> asked;
     allowance = gives(allowanceOf("A1", 99));
     usage = hangs(&asked); // so the reading is on its way
     now = now + 300;
+    beginRefresh();
+    asked.get_future().wait();
+    showWindow();
+    state->tick(); // measures, too
     state->openVolume({"/volume7", "volume7", 1, 2});
     machine.listings.wait(0);
-    state->refreshNow();
-    asked.get_future().wait();
+    networkPath.whenStopped = [&] {
+        EXPECT_FALSE(powerEvents.handlers.didWake) << "after the observers";
+        EXPECT_TRUE(helper->isClosed()) << "and after the account service";
+    };
     state->stop();
     EXPECT_FALSE(powerEvents.handlers.didWake);
     EXPECT_FALSE(networkPath.update);

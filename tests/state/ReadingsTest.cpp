@@ -137,7 +137,7 @@ TEST_F(Readings, FromBeforeAChangeOfIdentityAreNotShown) {
         read.set_value();
         return usageOf(99);
     };
-    state->refreshNow();
+    beginRefresh();
     read.get_future().wait(); // both are on their way
     now = now + 1;
     settle();

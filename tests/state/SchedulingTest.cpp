@@ -18,8 +18,8 @@ TEST_F(Scheduling, RefreshesAccountAndActivityInTheirTurn) {
     EXPECT_EQ(activities, 2);
     EXPECT_EQ(launches, 1);
     EXPECT_EQ(fields().displayedHelperPath, "/opt/tools/codex");
-    EXPECT_EQ(fields().status, "LIVE · Synced 14:05");
-    EXPECT_EQ(statuses.size(), 7U) << "it does not flicker";
+    EXPECT_EQ(fields().status, "LIVE · Synced 14:04");
+    EXPECT_EQ(statuses.size(), 6U) << "it does not flicker";
 }
 
 TEST_F(Scheduling, WaitsLongerAfterEachFailureUntilASuccess) {
@@ -65,6 +65,19 @@ TEST_F(Scheduling, AClockThatIsSetBackHoldsNothingUp) {
     EXPECT_EQ(takeRefreshes().size(), 1U) << "the wait of 15 seconds begins anew";
 }
 
+TEST_F(Scheduling, ADiskThatDoesNotAnswerHoldsUpNobody) {
+    std::promise<void> disk;
+    whileSearching = [answered = disk.get_future().share()] { answered.wait(); };
+    construct();
+    tickAfter(5);
+    EXPECT_TRUE(fields().accountBusy);
+    EXPECT_EQ(fields().status, StatusText::findingCodex);
+    construct(); // nor does the end of the state before wait for it
+    disk.set_value();
+    settle();
+    EXPECT_EQ(fields().status, "LIVE · Synced 14:00");
+}
+
 TEST_F(Scheduling, RequestsInMidRefreshAreHonouredAfterIt) {
     std::atomic<int> answers = 0;
     allowance = [&](FakeTransport&) { return allowanceOf("A1", ++answers); };
@@ -81,7 +94,7 @@ TEST_F(Scheduling, SleepSilencesARefreshAndWakeBeginsAnother) {
     std::promise<void> asked;
     allowance = gives(allowanceOf("A1", 99));
     usage = hangs(&asked); // so the reading is on its way
-    state->refreshNow();
+    beginRefresh();
     asked.get_future().wait();
     state->refreshNow();
     powerEvents.handlers.willSleep();
@@ -161,6 +174,11 @@ TEST_F(Scheduling, TheMachineIsMeasuredOnlyForAFullViewThatIsSeen) {
     }
     waitUntil([&] { return fields().memoryPercent == 7 && machine.listings == 2; });
     EXPECT_EQ(fields().cpuPercent, 50);
+    tickAfter(-86'400); // the waits begin anew
+    tickAfter(5);
+    waitUntil([&] { return fields().memoryPercent == 8; });
+    tickAfter(25);
+    waitUntil([&] { return fields().memoryPercent == 9 && machine.listings == 3; });
 }
 
 } // namespace

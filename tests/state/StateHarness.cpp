@@ -5,6 +5,7 @@
 #include <QLocale>
 #include <QTimer>
 
+#include <cmath>
 #include <cstdlib>
 #include <ctime>
 
@@ -88,7 +89,7 @@ StateHarness::~StateHarness() {
         EXPECT_EQ(gone.wait_for(patience), std::future_status::ready);
 }
 
-UtilityState& StateHarness::start() {
+void StateHarness::construct() {
     state.reset();
     // Lives as long as the last account service.
     struct Presence {
@@ -101,15 +102,9 @@ UtilityState& StateHarness::start() {
         .clock = [this] { return now.load(); },
         .homeFolder = "/home/me",
         .transportFactory = [this, presence](const auto&... given) { return launch(given...); },
-        .findHelpers =
-            [this](auto choice) {
-                preferred = choice;
-                return candidates;
-            },
-        .resolveHelper =
-            [](const auto& chosen) {
-                return chosen.filename() == "codex" ? std::optional(chosen) : std::nullopt;
-            },
+        .helperDiscovery = std::make_unique<HelperDiscovery>(
+            [this, presence](const auto& query, auto& progress) { search(query, progress); }),
+        .namedHelper = namedHelper,
         .historyStore = HistoryStore(folder / "history.json", now, keepsHistory),
         .storageNotice = storageNotice,
         .hardwareService = std::make_unique<HardwareService>(std::make_unique<Statistics>(machine),
@@ -126,8 +121,19 @@ UtilityState& StateHarness::start() {
         if (notes.empty() || notes.back() != fields().settingsStatus)
             notes.push_back(fields().settingsStatus);
     });
-    settle();
-    return *state;
+}
+
+void StateHarness::search(const HelperQuery& query, SearchProgress& progress) {
+    whileSearching();
+    if (query.onlyChosen) {
+        if (query.chosen->filename() == "codex")
+            progress.add(*query.chosen);
+        return;
+    }
+    const std::lock_guard guard(searching); // one that was given up may come late
+    preferred = query.chosen;
+    for (const std::filesystem::path& candidate : candidates)
+        progress.add(candidate);
 }
 
 std::shared_ptr<AccountTransport> StateHarness::launch(const std::filesystem::path& executable,
@@ -158,13 +164,30 @@ void StateHarness::showWindow() {
 
 void StateHarness::pass(int seconds) {
     constexpr int step = 5;
+    constexpr double early = 0.001;
     for (int passed = 0; passed < seconds; passed += step) {
         const bool busy = fields().accountBusy;
-        tickAfter(step);
+        tickAfter(step - early);
         if (fields().accountBusy && !busy)
-            refreshes.push_back(static_cast<int>(now - startTime));
+            refreshes.push_back(static_cast<int>(std::lround(now - startTime)));
         settle();
     }
+}
+
+void StateHarness::beginRefresh() {
+    const Answer reading = account.get();
+    const auto asked = std::make_shared<std::atomic<bool>>(false);
+    const auto mayAnswer = std::make_shared<std::promise<void>>();
+    account = [=](FakeTransport& transport) {
+        *asked = true;
+        mayAnswer->get_future().wait();
+        return reading(transport);
+    };
+    state->refreshNow();
+    while (!*asked)
+        QCoreApplication::processEvents();
+    account = reading;
+    mayAnswer->set_value();
 }
 
 void StateHarness::waitUntil(const std::function<bool()>& condition) {

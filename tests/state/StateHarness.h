@@ -19,8 +19,12 @@ struct FakePowerEvents : PowerEvents {
 
 struct FakeNetworkPath : NetworkPath {
     std::function<void(NetworkPathStatus)> update;
+    std::function<void()> whenStopped = [] {};
     void start(std::function<void(NetworkPathStatus)> onUpdate) override { update = onUpdate; }
-    void stop() override { update = nullptr; }
+    void stop() override {
+        whenStopped();
+        update = nullptr;
+    }
 };
 
 struct FakeWorkspace : Workspace {
@@ -134,13 +138,19 @@ class StateHarness {
     StateHarness(const StateHarness&) = delete;
     StateHarness& operator=(const StateHarness&) = delete;
 
+    void construct();
     /// Constructs the state and lets its first refresh come to its end.
-    UtilityState& start();
+    UtilityState& start() {
+        construct();
+        settle();
+        return *state;
+    }
     void tickAfter(double seconds) {
         now = now + seconds;
         state->tick();
     }
-    /// Lets that many seconds pass, tick by tick; whatever a tick starts comes to its end.
+    /// Lets that many seconds pass, tick by tick; whatever a tick starts comes to its end. Each
+    /// tick comes a moment early, as a timer's do.
     void pass(int seconds);
     /// Runs the event loop until no answer of the account service is awaited.
     void settle() {
@@ -150,6 +160,9 @@ class StateHarness {
         state->refreshNow();
         settle();
     }
+    /// Returns when the helper is being asked: what it answers stays on its way until the event
+    /// loop runs again.
+    void beginRefresh();
     void waitUntil(const std::function<bool()>& condition);
     /// Attaches the window, which counts from then on.
     void showWindow();
@@ -171,7 +184,9 @@ class StateHarness {
     std::atomic<int> launches = 0;
     TransportFactory realTransports; ///< in place of the fake ones
     std::vector<std::filesystem::path> candidates{"/opt/tools/codex"};
-    std::optional<std::filesystem::path> preferred; ///< of the last search
+    std::optional<std::filesystem::path> preferred; ///< of the last search for all helpers
+    std::optional<std::filesystem::path> namedHelper;
+    std::function<void()> whileSearching = [] {}; ///< on the thread of the search
     std::string storageNotice;
     bool keepsHistory = false; ///< in its file
     RunningBundle bundle{.version = "0.6.0", .isInstalled = true};
@@ -187,9 +202,11 @@ class StateHarness {
     std::unique_ptr<UtilityState> state;
 
   private:
+    void search(const HelperQuery& query, SearchProgress& progress);
     std::shared_ptr<AccountTransport> launch(const std::filesystem::path& executable,
                                              const BridgeEventHandler& onEvent);
 
+    std::mutex searching;
     Transcript transcript;
     std::vector<int> refreshes;
     std::vector<std::future<void>> servicesGone;

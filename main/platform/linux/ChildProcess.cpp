@@ -281,12 +281,16 @@ std::unique_ptr<ChildProcess> ChildProcess::launch(const ChildCommand& command, 
         sigset_t all;
         ::sigfillset(&all);
         ::pthread_sigmask(SIG_SETMASK, &all, nullptr); // signals of the program go to other threads
+        // A child that does not run yet counts for nothing: its start may take for ever.
+        if (const int error = own->launch(); error != 0) {
+            own.reset(); // before it is told: it holds descriptors
+            told.set_value(error);
+            return;
+        }
         liveChildren().add(1);
-        const int error = own->launch();
-        told.set_value(error);
-        if (error == 0)
-            own->run();
-        own.reset(); // before the child counts as gone: it holds descriptors
+        told.set_value(0);
+        own->run();
+        own.reset(); // before the child counts as gone
         liveChildren().add(-1);
     }).detach();
     if (const int error = outcome.get(); error != 0)
