@@ -159,8 +159,10 @@ std::vector<UsageSample> samplesAhead(std::span<const UsageSample> samples, Time
         return std::tie(sample.timestamp, sample.accountHash);
     };
     std::ranges::stable_sort(ahead, {}, reading);
-    const auto doubles = std::ranges::unique(ahead, {}, reading);
-    ahead.erase(doubles.begin(), doubles.end());
+    const auto isDouble = [&](const UsageSample& left, const UsageSample& right) {
+        return reading(left) == reading(right);
+    };
+    ahead.erase(std::unique(ahead.begin(), ahead.end(), isDouble), ahead.end());
     if (ahead.size() > maximumSamplesAhead)
         ahead.resize(maximumSamplesAhead);
     return ahead;

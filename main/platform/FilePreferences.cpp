@@ -54,8 +54,8 @@ FilePreferences::FilePreferences(std::filesystem::path preferencesFile)
         values = std::move(*stored);
 }
 
-FilePreferences::FilePreferences(FilePreferences&&) = default;
-FilePreferences& FilePreferences::operator=(FilePreferences&&) = default;
+FilePreferences::FilePreferences(FilePreferences&&) noexcept = default;
+FilePreferences& FilePreferences::operator=(FilePreferences&&) noexcept = default;
 FilePreferences::~FilePreferences() = default;
 
 std::optional<bool> FilePreferences::boolValue(std::string_view key) const {

@@ -24,8 +24,8 @@ class FilePreferences final : public Preferences {
     static std::filesystem::path defaultFile();
 
     explicit FilePreferences(std::filesystem::path file = defaultFile());
-    FilePreferences(FilePreferences&&);
-    FilePreferences& operator=(FilePreferences&&);
+    FilePreferences(FilePreferences&&) noexcept;
+    FilePreferences& operator=(FilePreferences&&) noexcept;
     ~FilePreferences() override;
 
     std::optional<bool> boolValue(std::string_view key) const override;
