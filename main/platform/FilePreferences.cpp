@@ -30,9 +30,9 @@ class FilePreferences::Writer {
         queue.sync([] {});
     }
 
-    void write(const std::filesystem::path& file, std::string text) {
-        queue.async([file, text = std::move(text)] {
-            static_cast<void>(writeFileAtomically(file, text)); // the next change tries again
+    void write(const std::filesystem::path& path, std::string text) {
+        queue.async([path, bytes = std::move(text)] {
+            static_cast<void>(writeFileAtomically(path, bytes)); // the next change tries again
         });
     }
 
