@@ -22,4 +22,8 @@ std::optional<std::filesystem::path> applicationSupportFolder();
 /// folder, by the same rules.
 std::optional<std::filesystem::path> preferencesFolder();
 
+/// Where applications keep what they can make anew: XDG_CACHE_HOME, else ".cache" in the home
+/// folder, by the same rules.
+std::optional<std::filesystem::path> cachesFolder();
+
 } // namespace tallywick

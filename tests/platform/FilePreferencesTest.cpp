@@ -69,12 +69,14 @@ TEST(StandardFolders, comeFromTheEnvironmentOrTheSystemsRecordWithoutLinks) {
     for (const auto& row : rows) {
         ::setenv("XDG_DATA_HOME", row.xdg.c_str(), 1);
         ::setenv("XDG_CONFIG_HOME", row.xdg.c_str(), 1);
+        ::setenv("XDG_CACHE_HOME", row.xdg.c_str(), 1);
         ::setenv("HOME", row.home.c_str(), 1);
         const auto expected = [&](const char* belowHome) {
             return row.base.empty() ? row.resolvedHome + belowHome : row.base;
         };
         EXPECT_EQ(applicationSupportFolder(), expected("/.local/share"));
         EXPECT_EQ(preferencesFolder(), expected("/.config"));
+        EXPECT_EQ(cachesFolder(), expected("/.cache"));
         EXPECT_EQ(homeFolder(), row.resolvedHome);
     }
     EXPECT_EQ(FilePreferences::defaultFile(), home + "/.config/Corvane Tallywick/preferences.json");

@@ -68,4 +68,6 @@ std::optional<fs::path> applicationSupportFolder() {
 
 std::optional<fs::path> preferencesFolder() { return userFolder("XDG_CONFIG_HOME", ".config"); }
 
+std::optional<fs::path> cachesFolder() { return userFolder("XDG_CACHE_HOME", ".cache"); }
+
 } // namespace tallywick
