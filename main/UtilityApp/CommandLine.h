@@ -47,6 +47,10 @@ struct CommandLine {
     bool operator==(const CommandLine&) const = default;
 };
 
+/// The program's exit status when it was asked for what makes no sense, or cannot be done here. As
+/// command-line programs use it.
+inline constexpr int usageExitStatus = 2;
+
 /// The arguments make no sense; `usage` tells what would.
 struct UsageError {
     std::string usage;

@@ -18,9 +18,35 @@
 
 #include <unistd.h>
 
+#include <cstdio>
+#include <cstdlib>
+#include <functional>
+#include <memory>
+#include <string>
+#include <vector>
+
 namespace tallywick {
 
 namespace {
+
+constexpr const char* missingDisplay =
+    "Tallywick found no display to show its window on.\n"
+    "Without one, --render FILE draws the window into a picture, and --report prints a report.";
+
+bool wasStartedForWindow(const RunningApplication& copy) {
+    std::vector<const char*> arguments;
+    for (const std::string& argument : copy.arguments)
+        arguments.push_back(argument.c_str());
+    const auto commandLine = parseCommandLine(arguments);
+    return commandLine && commandLine->task == CommandLine::Task::window;
+}
+
+/// The copies that have a window or are about to: the others cannot be brought forward.
+std::vector<RunningApplication> copiesWithWindow() {
+    auto copies = runningApplications({Product::bundleIdentifier});
+    std::erase_if(copies, std::not_fn(wasStartedForWindow));
+    return copies;
+}
 
 /// Whether another copy runs in this one's place and has been brought forward. Of two copies that
 /// start in the same moment, neither of which can be brought forward yet, the first one goes on.
@@ -33,10 +59,33 @@ bool hasHandedOver(int argc, char** argv) {
         .isInstalled = AppInstallation::isInstalledLocation(
             bundle, AppInstallation::applicationsFolders(homeFolder())),
         .installedBy = LaunchRule::finishInstallProcess(arguments)};
-    const auto other =
-        LaunchRule::copyToActivate(runningApplications({Product::bundleIdentifier}), thisCopy);
-    return other
-           && (activateApplication(other->processId) || other->processId < thisCopy.processId);
+    const auto other = LaunchRule::copyToActivate(copiesWithWindow(), thisCopy);
+    if (!other)
+        return false;
+    if (activateApplication(other->processId))
+        return true;
+    if (other->processId > thisCopy.processId)
+        return false;
+    static_cast<void>(
+        std::fprintf(stderr, "Tallywick runs already, as process %d, but did not come forward.\n",
+                     other->processId));
+    return true;
+}
+
+/// What the toolkit says while it looks for a display is of no use to who has none.
+void explainMissingDisplay(QtMsgType type, const QMessageLogContext&, const QString&) {
+    if (type != QtFatalMsg)
+        return;
+    static_cast<void>(std::fprintf(stderr, "%s\n", missingDisplay));
+    std::_Exit(usageExitStatus);
+}
+
+/// Ends the program where there is no display, which the toolkit does in its own, ruder way.
+std::unique_ptr<QApplication> applicationOnDisplay(int& argc, char** argv) {
+    const QtMessageHandler usual = qInstallMessageHandler(explainMissingDisplay);
+    auto application = std::make_unique<QApplication>(argc, argv);
+    qInstallMessageHandler(usual);
+    return application;
 }
 
 ColorPreferences colorsOf(const Appearance& appearance) {
@@ -70,7 +119,7 @@ int runWindow(const CommandLine& commandLine, int argc, char** argv) {
         return EXIT_SUCCESS;
     TerminationSignals requests;
     QGuiApplication::setDesktopFileName(QLatin1String(Product::bundleIdentifier));
-    const QApplication application(argc, argv);
+    const auto application = applicationOnDisplay(argc, argv);
     requests.listen(&QCoreApplication::quit);
     Figure::installAccessibility();
     UtilityStyle::install();

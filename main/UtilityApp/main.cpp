@@ -6,13 +6,6 @@
 
 #include <cstdio>
 
-namespace {
-
-/// As command-line programs use it for arguments that make no sense.
-constexpr int usageExitStatus = 2;
-
-} // namespace
-
 int main(int argc, char** argv) {
     using namespace tallywick;
     const auto commandLine = parseCommandLine(

@@ -10,6 +10,7 @@ namespace tallywick {
 struct RunningApplication {
     int processId = 0;
     std::filesystem::path bundle;
+    std::vector<std::string> arguments = {}; ///< without the program's own name
 
     bool operator==(const RunningApplication&) const = default;
 };

@@ -20,10 +20,12 @@ QRect centred(QSizeF design, double scale, int windowWidth) {
 }
 
 /// Shows one layout in the place of the other, whose keyboard focus goes to the button that leads
-/// back.
+/// back. Of one that is shown already, nothing moves.
 void exchange(QWidget* hidden, QWidget* shown, QWidget* toggle) {
-    const bool hadFocus =
-        hidden && hidden->focusWidget() && hidden->isAncestorOf(hidden->focusWidget());
+    if (!shown->isHidden())
+        return;
+    const QWidget* focus = shown->window()->focusWidget();
+    const bool hadFocus = hidden && hidden->isAncestorOf(focus);
     shown->show();
     if (hadFocus)
         toggle->setFocus(Qt::OtherFocusReason);

@@ -72,6 +72,16 @@ TEST_F(ProgramTest, FailsWithItsSentenceAndNotTheHelpers) {
     }
 }
 
+TEST_F(ProgramTest, SaysWhatToDoWithoutADisplay) {
+    for (const char* display :
+         {"", "DISPLAY=:65000", "WAYLAND_DISPLAY=none QT_QPA_PLATFORM=wayland"})
+        EXPECT_EQ(outputOf(std::string("env ") + display
+                           + " XDG_RUNTIME_DIR=/ " CORVANE_UTILITY "; echo \"[exit $?]\""),
+                  "Tallywick found no display to show its window on.\nWithout one, --render FILE "
+                  "draws the window into a picture, and --report prints a report.\n[exit 2]")
+            << display;
+}
+
 TEST_F(ProgramTest, FindsAHelperInTheHomeFolder) {
     EXPECT_EQ(utility("--locate"), notFound + "[exit 1]");
     fs::create_directories(home / ".local/bin");

@@ -224,6 +224,8 @@ TEST_F(ShownWindow, BringsItsFirstInstanceForwardInsteadOfASecondOne) {
     const fs::path copy = desktop.home() / "Corvane Tallywick.app";
     fs::copy(APPLICATION_BUNDLE, copy, fs::copy_options::recursive);
     const std::string executable = copy / "Contents/MacOS/CorvaneUtility";
+    RunningProgram watching(executable, {"--watch", "--helper", SAMPLE_HELPER});
+    watching.waitFor("LIVE"); // it has no window to bring forward
     const ShownUtility first(executable);
     const std::string helper = desktop.home() / "helper";
     fs::copy(MISBEHAVING_HELPER, helper);

@@ -68,6 +68,7 @@ TEST(RunningApplications, areThisUsersProcessesOfBundles) {
     };
     const fs::path one = executable("One.app", "org.one");
     add("900", one);
+    testing::writeAll(processes / "900/cmdline", std::string("./CorvaneUtility\0--watch\0\0", 26));
     add("30", executable("Two.app", "org.two"));
     add("7", one.string() + " (deleted)"); // replaced while it runs
     add("32", executable("Unnamed.app", nullptr));
@@ -80,8 +81,9 @@ TEST(RunningApplications, areThisUsersProcessesOfBundles) {
         fs::remove_all(processes / "41"); // only root can make one of somebody else's
 
     EXPECT_EQ(runningApplicationsIn(processes, {"org.two", "org.one"}),
-              (Applications{
-                  {7, folder / "One.app"}, {30, folder / "Two.app"}, {900, folder / "One.app"}}));
+              (Applications{{7, folder / "One.app", {}},
+                            {30, folder / "Two.app", {}},
+                            {900, folder / "One.app", {"--watch", ""}}}));
     EXPECT_EQ(runningApplicationsIn(folder / "missing", {"org.one"}), Applications{});
 }
 

@@ -89,6 +89,9 @@ TEST(Controls, HandTheKeyboardOverToTheOtherLayout) {
     view.part("Mini")->setFocus();
     view->resize(mini);
     EXPECT_EQ(accessibleName(view->focusWidget()), "Expand ↗");
+    view.part("Pin")->setFocus();
+    EXPECT_FALSE(view.repaintedBy({}).empty());
+    EXPECT_EQ(accessibleName(view->focusWidget()), "Pin") << "other figures in the same layout";
     view->resize(full);
     EXPECT_EQ(accessibleName(view->focusWidget()), "Mini");
 }

@@ -8,6 +8,7 @@
 #include <algorithm>
 #include <charconv>
 #include <cstddef>
+#include <fstream>
 #include <map>
 #include <optional>
 #include <system_error>
@@ -42,6 +43,23 @@ std::optional<fs::path> bundleOf(const fs::path& process) {
     return error ? std::nullopt : enclosingBundle(executable);
 }
 
+/// What it was started with. Whoever starts a program with more than we look at is no concern of
+/// ours: the rest is left out.
+std::vector<std::string> argumentsOf(const fs::path& process) {
+    constexpr std::size_t maximumBytes = 65'536;
+    std::string text(maximumBytes, '\0');
+    std::ifstream stream(process / "cmdline", std::ios::binary);
+    stream.read(text.data(), static_cast<std::streamsize>(text.size()));
+    text.resize(static_cast<std::size_t>(stream.gcount()));
+    std::vector<std::string> arguments;
+    for (std::size_t start = 0, end = 0; (end = text.find('\0', start)) != std::string::npos;
+         start = end + 1)
+        arguments.push_back(text.substr(start, end - start));
+    if (!arguments.empty())
+        arguments.erase(arguments.begin());
+    return arguments;
+}
+
 /// Whether the bundle's identifier is one of these.
 bool isOneOf(const std::vector<std::string>& bundleIdentifiers, const fs::path& bundle) {
     const auto information = informationDictionary(bundle);
@@ -73,7 +91,7 @@ runningApplicationsIn(const fs::path& processes,
         if (isNew)
             known->second = isOneOf(bundleIdentifiers, *bundle);
         if (known->second)
-            applications.push_back({*id, *bundle});
+            applications.push_back({*id, *bundle, argumentsOf(process)});
     }
     std::sort(applications.begin(), applications.end(),
               [](const auto& a, const auto& b) { return a.processId < b.processId; });
