@@ -29,13 +29,14 @@ class Canvas final : public UtilityWindow {
   public:
     bool isVisible() const override { return true; }
     bool isMinimised() const override { return false; }
+    bool isZoomed() const override { return false; }
     QRectF frame() const override { return {QPointF(), contentSize()}; }
     QSizeF contentSize() const override { return WindowSizing::fullBaseSize; }
     std::optional<QRectF> visibleScreenFrame() const override { return std::nullopt; }
     void setFrame(QRectF) override {}
     void setContentLimits(QSizeF, QSizeF) override {}
     void setFloating(bool) override {}
-    void showInFront() override {}
+    void showInFront(const std::string&) override {}
 };
 
 bool isComplete(const UtilityFields& fields) {

@@ -9,6 +9,7 @@
 #include "platform/ChildProcess.h"
 #include "platform/StandardFolders.h"
 #include "platform/TerminationSignals.h"
+#include "platform/WindowActivation.h"
 #include "views/Figure.h"
 #include "views/FileOpenPanel.h"
 #include "views/MainWindow.h"
@@ -62,7 +63,7 @@ bool hasHandedOver(int argc, char** argv) {
     const auto other = LaunchRule::copyToActivate(copiesWithWindow(), thisCopy);
     if (!other)
         return false;
-    if (activateApplication(other->processId))
+    if (activateApplication(other->processId, launchToken()))
         return true;
     if (other->processId > thisCopy.processId)
         return false;
@@ -81,9 +82,9 @@ void explainMissingDisplay(QtMsgType type, const QMessageLogContext&, const QStr
 }
 
 /// Ends the program where there is no display, which the toolkit does in its own, ruder way.
-std::unique_ptr<QApplication> applicationOnDisplay(int& argc, char** argv) {
+std::unique_ptr<QApplication> applicationOnDisplay(int& count, char** arguments) {
     const QtMessageHandler usual = qInstallMessageHandler(explainMissingDisplay);
-    auto application = std::make_unique<QApplication>(argc, argv);
+    auto application = std::make_unique<QApplication>(count, arguments);
     qInstallMessageHandler(usual);
     return application;
 }
@@ -105,8 +106,11 @@ int showWindow(const CommandLine& commandLine) {
     MainWindow window(state);
     openPanel.setParent(&window);
     appearance->start([&] { window.setColors(colorsOf(*appearance)); });
-    const auto listener = listenForActivation([&state] { state.showUtility(); });
+    const auto listener =
+        listenForActivation([&state](const std::string& token) { state.showUtility(token); });
     window.show();
+    // The desktop knows its windows by the identifier now; to a screen reader this is the name.
+    QCoreApplication::setApplicationName(QLatin1String(Product::name));
     const int status = QApplication::exec();
     state.stop();
     return status;
@@ -118,8 +122,14 @@ int runWindow(const CommandLine& commandLine, int argc, char** argv) {
     if (hasHandedOver(argc, argv))
         return EXIT_SUCCESS;
     TerminationSignals requests;
+    // The desktop finds the windows' entry among the applications by this name.
+    std::string program = Product::executableName, option = "-name",
+                name = Product::bundleIdentifier;
+    char* arguments[] = {program.data(), option.data(), name.data(), nullptr};
+    int count = 3;
     QGuiApplication::setDesktopFileName(QLatin1String(Product::bundleIdentifier));
-    const auto application = applicationOnDisplay(argc, argv);
+    QCoreApplication::setApplicationName(QLatin1String(Product::bundleIdentifier));
+    const auto application = applicationOnDisplay(count, arguments);
     requests.listen(&QCoreApplication::quit);
     Figure::installAccessibility();
     UtilityStyle::install();

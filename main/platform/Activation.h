@@ -2,6 +2,7 @@
 
 #include <functional>
 #include <memory>
+#include <string>
 
 namespace tallywick {
 
@@ -12,12 +13,16 @@ class ActivationListener {
     virtual ~ActivationListener() = default;
 };
 
+/// Called with the launch token (`WindowActivation.h`) of whoever asks, which may be empty.
+using OnActivate = std::function<void(const std::string& launchToken)>;
+
 /// Calls `onActivate` from the event loop of the main thread whenever this process is asked to come
 /// forward. Where processes cannot be asked, it is never called.
-std::unique_ptr<ActivationListener> listenForActivation(std::function<void()> onActivate);
+std::unique_ptr<ActivationListener> listenForActivation(OnActivate onActivate);
 
-/// Asks the copy of the application that runs as this process to come forward. Nothing is started.
-/// Whether it has answered; waits at most a second. Needs no event loop.
-[[nodiscard]] bool activateApplication(int processId);
+/// Asks the copy of the application that runs as this process to come forward, and hands this
+/// process's launch token over to it. Nothing is started. Whether it has answered; waits at most a
+/// second. Needs no event loop.
+[[nodiscard]] bool activateApplication(int processId, const std::string& launchToken);
 
 } // namespace tallywick

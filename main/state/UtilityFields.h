@@ -24,8 +24,10 @@ struct UtilityFields {
     std::optional<double> memoryPercent;
     std::vector<UsageSample> history; ///< of the current account
     bool mini = false;                ///< the mini layout, else the full one
-    bool light = false;               ///< the day theme, else the night theme
-    bool pinned = false;              ///< always on top
+    /// The desktop decides the window's size: it shows the layout of `mini`, whatever its height.
+    bool sizeIsImposed = false;
+    bool light = false;  ///< the day theme, else the night theme
+    bool pinned = false; ///< always on top
     bool showingSettings = false;
     std::string settingsStatus; ///< result of the user's last action
     bool showingInstaller = false;

@@ -23,7 +23,7 @@ UtilityState::UtilityState(Services given)
     const auto isSet = [this](std::string_view key) {
         return services.preferences.boolValue(key).value_or(false);
     };
-    published.mini = isSet(miniKey);
+    published.mini = chosenMini = isSet(miniKey);
     published.light = isSet(lightKey);
     published.pinned = isSet(pinnedKey);
     published.showingInstaller = services.showsInstaller && !services.bundle.isInstalled;
@@ -101,7 +101,7 @@ void UtilityState::copyConnectionDetails() {
 
 void UtilityState::savePreferences() {
     const Preferences::Group together(services.preferences);
-    services.preferences.setBool(miniKey, published.mini);
+    services.preferences.setBool(miniKey, chosenMini);
     services.preferences.setBool(lightKey, published.light);
     services.preferences.setBool(pinnedKey, published.pinned);
     applyWindowConfiguration();
@@ -149,6 +149,7 @@ void UtilityState::stop() {
 }
 
 void UtilityState::quit() {
+    windowDidSettle();
     stop();
     QCoreApplication::quit();
 }

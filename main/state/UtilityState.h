@@ -125,8 +125,9 @@ class UtilityState final : public QObject {
     void shareByMail();
     void copyProductAddress();
 
-    // The window. Without one, these do nothing. `mini` always follows from the height of its
-    // content.
+    // The window. Without one, these do nothing. `mini` follows from the height of its content,
+    // unless the desktop imposes a size and the user has chosen a layout for it. A size that the
+    // desktop imposes is neither disputed nor kept for the next start, and its place neither.
 
     /// Makes this the window that shows the state, with the size and the position that were kept.
     /// Null detaches the window, which must not be used any more.
@@ -136,20 +137,22 @@ class UtilityState final : public QObject {
     void applyWindowConfiguration();
     /// Gives the content the nearest allowed size; the window keeps its top left corner.
     void setContentSize(QSizeF size);
-    /// To be called whenever the window has another size.
+    /// To be called whenever the window has another size or is zoomed or no longer.
     void syncLayoutWithSize();
-    /// To be called when the user has finished resizing: snaps to the layout's own proportions and
-    /// keeps the size for the next start.
+    /// To be called when the user has finished resizing: snaps to the layout's own proportions.
+    /// What the desktop makes of it is kept for the next start as soon as the window has settled.
     void endResize();
     /// The resize grip was dragged so far in all since it was grasped; right and down are positive.
     /// Ends with `endResize`.
     void resizeBy(double dx, double dy);
     /// The full layout for the mini layout or the reverse.
     void toggleLayout();
-    /// Brings the window to the front, out of the dock if need be.
-    void showUtility();
-    /// To be called when the user has finished moving the window, and before it is closed.
-    void windowDidMove();
+    /// Brings the window to the front, out of the dock if need be. `launchToken` is what the
+    /// desktop gave the launch that asks for it.
+    void showUtility(const std::string& launchToken = {});
+    /// To be called when the window has stood still since its size or its place has changed, and
+    /// before it is closed. A size that neither was asked for nor is imposed is the user's.
+    void windowDidSettle();
 
     /// The most height that the content may take on the window's screen, in points.
     double maximumContentHeight() const;
@@ -211,6 +214,10 @@ class UtilityState final : public QObject {
     QSizeF fullContentSize() const;
     QSizeF windowChrome() const;
     QSizeF maximumContentSize() const;
+    QSizeF clampedContentSize(QSizeF size) const;
+    QSizeF filledContentSize(QSizeF size) const;
+    bool desktopImposes(QSizeF content) const;
+    void keepWindow();
     void applyContentLimits(double contentHeight);
     void applyFrame(QRectF frame);
     void resizeContent(QSizeF size, QPointF topLeft);
@@ -290,6 +297,11 @@ class UtilityState final : public QObject {
     std::optional<WindowLimits> windowLimits; ///< that the window was given
     std::optional<bool> windowFloats;         ///< as the window was told
     std::optional<QRectF> resizeStartFrame;   ///< while the resize grip is being dragged
+    QSizeF askedContent;                      ///< the size that was asked for last
+    std::optional<QSizeF> disputedContent;    ///< the size instead of which another was asked for
+    bool keepsSize = false;                   ///< the size that comes of it is the user's choice
+    bool chosenMini = false;                  ///< the layout that is kept for the next start
+    std::optional<bool> imposedMini;          ///< the user's layout for a size that is imposed
 
     QTimer ticker;
     const std::shared_ptr<HelperLauncher> launcher;

@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <charconv>
 #include <cmath>
+#include <utility>
 
 namespace tallywick {
 
@@ -55,13 +56,15 @@ void UtilityState::attachWindow(UtilityWindow* window) {
     windowLimits.reset();
     windowFloats.reset();
     resizeStartFrame.reset();
+    disputedContent.reset();
+    keepsSize = false;
     if (!utilityWindow)
         return;
     const auto position = savedWindowPosition();
     if (position)
         applyFrame({*position, utilityWindow->frame().size()});
     // Its size first: the window is brought onto the screen only with its own.
-    resizeContent(initialContentSize(), utilityWindow->frame().topLeft());
+    resizeContent(filledContentSize(initialContentSize()), utilityWindow->frame().topLeft());
     if (const auto screen = utilityWindow->visibleScreenFrame(); screen && !position)
         applyFrame(centredOn(*screen, utilityWindow->frame().size()));
     applyWindowConfiguration();
@@ -89,14 +92,17 @@ void UtilityState::applyWindowConfiguration() {
         utilityWindow->setFloating(published.pinned);
     }
     const auto screen = utilityWindow->visibleScreenFrame();
-    if (!screen)
+    if (!screen || published.sizeIsImposed)
         return;
-    applyContentLimits(utilityWindow->contentSize().height());
+    const QSizeF content = utilityWindow->contentSize();
+    applyContentLimits(content.height());
+    if (!resizeStartFrame && content != content.boundedTo(maximumContentSize()))
+        resizeContent(filledContentSize(content), utilityWindow->frame().topLeft());
     applyFrame(WindowSizing::keptOnScreen(utilityWindow->frame(), *screen));
 }
 
 void UtilityState::setContentSize(QSizeF size) {
-    if (!utilityWindow)
+    if (!utilityWindow || published.sizeIsImposed)
         return;
     applyWindowConfiguration();
     resizeContent(size, utilityWindow->frame().topLeft());
@@ -105,11 +111,18 @@ void UtilityState::setContentSize(QSizeF size) {
 void UtilityState::syncLayoutWithSize() {
     if (stopped || !utilityWindow)
         return;
-    const double height = utilityWindow->contentSize().height();
-    applyContentLimits(height);
-    if (published.mini == WindowSizing::isMini(height))
+    const QSizeF content = utilityWindow->contentSize();
+    const bool imposed = desktopImposes(content);
+    if (published.sizeIsImposed != imposed)
+        change().sizeIsImposed = imposed;
+    if (!imposed) {
+        imposedMini.reset();
+        applyContentLimits(content.height());
+    }
+    const bool mini = imposedMini.value_or(WindowSizing::isMini(content.height()));
+    if (published.mini == mini)
         return;
-    change().mini = WindowSizing::isMini(height);
+    change().mini = mini;
     makeMachineDue();
 }
 
@@ -118,18 +131,14 @@ void UtilityState::endResize() {
     if (stopped || !utilityWindow)
         return;
     syncLayoutWithSize();
-    setContentSize(published.mini
-                       ? WindowSizing::miniSizeOfWidth(utilityWindow->contentSize().width())
-                       : fullContentSize());
-    const QSizeF content = utilityWindow->contentSize();
-    const Preferences::Group together(services.preferences);
-    services.preferences.setDouble(widthKey, content.width());
-    services.preferences.setDouble(heightKey, content.height());
-    savePreferences();
+    if (published.sizeIsImposed)
+        return;
+    setContentSize(filledContentSize(utilityWindow->contentSize()));
+    keepsSize = true;
 }
 
 void UtilityState::resizeBy(double dx, double dy) {
-    if (stopped || published.maintenance || !utilityWindow)
+    if (stopped || published.maintenance || !utilityWindow || published.sizeIsImposed)
         return;
     if (!resizeStartFrame)
         resizeStartFrame = utilityWindow->frame();
@@ -140,26 +149,51 @@ void UtilityState::resizeBy(double dx, double dy) {
 void UtilityState::toggleLayout() {
     if (stopped || !utilityWindow)
         return;
-    // This sets `mini` too. Whether the height allows the other layout is not for us to say.
-    setContentSize(published.mini ? fullContentSize() : WindowSizing::miniSize);
+    if (published.sizeIsImposed)
+        imposedMini = !published.mini;
+    // This sets `mini` too, unless the screen has no room for the other layout.
+    setContentSize(filledContentSize(published.mini ? fullContentSize() : WindowSizing::miniSize));
     endResize();
     makeMachineDue();
 }
 
-void UtilityState::showUtility() {
+void UtilityState::showUtility(const std::string& launchToken) {
     if (stopped || !utilityWindow)
         return;
     applyWindowConfiguration();
-    utilityWindow->showInFront();
+    utilityWindow->showInFront(launchToken);
     makeMachineDue();
 }
 
-void UtilityState::windowDidMove() {
+void UtilityState::windowDidSettle() {
     if (stopped || !utilityWindow || utilityWindow->isMinimised())
         return;
+    const QSizeF content = utilityWindow->contentSize();
+    if (content != askedContent && content != disputedContent) {
+        endResize();
+        disputedContent = content;
+        if (utilityWindow->contentSize() != content)
+            return; // the desktop has yet to answer
+    }
+    syncLayoutWithSize();
+    if (!published.sizeIsImposed)
+        keepWindow();
+}
+
+/// For the next start: where it stands, and its size when the user has chosen it.
+void UtilityState::keepWindow() {
+    disputedContent.reset();
+    const Preferences::Group together(services.preferences);
     const std::string position = textFromPosition(utilityWindow->frame().topLeft());
     if (services.preferences.stringValue(positionKey) != position)
         services.preferences.setString(positionKey, position);
+    if (!std::exchange(keepsSize, false))
+        return;
+    const QSizeF content = utilityWindow->contentSize();
+    services.preferences.setDouble(widthKey, content.width());
+    services.preferences.setDouble(heightKey, content.height());
+    chosenMini = published.mini;
+    savePreferences();
 }
 
 bool UtilityState::isFullViewVisible() const {
@@ -198,6 +232,32 @@ QSizeF UtilityState::maximumContentSize() const {
             std::floor(std::min(full.height(), maximumContentHeight()))};
 }
 
+/// The nearest one that the content may have, in whole points.
+QSizeF UtilityState::clampedContentSize(QSizeF size) const {
+    const QSizeF maximum = maximumContentSize();
+    return WindowSizing::clampContentSize({std::round(size.width()), std::round(size.height())},
+                                          maximum.width(), maximum.height(), fullContentSize());
+}
+
+/// The nearest one that a layout fills.
+QSizeF UtilityState::filledContentSize(QSizeF size) const {
+    const QSizeF content = clampedContentSize(size);
+    return WindowSizing::isMini(content.height()) ? WindowSizing::miniSizeOfWidth(content.width())
+                                                  : fullContentSize();
+}
+
+/// Whether a window of this content has its size from the desktop alone: zoomed, beyond all limits,
+/// or the same again after another was asked for.
+bool UtilityState::desktopImposes(QSizeF content) const {
+    if (utilityWindow->isZoomed())
+        return true;
+    if (content == askedContent)
+        return false;
+    const QSizeF maximum = maximumContentSize();
+    const QSizeF minimum = WindowSizing::miniSize.boundedTo(maximum);
+    return content == disputedContent || content != content.expandedTo(minimum).boundedTo(maximum);
+}
+
 /// Gives the window the limits of a content of this height, if it does not have them yet.
 void UtilityState::applyContentLimits(double contentHeight) {
     const QSizeF maximum = maximumContentSize();
@@ -214,15 +274,11 @@ void UtilityState::applyFrame(QRectF frame) {
         utilityWindow->setFrame(frame);
 }
 
-/// Gives the content the nearest allowed size in whole points, and `mini` what follows from it.
+/// Gives the content the nearest allowed size, and `mini` what follows from it.
 void UtilityState::resizeContent(QSizeF size, QPointF topLeft) {
-    const QRectF ownFrame = utilityWindow->frame();
-    const QSizeF maximum = maximumContentSize();
-    const double room = utilityWindow->visibleScreenFrame().value_or(ownFrame).width();
-    const QSizeF content = WindowSizing::clampContentSize(
-        {std::round(size.width()), std::round(size.height())}, std::min(room, maximum.width()),
-        maximum.height(), fullContentSize());
+    const QSizeF content = clampedContentSize(size);
     const QSizeF chrome = windowChrome();
+    askedContent = content;
     // Until it has its new size the window may need the limits of the lower layout.
     applyContentLimits(std::min(content.height(), utilityWindow->contentSize().height()));
     applyFrame({topLeft, content + chrome});

@@ -4,6 +4,7 @@
 #include <QSizeF>
 
 #include <optional>
+#include <string>
 
 namespace tallywick {
 
@@ -16,8 +17,8 @@ namespace tallywick {
 /// content.
 ///
 /// The window's owner tells the state of what the system or the user did: `syncLayoutWithSize`
-/// after every change of size, `endResize` and `windowDidMove` when the user has finished, and
-/// `applyWindowConfiguration` when the decoration has become known.
+/// after every change of size and when `isZoomed` changes, `windowDidSettle` when it has come to
+/// rest, and `applyWindowConfiguration` when the decoration has become known.
 class UtilityWindow {
   public:
     virtual ~UtilityWindow() = default;
@@ -25,6 +26,8 @@ class UtilityWindow {
     /// Whether it is shown at all: neither closed nor hidden with its application.
     virtual bool isVisible() const = 0;
     virtual bool isMinimised() const = 0;
+    /// Whether it is maximised or fills the screen.
+    virtual bool isZoomed() const = 0;
 
     /// The whole window with its decoration.
     virtual QRectF frame() const = 0;
@@ -37,14 +40,16 @@ class UtilityWindow {
     /// Moves and resizes the whole window.
     virtual void setFrame(QRectF frame) = 0;
 
-    /// The limits within which the user can resize the content.
+    /// The limits within which the user can resize the content. A content beyond them stays as it
+    /// is, and the limits wait for one that keeps them.
     virtual void setContentLimits(QSizeF minimum, QSizeF maximum) = 0;
 
     /// Keeps it above the windows of other applications, or no longer.
     virtual void setFloating(bool floating) = 0;
 
-    /// Shows it, minimised or not, in front of all others and gives it the keyboard.
-    virtual void showInFront() = 0;
+    /// Shows it, minimised or not, in front of all others and gives it the keyboard. `launchToken`
+    /// is what the desktop gave the launch that asks for it, or empty.
+    virtual void showInFront(const std::string& launchToken) = 0;
 };
 
 } // namespace tallywick

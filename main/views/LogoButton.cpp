@@ -1,10 +1,10 @@
 #include "views/LogoButton.h"
 
 #include "base/Product.h"
+#include "views/BuiltInPicture.h"
 #include "views/DesignLayout.h"
 
 #include <QImage>
-#include <QImageReader>
 
 namespace tallywick {
 
@@ -28,10 +28,8 @@ void LogoButton::paintEvent(QPaintEvent*) {
 const QPixmap& LogoButton::logoOfSize(QSize pixels) {
     if (logo.size() == pixels)
         return logo;
-    QImageReader reader(QStringLiteral(":/corvane-logo.png"), "png");
-    reader.setAutoDetectImageFormat(false); // a search would load every plug-in
-    logo = QPixmap::fromImage(
-        reader.read().scaled(pixels, Qt::IgnoreAspectRatio, Qt::SmoothTransformation));
+    logo = QPixmap::fromImage(builtInPicture(QStringLiteral("corvane-logo.png"))
+                                  .scaled(pixels, Qt::IgnoreAspectRatio, Qt::SmoothTransformation));
     return logo;
 }
 

@@ -1,7 +1,9 @@
 #include "views/MainWindow.h"
 
 #include "platform/GlobalMenu.h"
+#include "platform/WindowActivation.h"
 #include "state/UtilityState.h"
+#include "views/BuiltInPicture.h"
 #include "views/PopupMenu.h"
 #include "views/StateActions.h"
 #include "views/ThemePalette.h"
@@ -11,7 +13,9 @@
 #include <QApplication>
 #include <QContextMenuEvent>
 #include <QGuiApplication>
+#include <QIcon>
 #include <QMenuBar>
+#include <QPixmap>
 #include <QScreen>
 #include <QToolTip>
 #include <QWindow>
@@ -27,6 +31,18 @@ constexpr std::chrono::milliseconds settlingTime{500};
 QString titleOf(const UtilityState& state) {
     return state.isPreviewBuild() ? QStringLiteral("Corvane — Tallywick — Preview")
                                   : QStringLiteral("Corvane — Tallywick");
+}
+
+/// Where no window learns its place.
+bool isOnWayland() { return QGuiApplication::platformName().startsWith(QLatin1String("wayland")); }
+
+/// In the sizes that title bars, task lists and switchers show; each is drawn for its own.
+QIcon applicationIcon() {
+    QIcon icon;
+    for (const int size : {16, 32, 64, 128})
+        icon.addPixmap(
+            QPixmap::fromImage(builtInPicture(QStringLiteral("window-icon-%1.png").arg(size))));
+    return icon;
 }
 
 /// To a screen reader, any other widget that is a window is a mere container. This one holds the
@@ -65,6 +81,7 @@ MainWindow::MainWindow(UtilityState& shown)
       sheets(this, actionsOf(shown)) {
     QAccessible::installFactory(makeAccessibleWindow);
     setWindowTitle(titleOf(state));
+    setWindowIcon(applicationIcon());
     addActions(menu.actions());
     offerMenuToDesktop();
     settling.setSingleShot(true);
@@ -133,7 +150,11 @@ bool MainWindow::isVisible() const { return exposed && QWidget::isVisible(); }
 
 bool MainWindow::isMinimised() const { return isMinimized(); }
 
-QRectF MainWindow::frame() const { return frameGeometry(); }
+bool MainWindow::isZoomed() const { return isMaximized() || isFullScreen(); }
+
+QRectF MainWindow::frame() const {
+    return isOnWayland() ? QRect(askedPlace, frameGeometry().size()) : frameGeometry();
+}
 
 QSizeF MainWindow::contentSize() const { return size(); }
 
@@ -148,13 +169,15 @@ std::optional<QRectF> MainWindow::visibleScreenFrame() const {
 
 void MainWindow::setFrame(QRectF frame) {
     const QRect outer = frame.toRect();
-    const QSize chrome = frameGeometry().size() - size();
-    askedSize = outer.size() - chrome;
-    setMinimumSize(minimumSize().boundedTo(askedSize));
-    setMaximumSize(maximumSize().expandedTo(askedSize));
-    if (pos() != outer.topLeft())
-        move(outer.topLeft());
-    resize(askedSize);
+    const QSize content = outer.size() - (frameGeometry().size() - size());
+    if (QWindow* window = windowHandle()) { // lets it through
+        window->setMinimumSize(window->minimumSize().boundedTo(content));
+        window->setMaximumSize(window->maximumSize().expandedTo(content));
+    }
+    askedPlace = outer.topLeft();
+    if (pos() != askedPlace)
+        move(askedPlace);
+    resize(content);
     applyLimits();
 }
 
@@ -165,12 +188,15 @@ void MainWindow::setContentLimits(QSizeF minimum, QSizeF maximum) {
 }
 
 /// Limits that the present size does not keep wait for the frame that does: Qt would resize the
-/// window at once, to a size that nobody asked for.
+/// window at once, to a size that nobody asked for. So do all limits before the window is made. On
+/// Wayland there are none: of a tile, Qt would fill no more than they allow.
 void MainWindow::applyLimits() {
-    if (size().expandedTo(minimumContent).boundedTo(maximumContent) != size())
+    QWindow* const window = windowHandle();
+    if (!window || isOnWayland()
+        || size().expandedTo(minimumContent).boundedTo(maximumContent) != size())
         return;
-    setMinimumSize(minimumContent);
-    setMaximumSize(maximumContent);
+    window->setMinimumSize(minimumContent);
+    window->setMaximumSize(maximumContent);
 }
 
 /// Told to the window system alone: a widget given another flag is hidden and made anew.
@@ -180,16 +206,17 @@ void MainWindow::setFloating(bool floating) {
         window->setFlag(Qt::WindowStaysOnTopHint, floating);
 }
 
-void MainWindow::showInFront() {
+void MainWindow::showInFront(const std::string& launchToken) {
     setWindowState(windowState() & ~Qt::WindowMinimized);
     show();
     raise();
-    activateWindow();
+    bringToFront(*windowHandle(), launchToken);
 }
 
 void MainWindow::showEvent(QShowEvent* event) {
     QWidget::showEvent(event);
     windowHandle()->installEventFilter(this);
+    applyLimits();
 }
 
 bool MainWindow::eventFilter(QObject* watched, QEvent* event) {
@@ -210,6 +237,7 @@ void MainWindow::exposureDidChange() {
     if (!exposed)
         return;
     present();
+    settling.start();
     state.applyWindowConfiguration(); // the decoration is known now
     state.applicationDidUnhide();
     state.tick();
@@ -227,21 +255,25 @@ void MainWindow::moveEvent(QMoveEvent* event) {
     settling.start();
 }
 
+void MainWindow::changeEvent(QEvent* event) {
+    QWidget::changeEvent(event);
+    if (event->type() != QEvent::WindowStateChange)
+        return;
+    state.syncLayoutWithSize();
+    settling.start();
+}
+
 void MainWindow::settle() {
-    state.windowDidMove();
-    if (size() == askedSize) {
-        settledSize.reset();
+    if (!exposed) // begins anew when it is, perhaps with another size
         return;
-    }
-    // A desktop that insists on a size of its own is not asked twice.
-    if (settledSize == size())
-        return;
-    settledSize = size();
-    state.endResize();
+    // A size that the desktop has refused is still the widget's, as far as Qt knows.
+    if (const QSize given = windowHandle()->size(); given != size())
+        resize(given);
+    state.windowDidSettle();
 }
 
 void MainWindow::closeEvent(QCloseEvent* event) {
-    state.windowDidMove();
+    state.windowDidSettle();
     QWidget::closeEvent(event);
 }
 

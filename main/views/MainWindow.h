@@ -19,7 +19,11 @@ class UtilityState;
 /// tells the state what the user does with the window. Main thread only.
 ///
 /// The desktop does not say when the user lets go of the window's edge, so a resize or a move
-/// counts as finished when nothing more has come for half a second.
+/// counts as finished when nothing more has come for half a second. Nor does it say that it refuses
+/// a size: this is seen then, too.
+///
+/// The limits of its size are told to the window system alone: what the desktop makes of them, the
+/// widget takes, and paints all of it.
 class MainWindow final : public QWidget, public UtilityWindow {
     Q_OBJECT
 
@@ -33,19 +37,21 @@ class MainWindow final : public QWidget, public UtilityWindow {
 
     bool isVisible() const override;
     bool isMinimised() const override;
+    bool isZoomed() const override;
     QRectF frame() const override;
     QSizeF contentSize() const override;
     std::optional<QRectF> visibleScreenFrame() const override;
     void setFrame(QRectF frame) override;
     void setContentLimits(QSizeF minimum, QSizeF maximum) override;
     void setFloating(bool floating) override;
-    void showInFront() override;
+    void showInFront(const std::string& launchToken) override;
 
   protected:
     bool eventFilter(QObject* watched, QEvent* event) override;
     void showEvent(QShowEvent* event) override;
     void resizeEvent(QResizeEvent* event) override;
     void moveEvent(QMoveEvent* event) override;
+    void changeEvent(QEvent* event) override;
     void closeEvent(QCloseEvent* event) override;
     void contextMenuEvent(QContextMenuEvent* event) override;
 
@@ -64,8 +70,7 @@ class MainWindow final : public QWidget, public UtilityWindow {
     SheetHost sheets;
     QTimer settling;
     bool exposed = false;
-    QSize askedSize;                  ///< of the content, as the state wants it
-    std::optional<QSize> settledSize; ///< the last one that the user or the desktop chose instead
+    QPoint askedPlace; ///< of the frame
     QSize minimumContent;
     QSize maximumContent;
 };

@@ -13,24 +13,12 @@ namespace tallywick {
 
 namespace {
 
-/// The layout in the middle of the window's width.
-QRect centred(QSizeF design, double scale, int windowWidth) {
+/// The layout in the middle of the window's width; and of its height, unless it only stands in
+/// between while the user resizes it.
+QRect placed(QSizeF design, double scale, QSize window, bool inTheMiddle) {
     const QSize size = (design * scale).toSize();
-    return {QPoint((windowWidth - size.width()) / 2, 0), size};
-}
-
-/// Shows one layout in the place of the other, whose keyboard focus goes to the button that leads
-/// back. Of one that is shown already, nothing moves.
-void exchange(QWidget* hidden, QWidget* shown, QWidget* toggle) {
-    if (!shown->isHidden())
-        return;
-    const QWidget* focus = shown->window()->focusWidget();
-    const bool hadFocus = hidden && hidden->isAncestorOf(focus);
-    shown->show();
-    if (hadFocus)
-        toggle->setFocus(Qt::OtherFocusReason);
-    if (hidden)
-        hidden->hide();
+    const QSize spare = window - size;
+    return {QPoint(spare.width() / 2, inTheMiddle ? spare.height() / 2 : 0), size};
 }
 
 } // namespace
@@ -79,11 +67,11 @@ void UtilityView::setStyle(const Theme& theme, double scale) {
 }
 
 void UtilityView::arrange() {
-    const bool mini = WindowSizing::isMini(height());
+    const bool mini = shown.sizeIsImposed ? shown.mini : WindowSizing::isMini(height());
     const QSizeF design = mini ? WindowSizing::miniSize
                                : WindowSizing::fullSize(shown.volumes.size(), availableHeight);
     setStyle(style.theme, WindowSizing::designScale(size(), design));
-    const QRect place = centred(design, style.scale, width());
+    const QRect place = placed(design, style.scale, size(), shown.sizeIsImposed);
     if (mini)
         showMini(place);
     else
@@ -112,6 +100,19 @@ void UtilityView::showFull(const QRect& place, double layoutHeight) {
     fullView->present(shown,
                       WindowSizing::visibleVolumeRows(shown.volumes.size(), availableHeight));
     exchange(miniView, fullView, fullView->layoutToggle());
+}
+
+/// Shows one layout in the place of the other, whose keyboard focus goes to the button that leads
+/// back. Of one that is shown already, nothing moves.
+void UtilityView::exchange(QWidget* hidden, QWidget* shownNow, QWidget* toggle) {
+    if (std::exchange(shownLayout, shownNow) == shownNow)
+        return;
+    const bool hadFocus = hidden && hidden->isAncestorOf(window()->focusWidget());
+    shownNow->show();
+    if (hadFocus)
+        toggle->setFocus(Qt::OtherFocusReason);
+    if (hidden)
+        hidden->hide();
 }
 
 /// The grip is read and reached after a layout that has just been made.

@@ -12,9 +12,10 @@ class FullView;
 class MiniView;
 class ResizeGrip;
 
-/// The whole content of the window: the backdrop, the layout that fits its height, and the resize
-/// grip. Shows what it is given, repaints only what differs from before, and turns the user's
-/// clicks into actions. Main thread only.
+/// The whole content of the window: the backdrop, the layout that fits its height or that the user
+/// has chosen for a size imposed by the desktop, and the resize grip. Shows what it is given,
+/// repaints only what differs from before, and turns the user's clicks into actions. Main thread
+/// only.
 class UtilityView final : public QWidget {
     Q_OBJECT
 
@@ -39,6 +40,7 @@ class UtilityView final : public QWidget {
     void arrange();
     void showMini(const QRect& place);
     void showFull(const QRect& place, double layoutHeight);
+    void exchange(QWidget* hidden, QWidget* shownNow, QWidget* toggle);
     void keepGripLast();
 
     const UtilityActions actions;
@@ -47,8 +49,9 @@ class UtilityView final : public QWidget {
     ColorPreferences colors;
     ViewStyle style;
     ResizeGrip* const grip;
-    MiniView* miniView = nullptr; ///< made when first needed
-    FullView* fullView = nullptr; ///< made when first needed
+    MiniView* miniView = nullptr;   ///< made when first needed
+    FullView* fullView = nullptr;   ///< made when first needed
+    QWidget* shownLayout = nullptr; ///< of these two, the one that is shown
 };
 
 } // namespace tallywick

@@ -19,6 +19,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
+using ::testing::AllOf;
 using ::testing::HasSubstr;
 using ::testing::Not;
 
@@ -59,6 +60,11 @@ TEST_F(ShownWindow, OpensInTheMiddleAndObeysTheKeyboard) {
     EXPECT_EQ(full, full.sized(520, 635));
     const Box frame = utility.frame();
     EXPECT_NEAR(frame.x + frame.width / 2.0, Desktop::screenWidth / 2.0, 2);
+    // By these the desktop finds its entry among the applications, and shows it in lists.
+    EXPECT_THAT(utility.property("WM_CLASS"),
+                HasSubstr(R"("com.corvane.tallywick", "com.corvane.tallywick")"));
+    EXPECT_THAT(utility.property("_NET_WM_ICON"),
+                AllOf(HasSubstr("Icon (16 x 16)"), HasSubstr("Icon (128 x 128)")));
 
     desktop.press("ctrl+shift+m");
     EXPECT_TRUE(utility.stands(mini));
@@ -83,8 +89,9 @@ TEST_F(ShownWindow, OpensInTheMiddleAndObeysTheKeyboard) {
     // The second item of the window's menu, the one window without a frame, is "Mini Mode".
     moveMouse(full.x + 60, full.y + 470);
     desktop.xdotool("click 3");
-    EXPECT_TRUE(waitUntil(
-        [] { return outputOf("xwininfo -root -children").find("\"CorvaneUtility\": (") != npos; }));
+    EXPECT_TRUE(waitUntil([] {
+        return outputOf("xwininfo -root -children").find("\"Corvane Tallywick\": (") != npos;
+    }));
     desktop.press("Down Down Return");
     EXPECT_TRUE(utility.stands(mini));
 }
@@ -187,6 +194,29 @@ TEST_F(ShownWindow, FollowsAScreenThatShrinks) {
     EXPECT_TRUE(utility.frame().isWithin(800, 400)) << utility.frame();
 }
 
+TEST_F(ShownWindow, FillsASizeThatTheDesktopImposesAndKeepsItsOwn) {
+    const Box full{600, 30, 520, 635};
+    std::optional<ShownUtility> utility(std::in_place);
+    move(*utility, full);
+    utility.emplace();
+    EXPECT_TRUE(utility->stands(full));
+
+    // So the window manager becomes one that heeds no limits.
+    outputOf("xprop -id " + utility->window() + " -remove WM_NORMAL_HINTS");
+    desktop.xdotool("windowsize " + utility->window() + " 900 600");
+    EXPECT_TRUE(becomes([&] { return utility->content().width; }, 900));
+    const Box tile = utility->content();
+    // "Always on top" has shrunk with the layout, which stands in the middle.
+    const double scale = tile.height / 635.0;
+    const double left = tile.x + (tile.width - 520 * scale) / 2;
+    desktop.click(static_cast<int>(left + 190 * scale), static_cast<int>(tile.y + 581 * scale));
+    EXPECT_TRUE(becomes([&] { return utility->isAbove(); }, true));
+    desktop.press("ctrl+shift+m"); // the other layout in the same size
+    EXPECT_TRUE(utility->stands(tile));
+    utility.emplace();
+    EXPECT_TRUE(utility->stands(full));
+}
+
 TEST_F(ShownWindow, EndsWithItsHelperHoweverItIsAskedTo) {
     const auto terminate = [](const ShownUtility& utility) {
         EXPECT_EQ(::kill(utility.processId(), SIGTERM), 0);
@@ -246,6 +276,10 @@ TEST_F(ShownWindow, BringsItsFirstInstanceForwardInsteadOfASecondOne) {
     startAnother();
     EXPECT_TRUE(becomes(isMinimised, false));
     first.waitUntilActive(first.window());
+    desktop.xdotool("set_desktop 1"); // where others are
+    startAnother();
+    first.waitUntilActive(first.window());
+    EXPECT_EQ(outputOf("xdotool get_desktop"), "0");
     EXPECT_FALSE(fs::exists(helper + ".started"));
 }
 

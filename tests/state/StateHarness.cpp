@@ -157,6 +157,7 @@ std::shared_ptr<AccountTransport> StateHarness::launch(const std::filesystem::pa
 
 void StateHarness::showWindow() {
     window.didResize = [this] { state->syncLayoutWithSize(); };
+    window.didSettle = [this] { state->windowDidSettle(); };
     state->attachWindow(&window);
     window.orders = 0;
     window.heights.clear();

@@ -49,10 +49,13 @@ struct FakeOpenPanel : OpenPanel {
     }
 };
 
-/// A decorated window that does at once as it is told, and tells of every change of its size.
+/// A decorated window that does at once as it is told, and tells of every change of its size. On a
+/// desktop that lets it have one size only, it learns of that later.
 struct FakeWindow : UtilityWindow {
     bool visible = true;
     bool minimised = false;
+    bool zoomed = false;
+    std::optional<QSizeF> tile;                             ///< the one size
     std::optional<QRectF> screen = QRectF(0, 0, 1600, 928); // of which its content may use 900
     QSizeF chrome{2, 28};
     QPointF position;
@@ -61,21 +64,25 @@ struct FakeWindow : UtilityWindow {
     QSizeF maximum{16'000, 16'000};
     bool floating = false;
     int orders = 0;              ///< of any kind
+    int frames = 0;              ///< of these, new frames
     std::vector<double> heights; ///< of its content, one after the other
     std::function<void()> didResize = [] {};
+    std::function<void()> didSettle = [] {};
 
     bool isVisible() const override { return visible; }
     bool isMinimised() const override { return minimised; }
+    bool isZoomed() const override { return zoomed; }
     QRectF frame() const override { return {position, content + chrome}; }
     QSizeF contentSize() const override { return content; }
     std::optional<QRectF> visibleScreenFrame() const override { return screen; }
-    void showInFront() override { ++orders; }
+    void showInFront(const std::string&) override { ++orders; }
     void setFloating(bool floats) override {
         ++orders;
         floating = floats;
     }
     void setFrame(QRectF frame) override {
         ++orders;
+        ++frames;
         position = frame.topLeft();
         const QSizeF size = frame.size() - chrome;
         EXPECT_EQ(size, size.expandedTo(minimum).boundedTo(maximum)) << "beyond its limits";
@@ -86,13 +93,19 @@ struct FakeWindow : UtilityWindow {
         EXPECT_EQ(smallest, smallest.boundedTo(largest));
         minimum = smallest;
         maximum = largest;
-        resize(content.expandedTo(minimum).boundedTo(maximum));
     }
     /// As the user or the window manager does it.
     void resize(QSizeF size) {
         if (size != std::exchange(content, size)) {
             heights.push_back(size.height());
             didResize();
+        }
+    }
+    /// Nothing more comes for a while.
+    void settle() {
+        for (int pause = 0; pause < 2; ++pause) { // the first may ask for what the second tells
+            resize(tile.value_or(content));
+            didSettle();
         }
     }
 };

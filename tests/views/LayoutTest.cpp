@@ -34,25 +34,34 @@ QRect placeInWindow(const QWidget* part) {
 }
 
 TEST(UtilityView, ShowsTheLayoutOfItsHeightInTheMiddleAtTheScaleThatFits) {
+    enum Given { byUser, imposed, imposedMini };
     const struct {
         QSize window;
+        Given size;
         bool mini;
         QRect layout;
         double scale;
-    } cases[] = {{{1000, 450}, true, {0, 0, 1000, 450}, 2},
-                 {{520, 225}, true, {10, 0, 500, 225}, 1},
-                 {{520, 599}, true, {0, 0, 520, 234}, 1.04},
-                 {{520, 600}, false, {23, 0, 473, 600}, 600 / 659.0},
-                 {{1, 1}, true, {-24, 0, 50, 23}, 0.1}};
-    for (const auto& [window, mini, layout, scale] : cases) {
+    } cases[] = {{{1000, 450}, byUser, true, {0, 0, 1000, 450}, 2},
+                 {{520, 225}, byUser, true, {10, 0, 500, 225}, 1},
+                 {{520, 599}, byUser, true, {0, 0, 520, 234}, 1.04},
+                 {{520, 600}, byUser, false, {23, 0, 473, 600}, 600 / 659.0},
+                 {{1, 1}, byUser, true, {-24, 0, 50, 23}, 0.1},
+                 {{1276, 1000}, imposed, false, {243, 0, 789, 1000}, 1000 / 659.0},
+                 {{260, 500}, imposed, false, {0, 85, 260, 330}, 0.5},
+                 {{1000, 1000}, imposedMini, true, {0, 275, 1000, 450}, 2}};
+    for (const auto& [window, size, mini, layout, scale] : cases) {
         SCOPED_TRACE(std::to_string(window.width()) + "x" + std::to_string(window.height()));
-        ShownView view(sampleFields(), {520, 659});
+        UtilityFields fields = sampleFields();
+        fields.sizeIsImposed = size != byUser;
+        fields.mini = size == imposedMini;
+        ShownView view(fields, {520, 659});
         view->resize(window);
-        QWidget* const miniView = view->findChild<MiniView*>();
-        QWidget* const fullView = view->findChild<FullView*>();
-        EXPECT_EQ(miniView && miniView->isVisible(), mini);
-        EXPECT_EQ(fullView->isVisible(), !mini);
-        EXPECT_EQ((mini ? miniView : fullView)->geometry(), layout);
+        for (const QWidget* shown : {static_cast<QWidget*>(view->findChild<MiniView*>()),
+                                     static_cast<QWidget*>(view->findChild<FullView*>())}) {
+            const bool isWanted = (qobject_cast<const MiniView*>(shown) != nullptr) == mini;
+            EXPECT_TRUE(!shown || shown->isVisible() == isWanted);
+            EXPECT_TRUE(!isWanted || shown->geometry() == layout);
+        }
         EXPECT_DOUBLE_EQ(view->viewStyle().scale, scale);
         EXPECT_EQ(view->findChild<ResizeGrip*>()->geometry(),
                   QRect(window.width() - 16, window.height() - 16, 16, 16));

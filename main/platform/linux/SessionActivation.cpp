@@ -5,6 +5,7 @@
 #include <QCoreApplication>
 #include <QDBusMessage>
 
+#include <array>
 #include <utility>
 
 namespace tallywick {
@@ -16,13 +17,24 @@ const QString interface = QStringLiteral("org.freedesktop.Application");
 
 constexpr std::chrono::seconds activationLimit{1};
 
+/// Of Wayland's token and of X11's.
+const std::array tokenKeys{QStringLiteral("activation-token"),
+                           QStringLiteral("desktop-startup-id")};
+
+std::string tokenIn(const QVariantMap& platformData) {
+    for (const QString& key : tokenKeys)
+        if (const QString token = platformData.value(key).toString(); !token.isEmpty())
+            return token.toStdString();
+    return {};
+}
+
 } // namespace
 
 QString activationService(qint64 processId) {
     return QLatin1String(Product::bundleIdentifier) + QStringLiteral(".process%1").arg(processId);
 }
 
-SessionActivation::SessionActivation(QDBusConnection sessionBus, std::function<void()> activate)
+SessionActivation::SessionActivation(QDBusConnection sessionBus, OnActivate activate)
     : bus(std::move(sessionBus)), onActivate(std::move(activate)) {
     if (!bus.isConnected())
         return;
@@ -38,29 +50,39 @@ SessionActivation::~SessionActivation() {
     bus.unregisterObject(path);
 }
 
-void SessionActivation::Activate(const QVariantMap&) { onActivate(); }
+void SessionActivation::Activate(const QVariantMap& platformData) {
+    onActivate(tokenIn(platformData));
+}
 
-void SessionActivation::Open(const QStringList&, const QVariantMap&) { onActivate(); }
+void SessionActivation::Open(const QStringList&, const QVariantMap& platformData) {
+    onActivate(tokenIn(platformData));
+}
 
-void SessionActivation::ActivateAction(const QString&, const QVariantList&, const QVariantMap&) {
-    onActivate();
+void SessionActivation::ActivateAction(const QString&, const QVariantList&,
+                                       const QVariantMap& platformData) {
+    onActivate(tokenIn(platformData));
 }
 
 bool activateApplication(const QDBusConnection& sessionBus, int processId,
-                         std::chrono::milliseconds limit) {
+                         const std::string& launchToken, std::chrono::milliseconds limit) {
     QDBusMessage call = QDBusMessage::createMethodCall(activationService(processId), path,
                                                        interface, QStringLiteral("Activate"));
     call.setAutoStartService(false);
-    call << QVariantMap();
+    QVariantMap platformData;
+    for (const QString& key : tokenKeys)
+        if (!launchToken.empty())
+            platformData.insert(key, QString::fromStdString(launchToken));
+    call << platformData;
     return sessionBus.call(call, QDBus::Block, static_cast<int>(limit.count())).type()
            == QDBusMessage::ReplyMessage;
 }
 
-bool activateApplication(int processId) {
-    return activateApplication(QDBusConnection::sessionBus(), processId, activationLimit);
+bool activateApplication(int processId, const std::string& launchToken) {
+    return activateApplication(QDBusConnection::sessionBus(), processId, launchToken,
+                               activationLimit);
 }
 
-std::unique_ptr<ActivationListener> listenForActivation(std::function<void()> onActivate) {
+std::unique_ptr<ActivationListener> listenForActivation(OnActivate onActivate) {
     return std::make_unique<SessionActivation>(QDBusConnection::sessionBus(),
                                                std::move(onActivate));
 }

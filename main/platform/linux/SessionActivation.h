@@ -20,7 +20,7 @@ class SessionActivation final : public QObject, public ActivationListener {
     Q_CLASSINFO("D-Bus Interface", "org.freedesktop.Application")
 
   public:
-    SessionActivation(QDBusConnection sessionBus, std::function<void()> activate);
+    SessionActivation(QDBusConnection sessionBus, OnActivate activate);
     ~SessionActivation() override;
 
   public Q_SLOTS: // named as the interface names them
@@ -31,11 +31,12 @@ class SessionActivation final : public QObject, public ActivationListener {
 
   private:
     QDBusConnection bus;
-    const std::function<void()> onActivate;
+    const OnActivate onActivate;
 };
 
 /// `activateApplication` on a bus, within a time.
 [[nodiscard]] bool activateApplication(const QDBusConnection& sessionBus, int processId,
+                                       const std::string& launchToken,
                                        std::chrono::milliseconds limit);
 
 } // namespace tallywick
