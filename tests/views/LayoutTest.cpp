@@ -56,12 +56,12 @@ TEST(UtilityView, ShowsTheLayoutOfItsHeightInTheMiddleAtTheScaleThatFits) {
         fields.mini = size == imposedMini;
         ShownView view(fields, {520, 659});
         view->resize(window);
-        for (const QWidget* shown : {static_cast<QWidget*>(view->findChild<MiniView*>()),
-                                     static_cast<QWidget*>(view->findChild<FullView*>())}) {
-            const bool isWanted = (qobject_cast<const MiniView*>(shown) != nullptr) == mini;
-            EXPECT_TRUE(!shown || shown->isVisible() == isWanted);
-            EXPECT_TRUE(!isWanted || shown->geometry() == layout);
-        }
+        const QWidget* const miniView = view->findChild<MiniView*>();
+        const QWidget* const fullView = view->findChild<FullView*>();
+        const QWidget* const shown = mini ? miniView : fullView;
+        const QWidget* const other = mini ? fullView : miniView; // not made before it is shown
+        EXPECT_TRUE(shown && shown->isVisible() && !(other && other->isVisible()));
+        EXPECT_EQ(shown ? shown->geometry() : QRect(), layout);
         EXPECT_DOUBLE_EQ(view->viewStyle().scale, scale);
         EXPECT_EQ(view->findChild<ResizeGrip*>()->geometry(),
                   QRect(window.width() - 16, window.height() - 16, 16, 16));
