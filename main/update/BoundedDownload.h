@@ -38,8 +38,7 @@ struct DownloadRequest {
 /// The server must prove that it is the URL's host, with TLS 1.2 or later. It is asked once, for
 /// the body as it is; redirects are not followed, and cookies, credentials and caches are neither
 /// used nor kept. See `HttpResponse` for what counts as an answer. A body whose length was not
-/// announced ends where the connection does: whoever reads it must be able to tell whether it is
-/// whole.
+/// announced is whole only if the server has brought TLS to its proper end behind it.
 class BoundedDownload {
   public:
     /// The body; empty when it went into the file.

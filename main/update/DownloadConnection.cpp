@@ -45,8 +45,7 @@ DownloadConnection::DownloadConnection(const DownloadRequest& downloadRequest, N
     QObject::connect(&socket, &QSslSocket::connected, &stallTimer, qOverload<>(&QTimer::start));
     QObject::connect(&socket, &QSslSocket::encrypted, &loop, [this] { sendRequest(); });
     QObject::connect(&socket, &QSslSocket::readyRead, &loop, [this] { readAvailable(); });
-    QObject::connect(&socket, &QSslSocket::errorOccurred, &loop,
-                     [this](QAbstractSocket::SocketError error) { endInput(error); });
+    QObject::connect(&socket, &QSslSocket::errorOccurred, &loop, [this] { endInput(); });
 }
 
 BoundedDownload::Result DownloadConnection::run() {
@@ -104,10 +103,15 @@ void DownloadConnection::readAvailable() {
     }
 }
 
-void DownloadConnection::endInput(QAbstractSocket::SocketError error) {
+void DownloadConnection::endInput() {
     readAvailable();
-    const bool isOrderly = error == QAbstractSocket::RemoteHostClosedError;
-    finish(isOrderly ? response.endOfInput() : tl::unexpected(UpdateFailure::offline));
+    // A connection that is cut and one that TLS has brought to its end are the same error to Qt, so
+    // that a part of a body would pass for the whole. Only the text tells them apart.
+    const bool isProperEnd =
+        socket.errorString() == QSslSocket::tr("The TLS/SSL connection has been closed");
+    if (isProperEnd)
+        finish(response.endOfInput());
+    finish(tl::unexpected(UpdateFailure::offline));
 }
 
 tl::expected<void, UpdateFailure> DownloadConnection::store(std::string_view piece) {

@@ -32,7 +32,7 @@ class DownloadConnection {
     void begin();
     void sendRequest();
     void readAvailable();
-    void endInput(QAbstractSocket::SocketError error);
+    void endInput();
     tl::expected<void, UpdateFailure> store(std::string_view piece);
 
     const DownloadRequest& request;

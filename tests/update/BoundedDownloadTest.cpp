@@ -198,7 +198,7 @@ TEST_F(BoundedDownloadTest, trustsTheMakersHostAlone) {
 
 TEST_F(BoundedDownloadTest, isOfflineWhenNobodyListensOrTheConnectionBreaks) {
     std::optional<HttpsServer> server(std::in_place, certificates.server("maker"),
-                                      Script{.pieces = {answer("body", 8)}});
+                                      Script{.pieces = {"HTTP/1.1 200 OK\r\n\r\nbody"}});
     DownloadRequest wanted = request(*server, 8);
     wanted.destination = file();
     EXPECT_EQ(outcomeOf(wanted, {}, [&](std::int64_t) { server->reset(); }), "offline");
