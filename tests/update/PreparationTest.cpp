@@ -1,212 +1,283 @@
 #include "base/Sha256.h"
-#include "platform/ChildProcess.h"
 #include "support/SampleBundle.h"
-#include "update/ReleaseChecks.h"
+#include "update/ArchiveExtraction.h"
 #include "update/RunningSystem.h"
-#include "update/UpdateCache.h"
+#include "update/UpdatePreparation.h"
+#include "update/ZipBuilder.h"
 
 #include <gtest/gtest.h>
 
-#include <sys/xattr.h>
-
-#include <cmath>
+#include <functional>
+#include <thread>
 
 namespace tallywick {
 namespace {
 
+using testing::buildZip;
 using testing::makeSampleBundle;
+using testing::put32;
 using testing::readAll;
 using testing::runIn;
 using testing::TemporaryFolder;
 using testing::writeAll;
+using testing::ZipArchive;
+using testing::ZipEntry;
 namespace fs = std::filesystem;
-using Outcome = tl::expected<void, UpdateFailure>;
 
-std::string nameOf(const Outcome& outcome) {
-    return outcome ? "passed" : std::string(name(outcome.error()));
-}
+/// A cache into which an archive has been downloaded.
+class PreparationTest : public ::testing::Test {
+  protected:
+    PreparationTest() {
+        manifest.version = "0.7.0";
+        manifest.build = 42;
+        manifest.minimumSystemVersion = "6.1";
+        manifest.architectures = {runningSystem().architecture};
+    }
 
-TEST(UpdateCache, isAFolderOfItsOwnThatNoLinkLeadsTo) {
-    const TemporaryFolder folder;
-    const auto cache = UpdateCache::open(folder / "caches");
-    ASSERT_TRUE(cache);
-    EXPECT_EQ(cache->folder(), folder / "caches/com.corvane.tallywick/Update");
-    EXPECT_EQ(fs::status(cache->folder()).permissions(), fs::perms::owner_all);
-    EXPECT_TRUE(UpdateCache::open(folder / "caches")) << "it may be there already";
-
-    runIn(folder.path(), "ln -s caches link; mkdir -p other/com.corvane.tallywick file\n"
-                         "ln -s ../../caches other/com.corvane.tallywick/Update\n"
-                         "touch file/com.corvane.tallywick");
-    for (const char* caches : {"link", "other", "file"})
-        EXPECT_FALSE(UpdateCache::open(folder / caches)) << caches;
-}
-
-TEST(UpdateCache, isClearedOfItsItemsAlone) {
-    const TemporaryFolder folder;
-    const auto cache = UpdateCache::open(folder.path()).value();
-    EXPECT_TRUE(cache.clear()) << "nothing there";
-    const auto fill = [&] {
-        runIn(cache.folder(), "touch candidate.zip more; ln -s more partial.zip\n"
-                              "mkdir -p 'candidate/a b/c'; touch candidate/a\\ b/c/d");
-    };
-    fill();
-    EXPECT_TRUE(cache.clear());
-    EXPECT_EQ(std::distance(fs::directory_iterator(cache.folder()), {}), 1);
-    EXPECT_TRUE(fs::exists(cache.folder() / "more"));
-
-    fill();
-    runIn(folder.path(), "mv com.corvane.tallywick real; ln -s real com.corvane.tallywick");
-    EXPECT_EQ(nameOf(cache.clear()), "disk") << "reached through a link meanwhile";
-    EXPECT_TRUE(fs::exists(cache.archive()));
-}
-
-TEST(UpdateCache, isClaimedByOneAtATime) {
-    const TemporaryFolder folder;
-    const auto cache = UpdateCache::open(folder.path()).value();
-    auto claim = cache.claim();
-    ASSERT_TRUE(claim);
-    EXPECT_EQ(cache.claim().error(), UpdateFailure::disk);
-    EXPECT_TRUE(fs::is_empty(cache.folder())) << "the items have the folder for themselves";
-    claim->reset();
-    EXPECT_TRUE(cache.claim());
-}
-
-TEST(UpdateCache, losesWhatIsOlderThanFourteenDays) {
-    constexpr Timestamp day = 24 * 60 * 60;
-    const TemporaryFolder folder;
-    const auto cache = UpdateCache::open(folder.path()).value();
-    runIn(cache.folder(), "mkdir candidate; touch candidate/x candidate.zip\n"
-                          "ln -s /usr/bin/env partial.zip");
-    const Timestamp now = std::ceil(systemNow()) + 1;
-    cache.purgeStaleItems(now + 13 * day);
-    EXPECT_TRUE(fs::exists(cache.unpackFolder()) && fs::exists(cache.archive()));
-    EXPECT_TRUE(fs::is_symlink(cache.partialArchive())) << "its own age counts";
-    cache.purgeStaleItems(now + 14 * day);
-    EXPECT_TRUE(fs::is_empty(cache.folder()));
-    EXPECT_TRUE(fs::exists("/usr/bin/env"));
-}
-
-TEST(UpdateCache, keepsThePreparedApplicationWhileItRuns) {
-    const TemporaryFolder folder;
-    const auto cache = UpdateCache::open(folder.path()).value();
-    fs::create_directories(cache.unpackFolder());
-    const fs::path beside = makeSampleBundle(cache.folder(), {}, "candidate.app");
-    makeSampleBundle(cache.unpackFolder());
-    const auto runs = [&](const fs::path& bundle) {
-        const fs::path program = bundle / "Contents/MacOS/CorvaneUtility";
-        fs::copy_file("/bin/cat", program, fs::copy_options::overwrite_existing);
-        return ChildProcess::launch({program, {}, "/"}, {});
-    };
-    auto other = runs(beside);
-    EXPECT_FALSE(cache.isPreparedAppRunning()) << "a copy that lies elsewhere";
-    auto prepared = runs(cache.preparedApp());
-    EXPECT_TRUE(cache.isPreparedAppRunning());
-    EXPECT_EQ(nameOf(cache.clear()), "disk");
-    cache.purgeStaleItems(systemNow() + 1e9);
-    EXPECT_TRUE(fs::exists(cache.preparedApp()));
-    prepared.reset();
-    other.reset();
-    ASSERT_TRUE(waitForChildProcesses(std::chrono::seconds(20)));
-    EXPECT_TRUE(cache.clear());
-    EXPECT_FALSE(fs::exists(cache.unpackFolder()));
-}
-
-TEST(ReleaseChecks, verifyThatAnArchiveIsTheOneOfTheFeed) {
-    const TemporaryFolder folder;
-    std::string content(2'500'000, 'x');
-    content.back() = 'y';
-    const fs::path archive = folder / "candidate.zip";
-    UpdateManifest manifest;
-    manifest.bytes = static_cast<std::int64_t>(content.size());
-    manifest.sha256 = sha256Hex(content);
-    const auto outcome = [&](const std::string& bytes) {
-        writeAll(archive, bytes);
-        return nameOf(ReleaseChecks::verifyArchive(manifest, archive));
-    };
-    EXPECT_EQ(outcome(content), "passed");
-    EXPECT_EQ(outcome(content + 'y'), "corrupt");
-    EXPECT_EQ(outcome(content.substr(1)), "corrupt");
-    EXPECT_EQ(outcome(std::string(content.size(), 'x')), "corrupt");
-    EXPECT_EQ(outcome(""), "corrupt");
-    writeAll(archive, content);
-    runIn(folder.path(), "ln -s candidate.zip link; mkfifo pipe");
-    for (const char* place : {"link", "pipe", "missing", "."})
-        EXPECT_EQ(nameOf(ReleaseChecks::verifyArchive(manifest, folder / place)), "corrupt")
-            << place;
-    const fs::path unreadable = fs::canonical("/proc/self") / "mem"; // at its beginning
-    EXPECT_EQ(nameOf(ReleaseChecks::verifyArchive(manifest, unreadable)), "disk");
-}
-
-TEST(ReleaseChecks, validateThatAnApplicationIsTheReleaseOfTheFeed) {
-    const auto signature = systemCodeSignature();
-    const std::string own = runningSystem().architecture;
-    const std::string other = own == "arm64" ? "x86_64" : "arm64";
-    const struct {
-        const char* what;
-        Json information;
-        const char* change;
-        std::vector<std::string> architectures;
-        std::string outcome;
-    } rows[] = {
-        {"as it should be", Json::object(), "", {own}, "passed"},
-        {"of both processors", Json::object(), "", {"arm64", "x86_64"}, "invalidBundle"},
-        {"of another processor", Json::object(), "", {other}, "invalidBundle"},
-        {"a preview", {{"CorvanePreview", false}}, "", {own}, "invalidBundle"},
-        {"another version", {{"CFBundleShortVersionString", "0.7"}}, "", {own}, "invalidBundle"},
-        {"another build", {{"CFBundleVersion", "0042"}}, "", {own}, "invalidBundle"},
-        {"no build", {{"CFBundleVersion", nullptr}}, "", {own}, "invalidBundle"},
-        {"another system", {{"LSMinimumSystemVersion", "6.1.0"}}, "", {own}, "invalidBundle"},
-        {"another identity",
-         {{"CFBundleIdentifier", "com.corvane.other"}},
-         "",
-         {own},
-         "invalidBundle"},
-        {"changed after it was sealed",
-         Json::object(),
-         "echo x >>Contents/Resources/corvane-logo.png",
-         {own},
-         "invalidBundle"},
-        {"with something added", Json::object(), "touch Contents/PkgInfo", {own}, "invalidBundle"},
-        {"without a seal",
-         Json::object(),
-         "rm Contents/_CodeSignature/CodeResources",
-         {own},
-         "invalidBundle"},
-    };
-    UpdateManifest manifest;
-    manifest.version = "0.7.0";
-    manifest.build = 42;
-    manifest.minimumSystemVersion = "6.1";
-    for (const auto& row : rows) {
-        const TemporaryFolder folder;
-        Json information{{"CFBundleShortVersionString", "0.7.0"}, {"CFBundleVersion", "42"}};
-        information.merge_patch(row.information);
-        const fs::path bundle = makeSampleBundle(folder.path(), information);
+    /// The files of a release, as they are packed. `change` is run in the application's folder.
+    std::vector<ZipEntry> release(const char* change = "") {
+        const TemporaryFolder made;
+        const fs::path bundle = makeSampleBundle(
+            made.path(), {{"CFBundleShortVersionString", "0.7.0"}, {"CFBundleVersion", "42"}});
         fs::copy_file("/bin/cat", bundle / "Contents/MacOS/CorvaneUtility",
                       fs::copy_options::overwrite_existing);
-        ASSERT_TRUE(sealBundle(bundle));
-        runIn(bundle, row.change);
-        manifest.architectures = row.architectures;
-        EXPECT_EQ(nameOf(ReleaseChecks::validateApp(manifest, bundle, *signature)), row.outcome)
-            << row.what;
+        EXPECT_TRUE(sealBundle(bundle));
+        runIn(bundle, change);
+        std::vector<ZipEntry> entries = testing::releaseEntries();
+        for (ZipEntry& entry : entries) {
+            entry.content = entry.name.ends_with('/') ? "" : readAll(made.path() / entry.name);
+            entry.deflate = entry.content.size() > 1000;
+        }
+        return entries;
+    }
+
+    /// Lays the archive down as a finished download that the feed has told of.
+    void download(const std::string& archive) {
+        EXPECT_TRUE(cache.clear());
+        writeAll(cache.partialArchive(), archive);
+        manifest.bytes = static_cast<std::int64_t>(archive.size());
+        manifest.sha256 = sha256Hex(archive);
+    }
+
+    std::string prepare(const BoundedDownload::Result& result = {}) {
+        const auto prepared = UpdatePreparation::prepare(result, manifest, means, flag);
+        return prepared ? "prepared" : std::string(name(prepared.error()));
+    }
+
+    std::string recheck() {
+        const auto outcome = UpdatePreparation::recheck({cache.archive(), cache.preparedApp()},
+                                                        manifest, *signature, flag);
+        return outcome ? "passed" : std::string(name(outcome.error()));
+    }
+
+    const TemporaryFolder folder;
+    const UpdateCache cache = UpdateCache::open(folder.path()).value();
+    UpdateManifest manifest;
+    CancellationFlag flag;
+    UnpackTool tool{UNPACK_RELEASE};
+    const std::unique_ptr<CodeSignature> signature = systemCodeSignature();
+    const UpdatePreparation::Means means{cache, tool, *signature};
+};
+
+TEST_F(PreparationTest, makesAnApplicationOfAnArchive) {
+    ASSERT_TRUE(ArchiveExtraction::isPossible());
+    download(buildZip(release()).bytes);
+    EXPECT_EQ(prepare(), "prepared");
+    EXPECT_FALSE(fs::exists(cache.partialArchive()));
+    EXPECT_EQ(fs::status(cache.preparedApp() / Product::executablePath).permissions(),
+              fs::perms{0755});
+    EXPECT_EQ(recheck(), "passed");
+
+    const auto aside = folder / "aside";
+    fs::rename(cache.preparedApp(), aside);
+    EXPECT_EQ(recheck(), "invalidBundle");
+    fs::rename(aside, cache.preparedApp());
+    runIn(cache.preparedApp(), "echo >>Contents/Resources/corvane-logo.png");
+    EXPECT_EQ(recheck(), "invalidBundle");
+    runIn(cache.folder(), "echo >>candidate.zip");
+    EXPECT_EQ(recheck(), "corrupt");
+    flag.cancel();
+    EXPECT_EQ(recheck(), "cancelled");
+}
+
+TEST_F(PreparationTest, takesWhatRealToolsHavePacked) {
+    for (const char* command :
+         {"/usr/bin/zip -qr", "/usr/bin/zip -qr0X", "/usr/bin/bsdtar --format zip -cf",
+          "/usr/bin/python3 -m zipfile -c"}) {
+        const TemporaryFolder made;
+        makeSampleBundle(made.path());
+        for (const ZipEntry& entry : release()) {
+            if (!entry.name.ends_with('/'))
+                writeAll(made.path() / entry.name, entry.content);
+        }
+        runIn(made.path(), std::string(command) + " made.zip 'Corvane Tallywick.app'");
+        download(readAll(made / "made.zip"));
+        EXPECT_EQ(prepare(), "prepared") << command;
     }
 }
 
-TEST(ReleaseChecks, markWhatWasDownloaded) {
-    EXPECT_EQ(ReleaseChecks::quarantineMark(1'795'443'213.9, "ID"),
-              "0081;6b044a0d;Corvane Tallywick;ID");
-    const TemporaryFolder folder;
-    EXPECT_EQ(nameOf(ReleaseChecks::markQuarantined(folder / "missing", 1)), "disk");
-    ASSERT_EQ(nameOf(ReleaseChecks::markQuarantined(folder.path(), 0x6b04360d)), "passed");
-    char mark[100]{};
-    const auto length =
-        ::getxattr(folder.path().c_str(), "user.com.apple.quarantine", mark, sizeof mark);
-    if (length < 0 && errno == ENOTSUP)
-        GTEST_SKIP() << "the file system of temporary files has no extended attributes";
-    ASSERT_GT(length, 0);
-    EXPECT_TRUE(std::string(mark).starts_with("0081;6b04360d;Corvane Tallywick;")) << mark;
-    EXPECT_EQ(length, 32 + 36);
-    EXPECT_EQ(std::string(mark + 32).find_first_not_of("0123456789ABCDEF-"), std::string::npos);
+TEST_F(PreparationTest, endsAtTheFirstStepThatFails) {
+    const std::string archive = buildZip(release()).bytes;
+    EXPECT_EQ(prepare(tl::unexpected(UpdateFailure::oversized)), "oversized");
+    EXPECT_EQ(prepare(), "disk") << "nothing was downloaded";
+
+    download(archive);
+    writeAll(cache.archive(), "an earlier one");
+    EXPECT_EQ(prepare(), "disk");
+    EXPECT_EQ(readAll(cache.archive()), "an earlier one") << "which is not replaced";
+
+    download(archive + 'x');
+    EXPECT_EQ(prepare(), "unsafeArchive");
+    EXPECT_FALSE(fs::exists(cache.unpackFolder())) << "nothing was unpacked";
+    download(archive);
+    manifest.sha256.front() = manifest.sha256.front() == '0' ? '1' : '0';
+    EXPECT_EQ(prepare(), "corrupt");
+
+    download(archive);
+    fs::create_directory(cache.unpackFolder());
+    EXPECT_EQ(prepare(), "disk") << "something lies where it is to be unpacked";
+
+    download(buildZip(release("echo x >>Contents/Resources/corvane-logo.png")).bytes);
+    EXPECT_EQ(prepare(), "invalidBundle");
+
+    download(archive);
+    tool.executable = "/nowhere";
+    EXPECT_EQ(prepare(), "disk");
+    download(archive);
+    flag.cancel();
+    EXPECT_EQ(prepare(), "cancelled");
+    EXPECT_TRUE(fs::exists(cache.partialArchive())) << "cancelled before anything was done";
+}
+
+TEST_F(PreparationTest, looksAtWhatTheToolHasLeft) {
+    const std::string archive = buildZip(release()).bytes;
+    const struct {
+        const char* what;
+        const char* after; ///< run in "Contents" of what was unpacked into $D
+        const char* outcome;
+    } rows[] = {
+        {"as it is", ":", "prepared"},
+        {"a file more", "touch $D/x", "unsafeArchive"},
+        {"a folder more", "mkdir x", "unsafeArchive"},
+        {"a file less", "rm Resources/corvane-logo.png", "unsafeArchive"},
+        {"a longer file", "echo >>Info.plist", "unsafeArchive"},
+        {"a link", "mv Info.plist $D/../x; ln -s $D/../x Info.plist", "unsafeArchive"},
+        {"a link to a folder", "mv Resources $D/../y; ln -s $D/../y Resources", "unsafeArchive"},
+        {"a second name", "ln Info.plist $D/../x", "unsafeArchive"},
+        {"a setuid program", "chmod u+s MacOS/*", "unsafeArchive"},
+        {"a FIFO", "rm Info.plist; mkfifo Info.plist", "unsafeArchive"},
+        {"a failure", "exit 1", "unsafeArchive"},
+        {"a death", "kill -9 $$", "unsafeArchive"},
+    };
+    for (const auto& row : rows) {
+        download(archive);
+        tool = {"/bin/sh",
+                {"-ec",
+                 std::string("out=$('" UNPACK_RELEASE "' \"$1\" \"$2\" \"$3\")\n"
+                             "D=$3; cd \"$D\"/*.app/Contents\n")
+                     + row.after + "\nprintf %s \"$out\"",
+                 "sh"}};
+        EXPECT_EQ(prepare(), row.outcome) << row.what;
+        runIn(cache.folder(), "rm -rf x y");
+    }
+}
+
+TEST_F(PreparationTest, stopsAToolThatTakesTooLong) {
+    download(buildZip(release()).bytes);
+    tool = {"/bin/sh", {"-c", "exec sleep 600", "sh"}, 2};
+    EXPECT_EQ(prepare(), "unsafeArchive");
+
+    download(buildZip(release()).bytes);
+    tool = {"/bin/sh", {"-c", "touch \"$3/begun\"; exec sleep 600", "sh"}, 100'000};
+    std::thread cancelling([&] {
+        while (!fs::exists(cache.unpackFolder() / "begun"))
+            std::this_thread::yield();
+        flag.cancel();
+    });
+    EXPECT_EQ(prepare(), "cancelled");
+    cancelling.join();
+    EXPECT_TRUE(cache.clear());
+}
+
+TEST_F(PreparationTest, refusesAnArchiveThatKeepsTheLayoutButLiesAboutTheRest) {
+    // Extra fields of a local header, which the layout does not look at: another name, and another
+    // mode.
+    const auto extra = [](const std::string& id, const std::string& data) {
+        return id + std::string{static_cast<char>(data.size()), '\0'} + data;
+    };
+    const auto renamed = [&](const std::string& entry, const std::string& to) {
+        const std::uint32_t crc = testing::crc32(entry);
+        std::string data = "\1";
+        for (int shift = 0; shift < 32; shift += 8)
+            data += static_cast<char>(crc >> shift);
+        return extra("up", data + to);
+    };
+    const struct {
+        const char* what;
+        std::function<void(std::vector<ZipEntry>&)> change;
+        std::function<void(ZipArchive&)> damage;
+    } rows[] = {
+        {"renamed into the folder above",
+         [&](auto& entries) { entries[0].localExtra = renamed(entries[0].name, "../evil"); },
+         {}},
+        {"renamed to an absolute place",
+         [&](auto& entries) {
+             entries[0].localExtra = renamed(entries[0].name, (folder / "evil").string());
+         },
+         {}},
+        {"made a link",
+         [&](auto& entries) {
+             entries[0].localExtra = extra("xl", {'\5', '\x1E', '\3', '\0', '\0', '\xFF', '\xA1'});
+         },
+         {}},
+        {"a folder with content", [](auto& entries) { entries[7].content = "x"; }, {}},
+        {"content that is longer than declared",
+         [](auto& entries) {
+             entries[2].content = std::string(2'000'000, 'x'), entries[2].deflate = true;
+         },
+         [](ZipArchive& archive) {
+             put32(archive.bytes, archive.locals[2] + 22, 10);
+             put32(archive.bytes, archive.centrals[2] + 24, 10);
+         }},
+        {"content that is shorter than declared", [](auto&) {},
+         [](ZipArchive& archive) {
+             put32(archive.bytes, archive.locals[2] + 22, 1'000'000);
+             put32(archive.bytes, archive.centrals[2] + 24, 1'000'000);
+         }},
+        {"content that cannot be inflated", [](auto&) {},
+         [](ZipArchive& archive) {
+             const std::size_t at =
+                 archive.locals[1] + 30 + testing::releaseEntries()[1].name.size();
+             archive.bytes.replace(at, 8, "\xFF\xFF\xFF\xFF\xFF\xFF\xFF\xFF");
+         }},
+        {"content with another checksum", [](auto&) {},
+         [](ZipArchive& archive) {
+             put32(archive.bytes, archive.locals[1] + 14, 1);
+             put32(archive.bytes, archive.centrals[1] + 16, 1);
+         }},
+        {"one that begins like a tar", {}, {}},
+    };
+    for (const auto& row : rows) {
+        std::vector<ZipEntry> entries = release();
+        if (row.change)
+            row.change(entries);
+        ZipArchive archive = buildZip(entries);
+        if (row.damage)
+            row.damage(archive);
+        bool isHarmless = false;
+        if (!row.change && !row.damage) {
+            runIn(folder.path(), "ln -s /etc link; /usr/bin/bsdtar -cf made.tar link");
+            archive = buildZip(entries, 0, readAll(folder / "made.tar"));
+            isHarmless = true; // its directory is a release's, and is what is read
+        }
+        download(archive.bytes);
+        EXPECT_TRUE(SafeUpdateArchive::validate(archive.bytes)) << row.what;
+        const std::string outcome = prepare();
+        EXPECT_TRUE(outcome == "unsafeArchive" || (isHarmless && outcome == "prepared"))
+            << row.what << ": " << outcome;
+        EXPECT_FALSE(fs::exists(cache.folder() / "evil") || fs::exists(folder / "evil"))
+            << row.what;
+    }
 }
 
 } // namespace
