@@ -26,7 +26,7 @@ class DetachedCall {
     static Pointer start(
         std::function<Result()> function,
         std::function<void(Result)> dispose = [](const Result&) {}) {
-        const Pointer call(new DetachedCall);
+        Pointer call(new DetachedCall);
         std::thread([call, function = std::move(function), dispose = std::move(dispose)] {
             call->run(function, dispose);
         }).detach();

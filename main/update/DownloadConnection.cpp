@@ -10,7 +10,7 @@ namespace tallywick {
 
 namespace {
 
-constexpr qint64 readPiece = 64 * 1024;
+constexpr qint64 readPiece = 65'536;
 constexpr qint64 readBuffer = 4 * readPiece; // what may wait for the disk
 
 QSslConfiguration tlsRules(const DownloadRoute& route) {

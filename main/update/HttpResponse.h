@@ -22,7 +22,7 @@ namespace tallywick {
 class HttpResponse {
   public:
     /// Of all headers together: those of interim answers and behind the body count too.
-    static constexpr std::size_t maximumHeadBytes = 64 * 1024;
+    static constexpr std::size_t maximumHeadBytes = 65'536;
 
     /// Takes a piece of the body, never an empty one. Its failure ends the reading.
     using BodySink = std::function<tl::expected<void, UpdateFailure>(std::string_view)>;

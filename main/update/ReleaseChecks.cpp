@@ -25,7 +25,7 @@ namespace {
 
 using Failure = tl::unexpected<UpdateFailure>;
 
-constexpr std::size_t readPiece = 1024 * 1024;
+constexpr std::size_t readPiece = std::size_t{1024} * 1024;
 constexpr std::size_t headerSize = 4'096; // holds every header that tells the processor
 
 /// Whether the information dictionary is that of the release.

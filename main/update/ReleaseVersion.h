@@ -14,6 +14,7 @@ struct ReleaseVersion {
     std::array<std::int64_t, 3> components{};
 
     /// By the first number that differs.
+    // NOLINTNEXTLINE(modernize-use-nullptr): takes the 0 that "<" compares with for a pointer
     auto operator<=>(const ReleaseVersion&) const = default;
 
     enum class Form {

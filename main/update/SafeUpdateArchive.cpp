@@ -32,8 +32,8 @@ constexpr std::uint32_t folder = 0x4000;
 
 constexpr std::size_t maximumEntries = 32; // ten are allowed names, and no name comes twice
 constexpr std::size_t maximumNameBytes = 240;
-constexpr std::uint64_t maximumEntrySize = 32 * 1024 * 1024;
-constexpr std::uint64_t maximumTotalSize = 64 * 1024 * 1024;
+constexpr std::uint64_t maximumEntrySize = std::uint64_t{32} * 1024 * 1024;
+constexpr std::uint64_t maximumTotalSize = std::uint64_t{64} * 1024 * 1024;
 
 constexpr std::array allowedFolders{"", "Contents/", "Contents/MacOS/", "Contents/Resources/",
                                     "Contents/_CodeSignature/"};

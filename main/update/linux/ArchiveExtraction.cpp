@@ -28,8 +28,9 @@ namespace {
 constexpr const char* libraryName = "libarchive.so.13";
 constexpr int ARCHIVE_OK = 0;
 constexpr int ARCHIVE_EOF = 1;
-constexpr std::size_t piece = 64 * 1024;
-constexpr rlim_t maximumFileBytes = 32 * 1024 * 1024; // that an archive may declare of an entry
+constexpr std::size_t piece = 65'536;
+constexpr rlim_t maximumFileBytes =
+    rlim_t{32} * 1024 * 1024; // that an archive may declare of an entry
 
 /// The functions of libarchive that are called, under its names.
 class Library {
