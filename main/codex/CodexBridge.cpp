@@ -126,8 +126,8 @@ std::shared_ptr<CodexBridge> CodexBridge::launch(const std::filesystem::path& ex
     return bridge;
 }
 
-CodexBridge::CodexBridge(Options bridgeOptions, BridgeEventHandler eventHandler)
-    : options(std::move(bridgeOptions)), onEvent(std::move(eventHandler)) {}
+CodexBridge::CodexBridge(const Options& bridgeOptions, BridgeEventHandler eventHandler)
+    : options(bridgeOptions), onEvent(std::move(eventHandler)) {}
 
 CodexBridge::~CodexBridge() {
     if (process)

@@ -59,7 +59,7 @@ class CodexBridge final : public AccountTransport,
     using Outcome = tl::expected<Json, BridgeFailure>;
     using Completion = std::function<void(Outcome)>;
 
-    CodexBridge(Options options, BridgeEventHandler onEvent);
+    CodexBridge(const Options& options, BridgeEventHandler onEvent);
     void start(const std::filesystem::path& executable);
 
     // Requests, on the caller's thread.
