@@ -119,6 +119,7 @@ TEST_F(Readings, AreTakenAnewAtOnceAfterAChangeOfIdentityIfTheLastOneHasLasted) 
     pass(75);
     EXPECT_EQ(takeRefreshes(), (Times{15, 75}));
     EXPECT_EQ(launches, 3);
+    EXPECT_EQ(fields().tokens.lifetime, 9000) << "the activity is due with the account";
     changeAccount("A4");
     EXPECT_EQ(launches, 4);
     EXPECT_EQ(fields().history.front().accountHash, accountHash("A4"));
