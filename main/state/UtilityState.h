@@ -1,6 +1,7 @@
 #pragma once
 
 #include "base/SerialQueue.h"
+#include "base/TaskRelay.h"
 #include "base/Time.h"
 #include "codex/AccountService.h"
 #include "codex/AccountTransport.h"
@@ -15,7 +16,6 @@
 #include "platform/Preferences.h"
 #include "platform/Workspace.h"
 #include "state/DueTime.h"
-#include "state/TaskRelay.h"
 #include "state/UtilityFields.h"
 #include "state/UtilityWindow.h"
 

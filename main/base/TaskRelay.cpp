@@ -1,4 +1,4 @@
-#include "state/TaskRelay.h"
+#include "base/TaskRelay.h"
 
 #include "base/Mutex.h"
 
