@@ -1,9 +1,8 @@
 #pragma once
 
 #include "base/Time.h"
+#include "codex/AccountAnswers.h"
 #include "codex/ConnectionIssue.h"
-#include "codex/Quota.h"
-#include "codex/TokenActivity.h"
 
 #include <optional>
 #include <string>

@@ -1,8 +1,7 @@
 #include "codex/AccountService.h"
 
-#include "codex/AccountIdentity.h"
-#include "codex/BridgeFailure.h"
-#include "codex/SignInLink.h"
+#include "codex/AccountAnswers.h"
+#include "codex/AccountTransport.h"
 
 #include <algorithm>
 #include <exception>

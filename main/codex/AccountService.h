@@ -5,13 +5,10 @@
 #include "base/SerialQueue.h"
 #include "base/ThreadAnnotations.h"
 #include "base/Time.h"
+#include "codex/AccountAnswers.h"
 #include "codex/AccountTransport.h"
-#include "codex/ConnectionDetails.h"
 #include "codex/ConnectionIssue.h"
 #include "codex/HelperLauncher.h"
-#include "codex/Quota.h"
-#include "codex/RecoveryPolicy.h"
-#include "codex/TokenActivity.h"
 
 #include <tl/expected.hpp>
 

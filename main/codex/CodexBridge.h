@@ -3,8 +3,7 @@
 #include "base/Mutex.h"
 #include "base/SerialQueue.h"
 #include "codex/AccountTransport.h"
-#include "codex/BridgeFailure.h"
-#include "codex/LineBuffer.h"
+#include "codex/HelperProtocol.h"
 #include "platform/ChildProcess.h"
 
 #include <tl/expected.hpp>

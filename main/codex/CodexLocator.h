@@ -1,7 +1,7 @@
 #pragma once
 
+#include "codex/HelperDiscovery.h"
 #include "codex/HelperPlaces.h"
-#include "codex/HelperSearch.h"
 
 #include <cstddef>
 #include <filesystem>

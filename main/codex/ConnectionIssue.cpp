@@ -1,11 +1,12 @@
 #include "codex/ConnectionIssue.h"
 
-#include "codex/BridgeFailure.h"
+#include "codex/AccountTransport.h"
 
 #include <QRegularExpression>
 #include <QString>
 
 #include <algorithm>
+#include <cmath>
 #include <initializer_list>
 
 namespace tallywick {
@@ -134,6 +135,50 @@ ConnectionIssue classify(const std::exception_ptr& error) {
     } catch (...) {
         return ConnectionIssue::stopped;
     }
+}
+
+// How often is tried again
+
+bool RecoveryPolicy::claim(Timestamp now) {
+    if (lastAttempt && std::abs(now - *lastAttempt) < cooldown)
+        return false;
+    lastAttempt = now;
+    return true;
+}
+
+double retryDelay(std::int64_t failures) {
+    constexpr double first = 15;
+    constexpr double longest = 300;
+    const auto doublings = std::clamp<std::int64_t>(failures, 1, 6) - 1;
+    return std::min(std::ldexp(first, static_cast<int>(doublings)), longest);
+}
+
+// What the user may show to others
+
+std::string ConnectionDetails::copyText(const std::optional<std::string>& appVersion) const {
+    std::string text = "Corvane Mac " + appVersion.value_or("test");
+    text += "\nCodex: " + helperVersion;
+    text += "\nHelper: " + location;
+    text += "\nStage: " + stage;
+    text += "\nResult: " + category;
+    text += "\nAuth mode: " + authMode;
+    text += "\nRecovery: " + recovery;
+    text += "\nOptional activity: " + tokens;
+    return text;
+}
+
+std::string maskedLocation(const std::filesystem::path& executable,
+                           const std::filesystem::path& homeFolder) {
+    const std::string& path = executable.native();
+    if (path.starts_with("/Applications/"))
+        return "/Applications/<Codex app>/…/codex";
+    if (path.starts_with((homeFolder / "Applications" / "").native()))
+        return "~/Applications/<Codex app>/…/codex";
+    if (path.starts_with("/opt/homebrew/"))
+        return "/opt/homebrew/…/codex";
+    if (path.starts_with("/usr/local/"))
+        return "/usr/local/…/codex";
+    return "<user-selected or IDE installation>/…/codex";
 }
 
 } // namespace tallywick

@@ -1,16 +1,58 @@
 #include "codex/HelperDiscovery.h"
 
+#include <algorithm>
 #include <system_error>
 #include <utility>
 
 namespace tallywick {
+
+namespace fs = std::filesystem;
 
 namespace {
 
 /// One that is left behind, and one that stays away from where the first hangs.
 constexpr std::size_t maximumHanging = 2;
 
+bool isWithin(const fs::path& path, const fs::path& folder) {
+    return std::mismatch(folder.begin(), folder.end(), path.begin(), path.end()).first
+           == folder.end();
+}
+
 } // namespace
+
+// The progress of one search
+
+SearchProgress::SearchProgress(fs::path avoidedPlace) : avoided(std::move(avoidedPlace)) {}
+
+bool SearchProgress::enter(const fs::path& place) {
+    MutexLock lock(mutex);
+    if (ended || (!avoided.empty() && (isWithin(place, avoided) || isWithin(avoided, place))))
+        return false;
+    current = place;
+    return true;
+}
+
+void SearchProgress::add(fs::path helper) {
+    MutexLock lock(mutex);
+    helpers.push_back(std::move(helper));
+}
+
+std::vector<fs::path> SearchProgress::found() const {
+    MutexLock lock(mutex);
+    return helpers;
+}
+
+fs::path SearchProgress::place() const {
+    MutexLock lock(mutex);
+    return current;
+}
+
+void SearchProgress::end() {
+    MutexLock lock(mutex);
+    ended = true;
+}
+
+// The searches
 
 HelperDiscovery::HelperDiscovery(HelperSearch how, std::chrono::milliseconds longest)
     : search(std::move(how)), limit(longest) {}

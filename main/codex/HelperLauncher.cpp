@@ -1,6 +1,6 @@
 #include "codex/HelperLauncher.h"
 
-#include "codex/BridgeFailure.h"
+#include "codex/AccountTransport.h"
 
 #include <algorithm>
 #include <utility>

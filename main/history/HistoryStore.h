@@ -1,7 +1,7 @@
 #pragma once
 
 #include "base/Time.h"
-#include "codex/Quota.h"
+#include "codex/AccountAnswers.h"
 #include "history/UsageHistory.h"
 #include "platform/FileAccess.h"
 

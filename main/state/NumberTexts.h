@@ -1,8 +1,7 @@
 #pragma once
 
 #include "base/Time.h"
-#include "codex/Quota.h"
-#include "codex/TokenActivity.h"
+#include "codex/AccountAnswers.h"
 #include "hardware/VolumeInfo.h"
 
 #include <cstddef>

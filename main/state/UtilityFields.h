@@ -1,9 +1,8 @@
 #pragma once
 
 #include "base/Time.h"
-#include "codex/ConnectionDetails.h"
-#include "codex/Quota.h"
-#include "codex/TokenActivity.h"
+#include "codex/AccountAnswers.h"
+#include "codex/ConnectionIssue.h"
 #include "hardware/VolumeInfo.h"
 #include "history/UsageHistory.h"
 #include "state/StatusTexts.h"

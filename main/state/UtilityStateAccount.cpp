@@ -1,6 +1,6 @@
 #include "state/UtilityState.h"
 
-#include "codex/RecoveryPolicy.h"
+#include "codex/ConnectionIssue.h"
 
 #include <QFile>
 

@@ -1,4 +1,4 @@
-#include "codex/SignInLink.h"
+#include "codex/AccountAnswers.h"
 #include "state/UtilityState.h"
 
 namespace tallywick {

@@ -1,7 +1,6 @@
 #include "update/ReleaseChecks.h"
 
-#include "base/ElfArchitectures.h"
-#include "base/MachOArchitectures.h"
+#include "base/ExecutableFormats.h"
 #include "base/Product.h"
 #include "base/Sha256.h"
 #include "install/AppInstallation.h"
@@ -41,8 +40,8 @@ bool namesTheRelease(const Json& information, const UpdateManifest& manifest) {
 }
 
 bool runsOnAll(const std::vector<std::string>& architectures, std::string_view header) {
-    auto found = MachOArchitectures::architectures(header);
-    found.merge(ElfArchitectures::architectures(header));
+    auto found = machOArchitectures(header);
+    found.merge(elfArchitectures(header));
     return std::ranges::all_of(architectures,
                                [&](const std::string& name) { return found.contains(name); });
 }

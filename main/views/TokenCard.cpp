@@ -1,6 +1,6 @@
 #include "views/TokenCard.h"
 
-#include "codex/TokenActivity.h"
+#include "codex/AccountAnswers.h"
 #include "state/NumberTexts.h"
 
 namespace tallywick {

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "codex/Quota.h"
+#include "codex/AccountAnswers.h"
 #include "views/Figure.h"
 #include "views/ViewStyle.h"
 

@@ -1,6 +1,6 @@
 #include "codex/AccountService.h"
 
-#include "codex/AccountIdentity.h"
+#include "codex/AccountAnswers.h"
 #include "codex/FakeTransport.h"
 
 #include <gmock/gmock.h>

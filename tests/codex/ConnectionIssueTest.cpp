@@ -1,9 +1,7 @@
 #include "codex/ConnectionIssue.h"
 
-#include "codex/BridgeFailure.h"
-#include "codex/ConnectionDetails.h"
-#include "codex/RecoveryPolicy.h"
-#include "codex/SignInLink.h"
+#include "codex/AccountAnswers.h"
+#include "codex/AccountTransport.h"
 
 #include <gtest/gtest.h>
 

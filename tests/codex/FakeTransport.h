@@ -1,7 +1,6 @@
 #pragma once
 
 #include "codex/AccountTransport.h"
-#include "codex/BridgeFailure.h"
 
 #include <gtest/gtest.h>
 

@@ -1,5 +1,5 @@
 #include "base/ByteReading.h"
-#include "base/ElfArchitectures.h"
+#include "base/ExecutableFormats.h"
 #include "install/AppInstallation.h"
 #include "platform/ApplicationBundle.h"
 #include "support/SampleBundle.h"
@@ -25,7 +25,7 @@ TEST(BuiltBundle, isACompleteSealedCopyOfTheProjectsVersionAndNoPreview) {
     EXPECT_EQ(information->value("LSMinimumSystemVersion", ""), "6.1");
     EXPECT_FALSE(information->contains("CorvanePreview"));
     const std::string program = readAll(builtBundle() / Product::executablePath);
-    EXPECT_FALSE(ElfArchitectures::architectures(program).empty());
+    EXPECT_FALSE(elfArchitectures(program).empty());
 }
 
 /// The width of a square PNG; zero when the bytes are none.

@@ -2,7 +2,7 @@
 
 #include "StateHarness.h"
 
-#include "codex/AccountIdentity.h"
+#include "codex/AccountAnswers.h"
 #include "history/HistoryStore.h"
 
 namespace tallywick::testing {

@@ -1,5 +1,4 @@
-#include "base/ElfArchitectures.h"
-#include "base/MachOArchitectures.h"
+#include "base/ExecutableFormats.h"
 
 #include <gtest/gtest.h>
 
@@ -37,9 +36,9 @@ TEST(MachOArchitectures, areTheKnownOnesThatLieInsideTheBytes) {
         {"\xCA\xFE\xBA\xBE\xFF\xFF\xFF\xFF" + arm, {}},
     };
     for (const auto& row : rows)
-        EXPECT_EQ(read(MachOArchitectures::architectures, row.bytes), row.names) << &row - rows;
+        EXPECT_EQ(read(machOArchitectures, row.bytes), row.names) << &row - rows;
     for (std::size_t length = 0; length < two.size(); ++length) {
-        const Names names = read(MachOArchitectures::architectures, two.substr(0, length));
+        const Names names = read(machOArchitectures, two.substr(0, length));
         EXPECT_EQ(names.contains("arm64"), length >= 12) << length;
         EXPECT_EQ(names.contains("x86_64"), length >= 32) << length;
     }
@@ -52,15 +51,15 @@ TEST(ElfArchitectures, areThoseOfAWholeHeaderWithTheRightFields) {
     const auto with = [&](std::size_t offset, int value) {
         std::string changed = header + "more";
         changed[offset] = static_cast<char>(value);
-        return read(ElfArchitectures::architectures, changed);
+        return read(elfArchitectures, changed);
     };
-    EXPECT_EQ(read(ElfArchitectures::architectures, header), Names{"x86_64"});
+    EXPECT_EQ(read(elfArchitectures, header), Names{"x86_64"});
     EXPECT_EQ(with(18, 183), Names{"arm64"});
     EXPECT_EQ(with(16, 2), Names{"x86_64"}) << "a program at a fixed address";
     EXPECT_EQ(with(16, 1), Names{}) << "an object file";
     EXPECT_EQ(with(16, 4), Names{}) << "a core dump";
     for (std::size_t offset = 0; offset < 64; ++offset) {
-        EXPECT_EQ(read(ElfArchitectures::architectures, header.substr(0, offset)), Names{});
+        EXPECT_EQ(read(elfArchitectures, header.substr(0, offset)), Names{});
         const bool decides = offset <= 6 || (offset >= 16 && offset <= 23) || offset / 2 == 26;
         EXPECT_EQ(with(offset, header[offset] ^ 0x40).empty(), decides) << offset;
     }

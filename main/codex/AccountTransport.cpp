@@ -1,4 +1,4 @@
-#include "codex/BridgeFailure.h"
+#include "codex/AccountTransport.h"
 
 #include <utility>
 

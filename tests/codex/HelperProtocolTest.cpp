@@ -1,4 +1,4 @@
-#include "codex/LineBuffer.h"
+#include "codex/HelperProtocol.h"
 
 #include <gtest/gtest.h>
 

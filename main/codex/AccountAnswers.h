@@ -1,0 +1,70 @@
+#pragma once
+
+#include "base/Json.h"
+#include "base/Time.h"
+
+#include <cstddef>
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <string_view>
+
+namespace tallywick {
+
+/// What tells one account from another, in clear: the account id of the allowance result, else the
+/// account's e-mail address in lower case; with the workspace when there is one. Absent when the
+/// helper reports neither. Only its hash is kept.
+std::optional<std::string> accountIdentity(const Json& account, const Json& allowance);
+
+/// The only form in which an identity is kept or compared: the SHA-256 of its UTF-8 bytes as 64
+/// lower-case hexadecimal digits.
+std::string accountHash(std::string_view identity);
+
+/// The weekly allowance of the Codex limit.
+struct Quota {
+    double used = 0;     ///< percentage used; a whole number from 0 to 100
+    Timestamp reset = 0; ///< when the allowance resets
+
+    bool operator==(const Quota&) const = default;
+};
+
+/// Reads the result of "account/rateLimits/read". Absent when it reports no seven-day window of the
+/// Codex limit whose every number is an integer in its range; nothing is rounded or clamped.
+std::optional<Quota> quotaFromRateLimits(const Json& result);
+
+/// The time left until the reset in days, hours and minutes, "2d  5h  13m"; "0m" when it has
+/// passed.
+std::string resetCountdown(Timestamp reset, Timestamp now);
+
+/// How many tokens the account has used, as far as its provider reports it. Counts are never
+/// negative; the two fields of the latest day are both there or both absent.
+struct TokenActivity {
+    std::optional<std::int64_t> lifetime;
+    std::optional<std::string> latestDay; ///< the most recent day reported, "yyyy-MM-dd"
+    std::optional<std::int64_t> latestTokens;
+
+    bool operator==(const TokenActivity&) const = default;
+};
+
+/// Reads the result of "account/usage/read". Never fails: what is missing or malformed is absent,
+/// and a malformed day is skipped. When any entry of the daily list is no object, the whole list
+/// is rejected.
+TokenActivity tokenActivityFromUsage(const Json& result);
+
+/// Whether the text is a day of the Gregorian calendar from year 1 on, written "yyyy-MM-dd" with
+/// ASCII digits and nothing else.
+bool isCalendarDay(std::string_view text);
+
+/// The count for display: "1.5K", "123.5M", "2.5B", below a thousand all its digits, "—" when
+/// absent. The decimal point is a full stop in every locale.
+std::string compactTokenCount(std::optional<std::int64_t> count);
+
+/// Longest sign-in address that is opened. Real ones take about 400 bytes.
+inline constexpr std::size_t maximumSignInLinkBytes = 8192;
+
+/// The text, unchanged, when it is an address that may be opened in the browser for a sign-in: a
+/// valid ASCII URL (RFC 3986) that begins with "https://" and one of the account provider's two
+/// sign-in hosts, without user, password, port or fragment, not even an empty one.
+std::optional<std::string> signInLink(std::string_view text);
+
+} // namespace tallywick
