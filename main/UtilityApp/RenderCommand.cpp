@@ -5,9 +5,9 @@
 #include "base/Product.h"
 #include "platform/ChildProcess.h"
 #include "state/WindowSizing.h"
-#include "views/InstallationView.h"
-#include "views/SettingsView.h"
-#include "views/UtilityView.h"
+#include "views/layouts/UtilityView.h"
+#include "views/sheets/InstallationView.h"
+#include "views/sheets/SettingsView.h"
 
 #include <QApplication>
 #include <QEventLoop>

@@ -10,10 +10,10 @@
 #include "platform/StandardFolders.h"
 #include "platform/TerminationSignals.h"
 #include "platform/WindowActivation.h"
-#include "views/Figure.h"
-#include "views/FileOpenPanel.h"
-#include "views/MainWindow.h"
-#include "views/UtilityStyle.h"
+#include "views/parts/Figures.h"
+#include "views/parts/UtilityStyle.h"
+#include "views/window/FileOpenPanel.h"
+#include "views/window/MainWindow.h"
 
 #include <QApplication>
 

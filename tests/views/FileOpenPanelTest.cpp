@@ -1,4 +1,4 @@
-#include "views/FileOpenPanel.h"
+#include "views/window/FileOpenPanel.h"
 #include "support/TemporaryFolder.h"
 
 #include <gtest/gtest.h>

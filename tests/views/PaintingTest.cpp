@@ -1,9 +1,7 @@
-#include "views/Fonts.h"
-#include "views/HistoryGraphPainter.h"
-#include "views/SegmentedMeter.h"
-#include "views/TextPainting.h"
-#include "views/VolumeRow.h"
-#include "views/WeeklyFigure.h"
+#include "views/look/TextPainting.h"
+#include "views/parts/Figures.h"
+#include "views/parts/UsageGraphs.h"
+#include "views/parts/VolumeRow.h"
 
 #include <gtest/gtest.h>
 

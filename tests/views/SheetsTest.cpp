@@ -1,9 +1,9 @@
-#include "views/InstallationView.h"
-#include "views/PathLine.h"
-#include "views/SettingsView.h"
-#include "views/SheetHost.h"
-#include "views/StatusNotice.h"
 #include "views/ViewHarness.h"
+#include "views/parts/Figures.h"
+#include "views/sheets/InstallationView.h"
+#include "views/sheets/SettingsView.h"
+#include "views/sheets/SheetHost.h"
+#include "views/sheets/SheetParts.h"
 
 #include <gmock/gmock.h>
 

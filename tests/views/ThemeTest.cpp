@@ -1,4 +1,4 @@
-#include "views/Theme.h"
+#include "views/look/Theme.h"
 
 #include <gtest/gtest.h>
 

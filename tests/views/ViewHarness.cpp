@@ -1,6 +1,6 @@
 #include "views/ViewHarness.h"
 
-#include "views/Figure.h"
+#include "views/parts/Figures.h"
 
 #include <gtest/gtest.h>
 

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "views/UtilityView.h"
+#include "views/layouts/UtilityView.h"
 
 #include <QApplication>
 #include <QEvent>

@@ -1,0 +1,59 @@
+#include "views/look/Painting.h"
+
+#include <QImageReader>
+#include <QLinearGradient>
+#include <QPainterPath>
+
+namespace tallywick {
+
+PartPainter::PartPainter(QWidget* part, const ViewStyle& style)
+    : QPainter(part), area(0, 0, part->width() / style.scale, part->height() / style.scale) {
+    setRenderHints(QPainter::Antialiasing | QPainter::TextAntialiasing
+                   | QPainter::SmoothPixmapTransform);
+    scale(style.scale, style.scale);
+}
+
+void paintBackdrop(QPainter& painter, const QRectF& area, const Theme& theme) {
+    QLinearGradient fill(area.topLeft(), area.bottomLeft());
+    fill.setColorAt(0, theme.backdropTop);
+    fill.setColorAt(1, theme.backdropBottom);
+    painter.fillRect(area, fill);
+}
+
+void paintDivider(QPainter& painter, const QRectF& area, const Theme& theme) {
+    constexpr double fade = 0.22;
+    QColor end = theme.divider;
+    end.setAlpha(0);
+    QLinearGradient fill(area.topLeft(), area.topRight());
+    fill.setColorAt(0, end);
+    fill.setColorAt(fade, theme.divider);
+    fill.setColorAt(1 - fade, theme.divider);
+    fill.setColorAt(1, end);
+    painter.fillRect(area, fill);
+}
+
+QRegion roundedRegion(const QRect& area, double radius) {
+    QPainterPath outline;
+    outline.addRoundedRect(area, radius, radius);
+    return {outline.toFillPolygon().toPolygon()};
+}
+
+/// The border is what the ground leaves: it follows the mask, however that falls on the pixels.
+void paintRoundedPanel(QPainter& painter, const QRect& area, double radius, const QColor& border,
+                       const QBrush& ground) {
+    painter.save();
+    painter.setRenderHint(QPainter::Antialiasing);
+    painter.fillRect(area, border);
+    painter.setPen(Qt::NoPen);
+    painter.setBrush(ground);
+    painter.drawRoundedRect(QRectF(area).adjusted(1, 1, -1, -1), radius - 1, radius - 1);
+    painter.restore();
+}
+
+QImage builtInPicture(const QString& name) {
+    QImageReader reader(QStringLiteral(":/") + name, "png");
+    reader.setAutoDetectImageFormat(false); // a search would load every plug-in
+    return reader.read();
+}
+
+} // namespace tallywick

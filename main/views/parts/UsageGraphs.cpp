@@ -1,0 +1,274 @@
+#include "views/parts/UsageGraphs.h"
+
+#include "state/HistoryGraphTexts.h"
+#include "state/NumberTexts.h"
+#include "views/look/Painting.h"
+
+#include <QLineF>
+#include <QLinearGradient>
+#include <QPainterPath>
+#include <QTransform>
+
+#include <algorithm>
+#include <cmath>
+#include <cstddef>
+#include <utility>
+
+namespace tallywick {
+
+namespace {
+
+constexpr int segments = 50;
+constexpr double spacing = 2;
+constexpr double padding = 6;
+constexpr double meterRadius = 8;
+constexpr double segmentRadius = 2;
+
+/// Moves x coordinates onto the edges of the screen's pixels. Segments are seven and a half units
+/// wide: on edges as they fall, every one would look different.
+class PixelGrid {
+  public:
+    explicit PixelGrid(const QPainter& painter) : toDevice(painter.deviceTransform()) {}
+
+    double snapped(double x) const {
+        return (std::round(x * toDevice.m11() + toDevice.dx()) - toDevice.dx()) / toDevice.m11();
+    }
+    /// A width in whole pixels, at least one.
+    double snappedWidth(double width) const {
+        return std::max(1.0, std::round(width * toDevice.m11())) / toDevice.m11();
+    }
+
+  private:
+    QTransform toDevice;
+};
+
+QLinearGradient downward(const QRectF& area, const QColor& top, const QColor& bottom) {
+    QLinearGradient gradient(area.topLeft(), area.bottomLeft());
+    gradient.setColorAt(0, top);
+    gradient.setColorAt(1, bottom);
+    return gradient;
+}
+
+void paintFrame(QPainter& painter, const QRectF& area, const Theme& theme) {
+    painter.setPen(QPen(theme.buttonOutline, 1));
+    painter.setBrush(withOpacity(theme.accent, 0.06));
+    painter.drawRoundedRect(area.adjusted(0.5, 0.5, -0.5, -0.5), meterRadius, meterRadius);
+}
+
+/// By day the white end of a filled segment would fade into what it stands on.
+void paintEdge(QPainter& painter, const QRectF& segment, const Theme& theme) {
+    painter.setPen(QPen(downward(segment, mixed(Qt::white, theme.accent, 0.6F), theme.accent), 1));
+    painter.setBrush(Qt::NoBrush);
+    painter.drawRoundedRect(segment.adjusted(0.5, 0.5, -0.5, -0.5), segmentRadius - 0.5,
+                            segmentRadius - 0.5);
+}
+
+} // namespace
+
+int filledSegments(std::optional<double> percent) {
+    constexpr double percentPerSegment = 100.0 / segments;
+    if (!percent || !(*percent > 0))
+        return 0;
+    return static_cast<int>(std::min<double>(std::ceil(*percent / percentPerSegment), segments));
+}
+
+void paintMeter(QPainter& painter, const QRectF& area, const Theme& theme, int filled) {
+    paintFrame(painter, area, theme);
+    const QRectF inside = area.adjusted(padding, padding, -padding, -padding);
+    const QLinearGradient full = downward(inside, Qt::white, theme.accent);
+    const QLinearGradient empty =
+        downward(inside, withOpacity(theme.accent, 0.16), withOpacity(theme.accent, 0.08));
+    const PixelGrid grid(painter);
+    const double gap = grid.snappedWidth(spacing);
+    const double step = (inside.width() + spacing) / segments;
+    for (int index = 0; index < segments; ++index) {
+        const double left = grid.snapped(inside.left() + index * step);
+        const double right = grid.snapped(inside.left() + (index + 1) * step) - gap;
+        const QRectF segment(left, inside.top(), right - left, inside.height());
+        painter.setPen(Qt::NoPen);
+        painter.setBrush(index < filled ? full : empty);
+        painter.drawRoundedRect(segment, segmentRadius, segmentRadius);
+        if (index < filled && theme.light)
+            paintEdge(painter, segment, theme);
+    }
+}
+
+SegmentedMeter::SegmentedMeter(const ViewStyle& viewStyle, QWidget* parent)
+    : Figure(parent), style(viewStyle) {}
+
+void SegmentedMeter::present(const std::optional<Quota>& quota) {
+    describe(QStringLiteral("Weekly usage"),
+             QString::fromStdString(meterAccessibilityValue(quota)));
+    const int newFilled = filledSegments(quota ? std::optional(quota->used) : std::nullopt);
+    if (newFilled == filled)
+        return;
+    filled = newFilled;
+    update();
+}
+
+void SegmentedMeter::paintEvent(QPaintEvent*) {
+    PartPainter painter(this, style);
+    paintMeter(painter, painter.bounds(), style.theme, filled);
+}
+
+namespace {
+
+constexpr double graphRadius = 6;
+constexpr double lineWidth = 2;
+constexpr double dotRadius = 2.5;
+constexpr int days = 7;
+/// A glow is the shape drawn a few times, each wider than the last and faint: it follows every
+/// scale, needs no picture of its own, and costs less than to blur one.
+constexpr int glowSteps = 4;
+constexpr double glowOpacity = 0.65;
+constexpr double lineGlow = 4; ///< how far the glow of the line reaches
+constexpr double dotGlow = 3;
+
+/// The colour of one step of a glow. The steps lie on each other and add up, at the shape's edge,
+/// to about half of the glow's opacity, as a blurred shadow does.
+QColor glowColor(const Theme& theme) {
+    return withOpacity(theme.accent, glowOpacity / 2 / glowSteps);
+}
+
+void paintGrid(QPainter& painter, const QRectF& area, const Theme& theme) {
+    painter.setPen(QPen(withOpacity(theme.accent, 0.12), 1));
+    for (int day = 1; day < days; ++day) {
+        const double x = area.left() + area.width() * day / days;
+        painter.drawLine(QLineF(x, area.top(), x, area.bottom()));
+    }
+    const double middle = area.center().y();
+    painter.drawLine(QLineF(area.left(), middle, area.right(), middle));
+}
+
+/// The first point past the segment that begins at `begin`.
+std::size_t segmentEnd(std::span<const HistoryGraphPoint> points, std::size_t begin) {
+    std::size_t end = begin + 1;
+    while (end < points.size() && !points[end].startsSegment)
+        ++end;
+    return end;
+}
+
+void paintAreas(QPainter& painter, const QRectF& area, const Theme& theme,
+                std::span<const HistoryGraphPoint> points) {
+    QLinearGradient fill(area.topLeft(), area.bottomLeft());
+    fill.setColorAt(0, withOpacity(theme.accent, 0.2));
+    fill.setColorAt(1, withOpacity(theme.accent, 0.025));
+    const double floor = area.bottom() - HistoryGraphModel::inset;
+    for (std::size_t begin = 0, end = 0; begin < points.size(); begin = end) {
+        end = segmentEnd(points, begin);
+        if (end - begin < 2)
+            continue;
+        QPainterPath shape(QPointF(points[begin].location.x(), floor));
+        for (const HistoryGraphPoint& point : points.subspan(begin, end - begin))
+            shape.lineTo(point.location);
+        shape.lineTo(points[end - 1].location.x(), floor);
+        shape.closeSubpath();
+        painter.fillPath(shape, fill);
+    }
+}
+
+/// All segments; one of a single point is left to its dot.
+QPainterPath linePath(std::span<const HistoryGraphPoint> points) {
+    QPainterPath path;
+    for (std::size_t index = 0; index < points.size(); ++index) {
+        const auto& [location, startsSegment] = points[index];
+        if (index == 0 || startsSegment)
+            path.moveTo(location);
+        else
+            path.lineTo(location);
+    }
+    return path;
+}
+
+void paintLine(QPainter& painter, const Theme& theme, const QPainterPath& path) {
+    QPen pen(glowColor(theme), lineWidth, Qt::SolidLine, Qt::RoundCap, Qt::RoundJoin);
+    for (int step = glowSteps; step > 0; --step) {
+        pen.setWidthF(lineWidth + 2 * lineGlow * step / glowSteps);
+        painter.strokePath(path, pen);
+    }
+    pen.setWidthF(lineWidth);
+    pen.setColor(theme.accent);
+    painter.strokePath(path, pen);
+}
+
+void paintDot(QPainter& painter, const Theme& theme, const QPointF& centre) {
+    painter.setPen(Qt::NoPen);
+    painter.setBrush(glowColor(theme));
+    for (int step = glowSteps; step > 0; --step) {
+        const double radius = dotRadius + dotGlow * step / glowSteps;
+        painter.drawEllipse(centre, radius, radius);
+    }
+    painter.setBrush(theme.accent);
+    painter.drawEllipse(centre, dotRadius, dotRadius);
+}
+
+} // namespace
+
+void paintHistoryGraph(QPainter& painter, const QRectF& area, const Theme& theme,
+                       std::span<const HistoryGraphPoint> points) {
+    painter.save();
+    painter.translate(area.topLeft());
+    const QRectF bounds(QPointF(0, 0), area.size());
+    const QRectF outline = bounds.adjusted(0.5, 0.5, -0.5, -0.5);
+    painter.setPen(QPen(withOpacity(theme.accent, 0.32), 1));
+    painter.setBrush(withOpacity(Qt::black, 0.045));
+    painter.drawRoundedRect(outline, graphRadius, graphRadius);
+
+    QPainterPath clip;
+    clip.addRoundedRect(bounds, graphRadius, graphRadius);
+    painter.setClipPath(clip, Qt::IntersectClip);
+    paintGrid(painter, bounds, theme);
+    paintAreas(painter, bounds, theme, points);
+    paintLine(painter, theme, linePath(points));
+    for (std::size_t index = 0; index < points.size(); ++index)
+        if (points[index].startsSegment || index + 1 == points.size())
+            paintDot(painter, theme, points[index].location);
+    painter.restore();
+}
+
+namespace {
+
+/// Without a reset the week slides on with the clock, by far less than a pixel at a time. What has
+/// moved by less than this is not drawn anew.
+constexpr double visibleMove = 0.25;
+
+bool looksAlike(const HistoryGraphPoint& one, const HistoryGraphPoint& other) {
+    const QPointF move = one.location - other.location;
+    return one.startsSegment == other.startsSegment && std::abs(move.x()) < visibleMove
+           && std::abs(move.y()) < visibleMove;
+}
+
+} // namespace
+
+UsageHistoryGraph::UsageHistoryGraph(const ViewStyle& viewStyle, QWidget* parent)
+    : Figure(parent), style(viewStyle) {
+    present({}, 0, std::nullopt);
+}
+
+void UsageHistoryGraph::present(const std::vector<UsageSample>& samples, Timestamp newNow,
+                                std::optional<Timestamp> newReset) {
+    now = newNow;
+    reset = newReset;
+    week = HistoryGraphModel::weekSamples(samples, now, reset);
+    describe(QString::fromUtf8(historyGraphLabel),
+             QString::fromStdString(historyGraphValue(week.size())),
+             QString::fromStdString(historyGraphHelp(week)));
+    std::vector<HistoryGraphPoint> newPoints = currentPoints();
+    if (std::ranges::equal(newPoints, points, looksAlike))
+        return;
+    points = std::move(newPoints);
+    update();
+}
+
+void UsageHistoryGraph::paintEvent(QPaintEvent*) {
+    PartPainter painter(this, style);
+    paintHistoryGraph(painter, painter.bounds(), style.theme, points);
+}
+
+void UsageHistoryGraph::resizeEvent(QResizeEvent*) { points = currentPoints(); }
+
+std::vector<HistoryGraphPoint> UsageHistoryGraph::currentPoints() const {
+    return HistoryGraphModel::points(week, now, reset, QSizeF(size()) / style.scale);
+}
+
+} // namespace tallywick

@@ -1,0 +1,174 @@
+#include "views/sheets/Sheet.h"
+
+#include "views/look/Painting.h"
+
+#include <QEvent>
+#include <QKeyEvent>
+#include <QLinearGradient>
+#include <QPainter>
+#include <QScreen>
+#include <QScrollArea>
+#include <QStyle>
+#include <QStyleOptionSlider>
+#include <QVBoxLayout>
+
+#include <algorithm>
+#include <utility>
+
+namespace tallywick {
+
+namespace {
+
+constexpr int thickness = 10;
+constexpr double thumbMargin = 2;
+
+} // namespace
+
+SheetScrollBar::SheetScrollBar(const ViewStyle& viewStyle, QWidget* parent)
+    : QScrollBar(Qt::Vertical, parent), style(viewStyle) {}
+
+QSize SheetScrollBar::sizeHint() const { return {thickness, QScrollBar::sizeHint().height()}; }
+
+void SheetScrollBar::paintEvent(QPaintEvent* /*event*/) {
+    QStyleOptionSlider option;
+    initStyleOption(&option);
+    const QRectF place = QWidget::style()->subControlRect(QStyle::CC_ScrollBar, &option,
+                                                          QStyle::SC_ScrollBarSlider, this);
+    const QRectF thumb = place.adjusted(thumbMargin, thumbMargin, -thumbMargin, -thumbMargin);
+    PartPainter painter(this, style);
+    painter.setPen(Qt::NoPen);
+    painter.setBrush(style.theme.secondaryText);
+    painter.drawRoundedRect(thumb, thumb.width() / 2, thumb.width() / 2);
+}
+
+namespace {
+
+constexpr int usualWidth = 460;
+constexpr int margin = 16;
+constexpr int spacing = 10;
+constexpr int buttonSpacing = 8;
+
+constexpr double cornerRadius = 10;
+
+} // namespace
+
+Sheet::Sheet(const QString& title, Action whenDismissed, QWidget* window)
+    : QDialog(window, Qt::Dialog | Qt::FramelessWindowHint), dismiss(std::move(whenDismissed)),
+      scroller(new QScrollArea(this)), page(new QWidget), contentColumn(new QVBoxLayout(page)),
+      buttonBar(new QWidget(this)), buttons(new QHBoxLayout(buttonBar)) {
+    setWindowTitle(title);
+    setWindowModality(Qt::WindowModal);
+    contentColumn->setContentsMargins(margin, margin, margin, 0);
+    contentColumn->setSpacing(spacing);
+    scroller->setWidget(page);
+    scroller->setWidgetResizable(true);
+    scroller->setFrameShape(QFrame::NoFrame);
+    scroller->setFocusPolicy(Qt::NoFocus);
+    scroller->setVerticalScrollBar(new SheetScrollBar(style));
+    scroller->setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
+    // The backdrop shines through both.
+    page->setAutoFillBackground(false);
+    scroller->viewport()->setAutoFillBackground(false);
+    page->installEventFilter(this);
+    if (window)
+        window->installEventFilter(this);
+
+    buttons->setContentsMargins(margin, margin, margin, margin);
+    buttons->setSpacing(buttonSpacing);
+    auto* whole = new QVBoxLayout(this);
+    whole->setContentsMargins(0, 0, 0, 0);
+    whole->setSpacing(0);
+    whole->addWidget(scroller, 1);
+    whole->addWidget(buttonBar);
+}
+
+void Sheet::setTheme(const Theme& theme) {
+    if (theme == style.theme)
+        return;
+    style.theme = theme;
+    for (SheetText* text : findChildren<SheetText*>())
+        text->setTheme(theme);
+    for (QWidget* part : findChildren<QWidget*>())
+        part->update();
+    update();
+}
+
+UtilityButton* Sheet::makeButton(const QString& text, const Action& action, QWidget& parent,
+                                 UtilityButton::Treatment treatment) {
+    auto* button = new UtilityButton(style, text, {}, treatment, &parent);
+    connect(button, &UtilityButton::clicked, this, [action] { action(); });
+    return button;
+}
+
+UtilityButton* Sheet::makeDefaultButton(const QString& text, const Action& action) {
+    UtilityButton* button =
+        makeButton(text, action, *buttonBar, UtilityButton::Treatment::prominent);
+    button->setDefault(true);
+    button->setFocus();
+    return button;
+}
+
+bool Sheet::eventFilter(QObject* watched, QEvent* event) {
+    const bool isHandled = QDialog::eventFilter(watched, event);
+    const bool hasMoved = event->type() == QEvent::Move || event->type() == QEvent::Resize;
+    if (watched == page && event->type() == QEvent::LayoutRequest && isVisible())
+        fit();
+    else if (watched == parent() && hasMoved && isVisible())
+        place();
+    return isHandled;
+}
+
+/// As long as the sheet itself keeps the keyboard, Return is meant for a button that has to wait.
+void Sheet::keyPressEvent(QKeyEvent* event) {
+    const bool isReturn = event->key() == Qt::Key_Return || event->key() == Qt::Key_Enter;
+    if (!isReturn || focusWidget() != this)
+        QDialog::keyPressEvent(event);
+}
+
+void Sheet::showEvent(QShowEvent* event) {
+    fit();
+    QDialog::showEvent(event);
+}
+
+void Sheet::resizeEvent(QResizeEvent* event) {
+    QDialog::resizeEvent(event);
+    setMask(roundedRegion(rect(), cornerRadius));
+}
+
+QRect Sheet::availableArea() const {
+    return (parentWidget() ? parentWidget()->screen() : screen())->availableGeometry();
+}
+
+void Sheet::fit() {
+    const QSize available = availableArea().size();
+    const int needed = std::max({usualWidth, contentColumn->totalMinimumSize().width(),
+                                 buttonBar->minimumSizeHint().width()});
+    const int width = std::min(needed, available.width());
+    const int wanted =
+        contentColumn->totalHeightForWidth(width) + buttonBar->minimumSizeHint().height();
+    setFixedSize(width, std::min(wanted, available.height()));
+    place();
+}
+
+void Sheet::place() {
+    if (!parentWidget())
+        return;
+    const QRect area = availableArea();
+    QRect wanted(QPoint(), size());
+    wanted.moveCenter(parentWidget()->frameGeometry().center());
+    wanted.moveRight(std::min(wanted.right(), area.right()));
+    wanted.moveBottom(std::min(wanted.bottom(), area.bottom()));
+    wanted.moveLeft(std::max(wanted.left(), area.left()));
+    wanted.moveTop(std::max(wanted.top(), area.top()));
+    move(wanted.topLeft());
+}
+
+void Sheet::paintEvent(QPaintEvent* /*event*/) {
+    QPainter painter(this);
+    QLinearGradient backdrop(rect().topLeft(), rect().bottomLeft());
+    backdrop.setColorAt(0, style.theme.backdropTop);
+    backdrop.setColorAt(1, style.theme.backdropBottom);
+    paintRoundedPanel(painter, rect(), cornerRadius, style.theme.buttonOutline, backdrop);
+}
+
+} // namespace tallywick

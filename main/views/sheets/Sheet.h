@@ -1,0 +1,94 @@
+#pragma once
+
+#include "views/look/Painting.h"
+#include "views/parts/Buttons.h"
+#include "views/parts/UtilityActions.h"
+#include "views/sheets/SheetParts.h"
+
+#include <QDialog>
+#include <QScrollBar>
+#include <QString>
+
+class QHBoxLayout;
+class QScrollArea;
+class QVBoxLayout;
+
+namespace tallywick {
+
+/// The vertical scroll bar of a sheet in the sheet's colours: a slim thumb and nothing around it.
+class SheetScrollBar final : public QScrollBar {
+    Q_OBJECT
+
+  public:
+    /// The style must outlive the bar.
+    explicit SheetScrollBar(const ViewStyle& style, QWidget* parent = nullptr);
+
+    QSize sizeHint() const override;
+
+  protected:
+    void paintEvent(QPaintEvent* event) override;
+
+  private:
+    const ViewStyle& style;
+};
+
+/// What the sheets have in common: a dialog over one window, in its theme, with one column of
+/// content above one row of buttons. It is as high as its content needs, or as its screen allows,
+/// and then scrolls. It has no frame: it stands before the middle of its window, wherever that
+/// goes, though always on the screen. Its title is for lists of windows and for screen readers.
+///
+/// A sheet never closes itself: Escape, the window manager and the buttons call actions, and the
+/// owner closes it when the state says so.
+class Sheet : public QDialog {
+    Q_OBJECT
+
+  public:
+    using Action = UtilityActions::Action;
+
+    /// Called by each kind of sheet once it is complete, and whenever the theme may have changed.
+    void setTheme(const Theme& theme);
+
+    /// What Escape and the window manager ask for.
+    void reject() override { dismiss(); }
+
+  protected:
+    /// `dismiss` is called when the user wants to be rid of the sheet.
+    Sheet(const QString& title, Action dismiss, QWidget* window);
+
+    const ViewStyle& viewStyle() const { return style; }
+    /// The parent of what is in the column.
+    QWidget& content() { return *page; }
+    QVBoxLayout& column() { return *contentColumn; }
+    /// The row at the bottom, and the parent of what is in it.
+    QWidget& footer() { return *buttonBar; }
+    QHBoxLayout& buttonRow() { return *buttons; }
+
+    /// A button that calls the action.
+    UtilityButton* makeButton(const QString& text, const Action& action, QWidget& parent,
+                              UtilityButton::Treatment treatment = UtilityButton::Treatment::plain);
+    /// The button that Return presses, and that has the keyboard at first.
+    UtilityButton* makeDefaultButton(const QString& text, const Action& action);
+
+    bool eventFilter(QObject* watched, QEvent* event) override;
+    void keyPressEvent(QKeyEvent* event) override;
+    void showEvent(QShowEvent* event) override;
+    void resizeEvent(QResizeEvent* event) override;
+    void paintEvent(QPaintEvent* event) override;
+
+  private:
+    /// Takes the size that the content needs, and its place.
+    void fit();
+    void place();
+    /// Of the screen on which the window is.
+    QRect availableArea() const;
+
+    const Action dismiss;
+    ViewStyle style;
+    QScrollArea* scroller;
+    QWidget* page;
+    QVBoxLayout* contentColumn;
+    QWidget* buttonBar;
+    QHBoxLayout* buttons;
+};
+
+} // namespace tallywick

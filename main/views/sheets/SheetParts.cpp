@@ -1,0 +1,115 @@
+#include "views/sheets/SheetParts.h"
+
+#include <QAccessible>
+#include <QAccessibleWidget>
+#include <QVBoxLayout>
+
+namespace tallywick {
+
+namespace {
+
+/// The last two words held together, if they are short enough to stand in any line.
+QString withoutLoneWord(QString text) {
+    constexpr qsizetype longestPair = 24;
+    constexpr char16_t noBreakSpace = 0xa0;
+    const qsizetype last = text.lastIndexOf(u' ');
+    if (last > 0 && text.size() - text.lastIndexOf(u' ', last - 1) <= longestPair)
+        text[last] = noBreakSpace;
+    return text;
+}
+
+} // namespace
+
+SheetText::SheetText(FontRole role, Ink chosenInk, const QString& text, QWidget* parent)
+    : QLabel(parent), ink(chosenInk) {
+    setTextFormat(Qt::PlainText); // before the text: it is never taken for markup
+    setText(text);
+    setFont(designFont(role));
+    setWordWrap(true);
+}
+
+void SheetText::setText(const QString& text) {
+    if (text == accessibleName())
+        return;
+    QLabel::setText(withoutLoneWord(text));
+    setAccessibleName(text);
+}
+
+void SheetText::setTheme(const Theme& theme) {
+    const QColor color = ink == Ink::accent      ? theme.accentText
+                         : ink == Ink::secondary ? theme.secondaryText
+                                                 : theme.text;
+    QPalette colors = palette();
+    colors.setColor(QPalette::WindowText, color);
+    setPalette(colors);
+}
+
+namespace {
+
+constexpr double cornerRadius = 8;
+constexpr int margin = 12;
+constexpr int spacing = 10;
+
+} // namespace
+
+SheetCard::SheetCard(const ViewStyle& viewStyle, QWidget* parent)
+    : QWidget(parent), style(viewStyle), content(new QVBoxLayout(this)) {
+    content->setContentsMargins(margin, margin, margin, margin);
+    content->setSpacing(spacing);
+}
+
+void SheetCard::paintEvent(QPaintEvent* /*event*/) {
+    PartPainter painter(this, style);
+    painter.setPen(QPen(style.theme.cardOutline, 1));
+    painter.setBrush(style.theme.card);
+    painter.drawRoundedRect(painter.bounds().adjusted(0.5, 0.5, -0.5, -0.5), cornerRadius,
+                            cornerRadius);
+}
+
+namespace {
+
+class AccessibleNotice final : public QAccessibleWidget {
+  public:
+    explicit AccessibleNotice(StatusNotice* notice)
+        : QAccessibleWidget(notice, QAccessible::Notification) {}
+
+    QString text(QAccessible::Text kind) const override {
+        return kind == QAccessible::Name ? static_cast<StatusNotice*>(widget())->text()
+                                         : QAccessibleWidget::text(kind);
+    }
+};
+
+QAccessibleInterface* makeAccessibleNotice(const QString& /*className*/, QObject* object) {
+    auto* notice = qobject_cast<StatusNotice*>(object);
+    return notice ? new AccessibleNotice(notice) : nullptr;
+}
+
+void announce(QWidget* widget, QAccessible::Event kind) {
+    QAccessibleEvent event(widget, kind);
+    QAccessible::updateAccessibility(&event);
+}
+
+} // namespace
+
+StatusNotice::StatusNotice(QWidget* parent) : SheetText(FontRole::body, Ink::accent, {}, parent) {
+    installAccessibility();
+    hide();
+}
+
+void StatusNotice::present(const QString& newText) {
+    if (newText == text())
+        return;
+    setText(newText); // announces the name
+    const bool wasVisible = isVisible();
+    setVisible(!newText.isEmpty()); // announces one that appears
+    if (!isVisible())
+        return;
+    // A screen reader reads a notification out when it appears, so one that changes appears anew.
+    if (wasVisible)
+        announce(this, QAccessible::ObjectShow);
+    announce(this, QAccessible::Alert);
+}
+
+void StatusNotice::installAccessibility() { QAccessible::installFactory(makeAccessibleNotice); }
+
+} // namespace tallywick

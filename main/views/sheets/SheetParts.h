@@ -1,0 +1,67 @@
+#pragma once
+
+#include "views/look/Painting.h"
+#include "views/look/TextPainting.h"
+#include "views/look/Theme.h"
+
+#include <QLabel>
+#include <QWidget>
+
+class QVBoxLayout;
+
+namespace tallywick {
+
+/// A text on a sheet. It is shown as it stands, wraps without leaving its last word alone, and
+/// takes the colours of the theme. A screen reader meets it as its accessible name.
+class SheetText : public QLabel {
+    Q_OBJECT
+
+  public:
+    enum class Ink { text, secondary, accent };
+
+    explicit SheetText(FontRole role, Ink ink, const QString& text = {}, QWidget* parent = nullptr);
+
+    void setTheme(const Theme& theme);
+
+    void setText(const QString& text);
+    /// The text as it was given.
+    QString text() const { return accessibleName(); }
+
+  private:
+    const Ink ink;
+};
+
+/// A card of a sheet: the frame around what belongs together, one below the other.
+class SheetCard final : public QWidget {
+    Q_OBJECT
+
+  public:
+    /// The style must outlive the card.
+    explicit SheetCard(const ViewStyle& style, QWidget* parent = nullptr);
+
+    QVBoxLayout& column() { return *content; }
+
+  protected:
+    void paintEvent(QPaintEvent* event) override;
+
+  private:
+    const ViewStyle& style;
+    QVBoxLayout* content;
+};
+
+/// The result of the user's last action, on a sheet: a notification to a screen reader, announced
+/// whenever it changes. Hidden while there is none.
+class StatusNotice final : public SheetText {
+    Q_OBJECT
+
+  public:
+    explicit StatusNotice(QWidget* parent = nullptr);
+
+    /// Shows the text, or hides for an empty one.
+    void present(const QString& text);
+
+    /// Makes notices known to the accessibility of Qt. May be called again.
+    static void installAccessibility();
+};
+
+} // namespace tallywick
