@@ -1,5 +1,5 @@
-#include "hardware/HardwareMonitor.h"
-#include "platform/linux/MountRules.h"
+#include "hardware/HardwareService.h"
+#include "platform/machine/linux/MountRules.h"
 
 #include <benchmark/benchmark.h>
 

@@ -2,7 +2,7 @@
 #include "history/HistoryFile.h"
 #include "history/HistoryStore.h"
 #include "history/UsageHistory.h"
-#include "platform/FileAccess.h"
+#include "platform/files/FileAccess.h"
 
 #include <benchmark/benchmark.h>
 

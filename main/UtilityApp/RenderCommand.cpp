@@ -3,7 +3,7 @@
 #include "UtilityApp/Scenarios.h"
 #include "UtilityApp/SystemServices.h"
 #include "base/Product.h"
-#include "platform/ChildProcess.h"
+#include "platform/process/ChildProcess.h"
 #include "state/WindowSizing.h"
 #include "views/layouts/UtilityView.h"
 #include "views/sheets/InstallationView.h"

@@ -5,8 +5,8 @@
 #include "codex/CodexBridge.h"
 #include "codex/CodexLocator.h"
 #include "codex/HelperDiscovery.h"
-#include "platform/ChildProcess.h"
-#include "platform/StandardFolders.h"
+#include "platform/files/StandardFolders.h"
+#include "platform/process/ChildProcess.h"
 
 #include <cstdio>
 #include <cstdlib>

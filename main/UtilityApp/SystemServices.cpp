@@ -3,10 +3,10 @@
 #include "codex/CodexBridge.h"
 #include "codex/CodexLocator.h"
 #include "install/AppInstallation.h"
-#include "platform/ApplicationBundle.h"
-#include "platform/CodeSignature.h"
-#include "platform/FileAccess.h"
-#include "platform/StandardFolders.h"
+#include "platform/bundle/ApplicationBundle.h"
+#include "platform/bundle/CodeSignature.h"
+#include "platform/files/FileAccess.h"
+#include "platform/files/StandardFolders.h"
 #include "state/StatusTexts.h"
 
 #include <cstdio>

@@ -1,11 +1,11 @@
 #pragma once
 
 #include "install/LaunchRule.h"
-#include "platform/FilePreferences.h"
-#include "platform/NetworkPath.h"
-#include "platform/PowerEvents.h"
-#include "platform/RunningApplications.h"
-#include "platform/Workspace.h"
+#include "platform/bundle/ApplicationBundle.h"
+#include "platform/desktop/Workspace.h"
+#include "platform/files/Preferences.h"
+#include "platform/machine/NetworkPath.h"
+#include "platform/machine/PowerEvents.h"
 #include "state/UtilityState.h"
 
 #include <chrono>

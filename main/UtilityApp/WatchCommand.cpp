@@ -1,8 +1,8 @@
 #include "UtilityApp/WatchCommand.h"
 
 #include "UtilityApp/SystemServices.h"
-#include "platform/ChildProcess.h"
-#include "platform/TerminationSignals.h"
+#include "platform/process/ChildProcess.h"
+#include "platform/process/TerminationSignals.h"
 
 #include <QCoreApplication>
 

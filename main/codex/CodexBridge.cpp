@@ -1,8 +1,8 @@
 #include "codex/CodexBridge.h"
 
 #include "base/Product.h"
-#include "platform/ExecutableFile.h"
-#include "platform/StandardFolders.h"
+#include "platform/files/FileAccess.h"
+#include "platform/files/StandardFolders.h"
 
 #include <algorithm>
 #include <array>

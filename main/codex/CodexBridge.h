@@ -4,7 +4,7 @@
 #include "base/SerialQueue.h"
 #include "codex/AccountTransport.h"
 #include "codex/HelperProtocol.h"
-#include "platform/ChildProcess.h"
+#include "platform/process/ChildProcess.h"
 
 #include <tl/expected.hpp>
 

@@ -1,7 +1,6 @@
 #include "codex/CodexLocator.h"
 
-#include "platform/ExecutableFile.h"
-#include "platform/FileAccess.h"
+#include "platform/files/FileAccess.h"
 
 #include <strings.h>
 

@@ -2,8 +2,8 @@
 
 #include "base/Product.h"
 #include "history/HistoryFile.h"
-#include "platform/FileAccess.h"
-#include "platform/StandardFolders.h"
+#include "platform/files/FileAccess.h"
+#include "platform/files/StandardFolders.h"
 
 #include <algorithm>
 #include <cmath>

@@ -3,7 +3,7 @@
 #include "base/Time.h"
 #include "codex/AccountAnswers.h"
 #include "history/UsageHistory.h"
-#include "platform/FileAccess.h"
+#include "platform/files/FileAccess.h"
 
 #include <filesystem>
 #include <optional>

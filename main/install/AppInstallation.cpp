@@ -2,15 +2,16 @@
 
 #include "base/CanonicalPath.h"
 #include "base/Json.h"
-#include "platform/ApplicationBundle.h"
-#include "platform/ExecutableFile.h"
+#include "platform/bundle/ApplicationBundle.h"
+#include "platform/files/FileAccess.h"
 
 #include <algorithm>
 #include <string>
 #include <string_view>
 #include <system_error>
+#include <utility>
 
-namespace tallywick::AppInstallation {
+namespace tallywick {
 
 namespace fs = std::filesystem;
 
@@ -27,6 +28,8 @@ bool hasText(const Json& dictionary, std::string_view key, std::string_view text
 }
 
 } // namespace
+
+namespace AppInstallation {
 
 std::vector<fs::path> applicationsFolders(const fs::path& home) {
     return {"/Applications", home / "Applications"};
@@ -61,4 +64,37 @@ bool isInstalledLocation(const fs::path& folder, const std::vector<fs::path>& ap
            && isCanonicalPath(folder);
 }
 
-} // namespace tallywick::AppInstallation
+} // namespace AppInstallation
+
+RunningBundle inspectBundle(const fs::path& bundle,
+                            const std::vector<fs::path>& applicationsFolders,
+                            std::shared_ptr<const CodeSignature> signature) {
+    RunningBundle found;
+    if (const auto information = informationDictionary(bundle)) {
+        if (const auto* version = stringMember(*information, "CFBundleShortVersionString"))
+            found.version = *version;
+        found.isPreview = boolMember(*information, "CorvanePreview").value_or(false);
+    }
+    found.isInstalled = AppInstallation::isInstalledLocation(bundle, applicationsFolders);
+    found.isVerified = [bundle, signature = std::move(signature)] {
+        return AppInstallation::isVerifiedBundle(bundle, *signature);
+    };
+    return found;
+}
+
+std::string_view message(InstallationFailure failure) {
+    switch (failure) {
+    case InstallationFailure::invalidBundle:
+        return "This app is incomplete. Download a fresh copy and try again.";
+    case InstallationFailure::unrelatedDestination:
+        return "An unrelated item already uses this name in Applications. It has not been changed.";
+    case InstallationFailure::runningCopy:
+        return "The installed utility is still running. Quit it, then try again.";
+    case InstallationFailure::unsafeData:
+        return "A utility data folder points to another location. It was left unchanged for "
+               "safety.";
+    }
+    return {};
+}
+
+} // namespace tallywick

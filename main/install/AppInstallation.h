@@ -1,13 +1,20 @@
 #pragma once
 
 #include "base/Product.h"
-#include "platform/CodeSignature.h"
+#include "platform/bundle/CodeSignature.h"
 
 #include <array>
 #include <filesystem>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
 #include <vector>
 
-namespace tallywick::AppInstallation {
+namespace tallywick {
+
+namespace AppInstallation {
 
 /// The files of a complete copy, relative to the application folder.
 inline constexpr std::array requiredFiles{
@@ -32,4 +39,31 @@ bool isVerifiedBundle(const std::filesystem::path& folder, const CodeSignature& 
 bool isInstalledLocation(const std::filesystem::path& folder,
                          const std::vector<std::filesystem::path>& applicationsFolders);
 
-} // namespace tallywick::AppInstallation
+} // namespace AppInstallation
+
+/// What is known at start of the application bundle that runs.
+struct RunningBundle {
+    std::optional<std::string> version; ///< its short version
+    bool isPreview = false;
+    bool isInstalled = false; ///< it lies where an installed copy lies
+    /// Whether it is a complete copy. Reads the whole bundle; any thread.
+    std::function<bool()> isVerified = [] { return false; };
+};
+
+/// Looks at the bundle's place and information dictionary. Damaged entries count as missing.
+RunningBundle inspectBundle(const std::filesystem::path& bundle,
+                            const std::vector<std::filesystem::path>& applicationsFolders,
+                            std::shared_ptr<const CodeSignature> signature);
+
+/// Why an installation or an uninstallation stopped; thrown inside one.
+enum class InstallationFailure {
+    invalidBundle,        ///< the copy is incomplete, changed, or not this application
+    unrelatedDestination, ///< something else bears the application's name; it was not touched
+    runningCopy,          ///< the copy to be replaced still runs
+    unsafeData            ///< a folder of the user's data is reached through a symbolic link
+};
+
+/// The sentence for the user.
+std::string_view message(InstallationFailure failure);
+
+} // namespace tallywick

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "platform/RunningApplications.h"
+#include "platform/bundle/ApplicationBundle.h"
 
 #include <filesystem>
 #include <optional>

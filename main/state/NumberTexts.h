@@ -2,7 +2,7 @@
 
 #include "base/Time.h"
 #include "codex/AccountAnswers.h"
-#include "hardware/VolumeInfo.h"
+#include "hardware/HardwareSnapshot.h"
 
 #include <cstddef>
 #include <cstdint>

@@ -2,7 +2,7 @@
 
 #include "base/Time.h"
 #include "codex/ConnectionIssue.h"
-#include "platform/FileAccess.h"
+#include "platform/files/FileAccess.h"
 
 #include <optional>
 #include <string>

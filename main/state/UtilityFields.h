@@ -3,7 +3,7 @@
 #include "base/Time.h"
 #include "codex/AccountAnswers.h"
 #include "codex/ConnectionIssue.h"
-#include "hardware/VolumeInfo.h"
+#include "hardware/HardwareSnapshot.h"
 #include "history/UsageHistory.h"
 #include "state/StatusTexts.h"
 

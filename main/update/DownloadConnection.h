@@ -1,6 +1,6 @@
 #pragma once
 
-#include "platform/NewFile.h"
+#include "platform/files/FilePieces.h"
 #include "update/BoundedDownload.h"
 #include "update/HttpResponse.h"
 

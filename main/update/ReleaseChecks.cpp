@@ -4,10 +4,9 @@
 #include "base/Product.h"
 #include "base/Sha256.h"
 #include "install/AppInstallation.h"
-#include "platform/ApplicationBundle.h"
-#include "platform/DownloadMark.h"
-#include "platform/FileAccess.h"
-#include "platform/PiecewiseReading.h"
+#include "platform/bundle/ApplicationBundle.h"
+#include "platform/files/FileAccess.h"
+#include "platform/files/FilePieces.h"
 
 #include <QUuid>
 

@@ -1,7 +1,7 @@
 #pragma once
 
 #include "base/Time.h"
-#include "platform/CodeSignature.h"
+#include "platform/bundle/CodeSignature.h"
 #include "update/UpdateManifest.h"
 
 #include <filesystem>

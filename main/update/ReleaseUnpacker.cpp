@@ -1,6 +1,6 @@
 #include "update/ReleaseUnpacker.h"
 
-#include "platform/ChildProcess.h"
+#include "platform/process/ChildProcess.h"
 #include "update/ArchiveExtraction.h"
 
 #include <algorithm>

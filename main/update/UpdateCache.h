@@ -1,8 +1,8 @@
 #pragma once
 
 #include "base/Time.h"
-#include "platform/FileAccess.h"
-#include "platform/RunningApplications.h"
+#include "platform/bundle/ApplicationBundle.h"
+#include "platform/files/FileAccess.h"
 #include "update/UpdateFailure.h"
 
 #include <tl/expected.hpp>

@@ -1,6 +1,6 @@
 #include "update/UpdatePreparation.h"
 
-#include "platform/FileMove.h"
+#include "platform/files/FileAccess.h"
 #include "update/ReleaseChecks.h"
 #include "update/SafeUpdateArchive.h"
 #include "update/UpdateFeed.h"

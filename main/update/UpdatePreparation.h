@@ -1,7 +1,7 @@
 #pragma once
 
 #include "base/Time.h"
-#include "platform/CodeSignature.h"
+#include "platform/bundle/CodeSignature.h"
 #include "update/BoundedDownload.h"
 #include "update/CancellationFlag.h"
 #include "update/ReleaseUnpacker.h"

@@ -1,7 +1,7 @@
 #pragma once
 
 #include "base/Mutex.h"
-#include "platform/ChildProcess.h"
+#include "platform/process/ChildProcess.h"
 
 #include <chrono>
 #include <functional>

@@ -1,8 +1,7 @@
 #include "hardware/HardwareFigures.h"
-#include "hardware/VolumeList.h"
-#include "platform/FileAccess.h"
-#include "platform/linux/MountRules.h"
-#include "platform/linux/ProcStatistics.h"
+#include "platform/files/FileAccess.h"
+#include "platform/machine/linux/HostStatistics.h"
+#include "platform/machine/linux/MountRules.h"
 
 #include <QLocale>
 

@@ -1,4 +1,4 @@
-#include "hardware/VolumeList.h"
+#include "hardware/HardwareFigures.h"
 
 #include <QLocale>
 

@@ -1,7 +1,7 @@
 #include "base/ByteReading.h"
 #include "base/ExecutableFormats.h"
 #include "install/AppInstallation.h"
-#include "platform/ApplicationBundle.h"
+#include "platform/bundle/ApplicationBundle.h"
 #include "support/SampleBundle.h"
 
 #include <gtest/gtest.h>

@@ -1,4 +1,4 @@
-#include "platform/linux/SessionActivation.h"
+#include "platform/desktop/linux/Activation.h"
 #include "support/PrivateBus.h"
 
 #include <QDBusMessage>

@@ -1,4 +1,4 @@
-#include "platform/linux/PortalAppearance.h"
+#include "platform/desktop/linux/Appearance.h"
 #include "support/PrivateBus.h"
 
 #include <QDBusArgument>

@@ -1,6 +1,6 @@
-#include "platform/ApplicationBundle.h"
-#include "platform/ChildProcess.h"
-#include "platform/linux/RunningApplications.h"
+#include "platform/bundle/ApplicationBundle.h"
+#include "platform/bundle/linux/ApplicationBundle.h"
+#include "platform/process/ChildProcess.h"
 #include "support/SampleBundle.h"
 
 #include <unistd.h>

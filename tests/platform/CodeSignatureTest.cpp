@@ -1,4 +1,4 @@
-#include "platform/CodeSignature.h"
+#include "platform/bundle/CodeSignature.h"
 
 #include "base/Sha256.h"
 #include "support/SampleBundle.h"

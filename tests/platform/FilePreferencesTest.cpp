@@ -1,6 +1,6 @@
-#include "platform/FilePreferences.h"
+#include "platform/files/Preferences.h"
 
-#include "platform/StandardFolders.h"
+#include "platform/files/StandardFolders.h"
 #include "support/TemporaryFolder.h"
 
 #include <pwd.h>

@@ -1,4 +1,4 @@
-#include "platform/NetworkPath.h"
+#include "platform/machine/NetworkPath.h"
 #include "support/PrivateBus.h"
 
 #include <gmock/gmock.h>

@@ -1,7 +1,7 @@
-#include "platform/MountedVolumes.h"
-#include "platform/linux/CapacityProbe.h"
-#include "platform/linux/MountRules.h"
-#include "platform/linux/VolumeLabels.h"
+#include "platform/machine/MountedVolumes.h"
+#include "platform/machine/linux/CapacityProbe.h"
+#include "platform/machine/linux/MountRules.h"
+#include "platform/machine/linux/MountTable.h"
 #include "support/TemporaryFolder.h"
 
 #include <gmock/gmock.h>

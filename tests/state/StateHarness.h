@@ -1,7 +1,7 @@
 #pragma once
 
 #include "codex/FakeTransport.h"
-#include "platform/FilePreferences.h"
+#include "platform/files/Preferences.h"
 #include "state/UtilityState.h"
 #include "support/TemporaryFolder.h"
 

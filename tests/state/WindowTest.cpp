@@ -2,7 +2,7 @@
 
 #include "StateHarness.h"
 
-#include "platform/linux/UniqueFd.h"
+#include "platform/linux/Descriptors.h"
 
 #include <sys/inotify.h>
 

@@ -1,7 +1,7 @@
 #pragma once
 
 #include "base/PropertyList.h"
-#include "platform/linux/BundleSeal.h"
+#include "platform/bundle/linux/CodeSignature.h"
 #include "support/TemporaryFolder.h"
 
 namespace tallywick::testing {

@@ -1,6 +1,6 @@
 #include "update/ReleaseChecks.h"
 #include "base/Sha256.h"
-#include "platform/ChildProcess.h"
+#include "platform/process/ChildProcess.h"
 #include "support/SampleBundle.h"
 #include "update/RunningSystem.h"
 #include "update/UpdateCache.h"

@@ -1,6 +1,6 @@
 // Seals an application bundle: writes the digests of its files into it. Exits with 0 when the
 // bundle then has a valid seal.
-#include "platform/linux/BundleSeal.h"
+#include "platform/bundle/linux/CodeSignature.h"
 
 #include <iostream>
 

@@ -1,6 +1,6 @@
 #include "codex/HelperPlaces.h"
-#include "platform/RunningApplications.h"
-#include "platform/StandardFolders.h"
+#include "platform/bundle/ApplicationBundle.h"
+#include "platform/files/StandardFolders.h"
 
 #include <QByteArray>
 #include <QString>

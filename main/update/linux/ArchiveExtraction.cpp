@@ -2,7 +2,7 @@
 
 #include "base/Product.h"
 #include "base/Sha256.h"
-#include "platform/NewFile.h"
+#include "platform/files/FilePieces.h"
 #include "update/SafeUpdateArchive.h"
 #include "update/UpdateFeed.h"
 

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "hardware/VolumeInfo.h"
+#include "hardware/HardwareSnapshot.h"
 #include "views/parts/Buttons.h"
 
 namespace tallywick {

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "platform/OpenPanel.h"
+#include "platform/desktop/Workspace.h"
 
 #include <QPointer>
 #include <QWidget>

@@ -1,7 +1,7 @@
 #include "views/window/MainWindow.h"
 
-#include "platform/GlobalMenu.h"
-#include "platform/WindowActivation.h"
+#include "platform/desktop/WindowActivation.h"
+#include "platform/desktop/Workspace.h"
 #include "state/UtilityState.h"
 #include "views/look/Painting.h"
 #include "views/look/Theme.h"

@@ -1,0 +1,42 @@
+#pragma once
+
+#include "base/Json.h"
+
+#include <filesystem>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace tallywick {
+
+/// The bundle whose executable this is: the folder X.app of "X.app/Contents/MacOS/name". Looks at
+/// the text of the path alone; absent when it has another shape.
+std::optional<std::filesystem::path> enclosingBundle(const std::filesystem::path& executable);
+
+/// The bundle that this program runs from, without links; of a program outside any bundle, the
+/// folder of its executable. It follows the bundle when that is moved while the program runs.
+std::filesystem::path runningBundle();
+
+/// The information dictionary of a bundle, its "Contents/Info.plist" as `parsePropertyList` reads
+/// it: "CFBundleShortVersionString" and "CFBundleVersion" are its `stringMember`s, "CorvanePreview"
+/// its `boolMember`. Links are followed. Absent when the file is missing, is no property list, or
+/// holds an empty dictionary.
+std::optional<Json> informationDictionary(const std::filesystem::path& bundle);
+
+/// A process of this user whose executable is that of an application bundle.
+struct RunningApplication {
+    int processId = 0;
+    std::filesystem::path bundle;
+    std::vector<std::string> arguments = {}; ///< without the program's own name
+
+    bool operator==(const RunningApplication&) const = default;
+};
+
+/// The applications with one of these bundle identifiers that run now, this program included, by
+/// ascending process id. A bundle that was moved meanwhile is given where it lies now. What ends
+/// or cannot be examined while the list is made is left out. Reads an information dictionary for
+/// every bundle that has a process; any thread.
+std::vector<RunningApplication>
+runningApplications(const std::vector<std::string>& bundleIdentifiers);
+
+} // namespace tallywick

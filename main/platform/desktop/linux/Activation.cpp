@@ -1,0 +1,90 @@
+#include "platform/desktop/linux/Activation.h"
+
+#include "base/Product.h"
+
+#include <QCoreApplication>
+#include <QDBusMessage>
+
+#include <array>
+#include <utility>
+
+namespace tallywick {
+
+namespace {
+
+const QString path = QStringLiteral("/com/corvane/tallywick");
+const QString interface = QStringLiteral("org.freedesktop.Application");
+
+constexpr std::chrono::seconds activationLimit{1};
+
+/// Of Wayland's token and of X11's.
+const std::array tokenKeys{QStringLiteral("activation-token"),
+                           QStringLiteral("desktop-startup-id")};
+
+std::string tokenIn(const QVariantMap& platformData) {
+    for (const QString& key : tokenKeys)
+        if (const QString token = platformData.value(key).toString(); !token.isEmpty())
+            return token.toStdString();
+    return {};
+}
+
+} // namespace
+
+QString activationService(qint64 processId) {
+    return QLatin1String(Product::bundleIdentifier) + QStringLiteral(".process%1").arg(processId);
+}
+
+SessionActivation::SessionActivation(QDBusConnection sessionBus, OnActivate activate)
+    : bus(std::move(sessionBus)), onActivate(std::move(activate)) {
+    if (!bus.isConnected())
+        return;
+    // The object first: who finds the name can call it.
+    if (bus.registerObject(path, this, QDBusConnection::ExportAllSlots))
+        bus.registerService(activationService(QCoreApplication::applicationPid()));
+}
+
+SessionActivation::~SessionActivation() {
+    if (!bus.isConnected())
+        return;
+    bus.unregisterService(activationService(QCoreApplication::applicationPid()));
+    bus.unregisterObject(path);
+}
+
+void SessionActivation::Activate(const QVariantMap& platformData) {
+    onActivate(tokenIn(platformData));
+}
+
+void SessionActivation::Open(const QStringList&, const QVariantMap& platformData) {
+    onActivate(tokenIn(platformData));
+}
+
+void SessionActivation::ActivateAction(const QString&, const QVariantList&,
+                                       const QVariantMap& platformData) {
+    onActivate(tokenIn(platformData));
+}
+
+bool activateApplication(const QDBusConnection& sessionBus, int processId,
+                         const std::string& launchToken, std::chrono::milliseconds limit) {
+    QDBusMessage call = QDBusMessage::createMethodCall(activationService(processId), path,
+                                                       interface, QStringLiteral("Activate"));
+    call.setAutoStartService(false);
+    QVariantMap platformData;
+    for (const QString& key : tokenKeys)
+        if (!launchToken.empty())
+            platformData.insert(key, QString::fromStdString(launchToken));
+    call << platformData;
+    return sessionBus.call(call, QDBus::Block, static_cast<int>(limit.count())).type()
+           == QDBusMessage::ReplyMessage;
+}
+
+bool activateApplication(int processId, const std::string& launchToken) {
+    return activateApplication(QDBusConnection::sessionBus(), processId, launchToken,
+                               activationLimit);
+}
+
+std::unique_ptr<ActivationListener> listenForActivation(OnActivate onActivate) {
+    return std::make_unique<SessionActivation>(QDBusConnection::sessionBus(),
+                                               std::move(onActivate));
+}
+
+} // namespace tallywick

@@ -1,0 +1,40 @@
+#include "platform/machine/linux/PowerEvents.h"
+
+#include <utility>
+
+namespace tallywick {
+
+namespace {
+
+const QString service = QStringLiteral("org.freedesktop.login1");
+const QString path = QStringLiteral("/org/freedesktop/login1");
+const QString interface = QStringLiteral("org.freedesktop.login1.Manager");
+const QString signalName = QStringLiteral("PrepareForSleep");
+
+} // namespace
+
+LogindPowerEvents::LogindPowerEvents(QDBusConnection systemBus) : bus(std::move(systemBus)) {}
+
+LogindPowerEvents::~LogindPowerEvents() { LogindPowerEvents::stop(); }
+
+void LogindPowerEvents::start(Handlers newHandlers) {
+    handlers = std::move(newHandlers);
+    bus.connect(service, path, interface, signalName, this, SLOT(prepareForSleep(bool)));
+}
+
+void LogindPowerEvents::stop() {
+    bus.disconnect(service, path, interface, signalName, this, SLOT(prepareForSleep(bool)));
+    handlers = {};
+}
+
+void LogindPowerEvents::prepareForSleep(bool begins) {
+    const auto& handler = begins ? handlers.willSleep : handlers.didWake;
+    if (handler)
+        handler();
+}
+
+std::unique_ptr<PowerEvents> systemPowerEvents() {
+    return std::make_unique<LogindPowerEvents>(QDBusConnection::systemBus());
+}
+
+} // namespace tallywick
