@@ -7,6 +7,9 @@
 namespace tallywick {
 
 /// A time that is waited for, with the length of the wait. Starts out due.
+///
+/// No wait lasts longer than it was set for, counted from when it is looked at: where it would, the
+/// clock was set back, and the wait begins anew.
 class DueTime {
   public:
     /// Ticks do not come to the millisecond. What is due after so many of them must not wait for
@@ -14,9 +17,9 @@ class DueTime {
     static constexpr double tolerance = 0.5; // seconds
 
     /// For what is done again and again, tick by tick.
-    bool isDue(Timestamp now) const { return now >= at - tolerance; }
+    bool isDue(Timestamp now) { return now >= limited(now) - tolerance; }
     /// For a deadline, which has its whole time.
-    bool hasPassed(Timestamp now) const { return now >= at; }
+    bool hasPassed(Timestamp now) { return now >= limited(now); }
     void makeDue() { at = distantPast; }
 
     void set(Timestamp from, double seconds) {
@@ -24,13 +27,12 @@ class DueTime {
         at = from + seconds;
     }
 
-    /// No wait lasts longer than it was set for: where it would, the clock was set back, and the
-    /// wait begins anew.
-    void limit(Timestamp now) { at = std::min(at, now + wait); }
-
-    Timestamp time() const { return at; }
-
   private:
+    Timestamp limited(Timestamp now) {
+        at = std::min(at, now + wait);
+        return at;
+    }
+
     double wait = 0;
     Timestamp at = distantPast;
 };

@@ -9,26 +9,22 @@ namespace tallywick {
 
 namespace {
 
-constexpr std::string_view miniKey = "mini";
-constexpr std::string_view lightKey = "light";
-constexpr std::string_view pinnedKey = "pinned";
-
 constexpr std::chrono::seconds tickInterval{5};
 
 } // namespace
 
 UtilityState::UtilityState(Services given)
-    : services(std::move(given)),
+    : services(std::move(given)), context(services.clock, {.changed = [this] { Q_EMIT changed(); },
+                                                           .tick = [this] { tick(); },
+                                                           .refreshNow = [this] { refreshNow(); }}),
+      choices(services.preferences), window(context, choices, [this] { machine.makeDue(); }),
+      machine(context, std::move(services.hardwareService), services.workspace,
+              [this] { window.volumesDidChange(); }),
       launcher(std::make_shared<HelperLauncher>(services.transportFactory)) {
-    const auto isSet = [this](std::string_view key) {
-        return services.preferences.boolValue(key).value_or(false);
-    };
-    published.mini = chosenMini = isSet(miniKey);
-    published.light = isSet(lightKey);
-    published.pinned = isSet(pinnedKey);
-    published.showingInstaller = services.showsInstaller && !services.bundle.isInstalled;
-    published.settingsStatus = services.storageNotice;
-    published.now = services.clock();
+    UtilityFields& shown = context.change();
+    shown.showingInstaller = services.showsInstaller && !services.bundle.isInstalled;
+    shown.settingsStatus = services.storageNotice;
+    context.advanceClock();
 
     startInstallationCheck();
     ticker.setInterval(tickInterval);
@@ -48,22 +44,11 @@ std::string UtilityState::installationLabel() const {
                                         published.installationVerified);
 }
 
-UtilityFields& UtilityState::change() {
-    if (!std::exchange(changeAnnounced, true)) {
-        const auto announce = [this] {
-            changeAnnounced = false;
-            Q_EMIT changed();
-        };
-        QMetaObject::invokeMethod(this, announce, Qt::QueuedConnection);
-    }
-    return published;
-}
-
 void UtilityState::startInstallationCheck() {
-    const auto answer = onMainThread([this](bool verified) {
+    const auto answer = context.onMainThread([this](bool verified) {
         installationCheck.reset();
-        if (!stopped)
-            change().installationVerified = verified;
+        if (!context.isStopped())
+            context.change().installationVerified = verified;
     });
     installationCheck = std::make_unique<SerialQueue>("com.corvane.utility.installation");
     installationCheck->async([answer, verify = services.bundle.isVerified] { answer(verify()); });
@@ -96,50 +81,39 @@ void UtilityState::networkDidChange(NetworkPathStatus status) {
 
 void UtilityState::copyConnectionDetails() {
     services.workspace.copyText(published.connectionDetails.copyText(services.bundle.version));
-    change().settingsStatus = SettingsText::detailsCopied;
-}
-
-void UtilityState::savePreferences() {
-    const Preferences::Group together(services.preferences);
-    services.preferences.setBool(miniKey, chosenMini);
-    services.preferences.setBool(lightKey, published.light);
-    services.preferences.setBool(pinnedKey, published.pinned);
-    applyWindowConfiguration();
+    context.change().settingsStatus = SettingsText::detailsCopied;
 }
 
 void UtilityState::choosePinned(bool pinned) {
-    change().pinned = pinned;
-    savePreferences();
+    context.change().pinned = pinned;
+    window.keepLook();
 }
 
 void UtilityState::toggleTheme() {
-    change().light = !published.light;
-    savePreferences();
+    context.change().light = !published.light;
+    window.keepLook();
 }
 
-void UtilityState::applicationDidUnhide() { makeMachineDue(); }
-
-void UtilityState::screenParametersDidChange() { applyWindowConfiguration(); }
-
 void UtilityState::enterMaintenance() {
-    if (stopped || published.maintenance)
+    if (context.isPaused())
         return;
     cancelSignIn();
     abandonAccountWork();
     dropAccountService();
-    change().maintenance = true;
+    context.change().maintenance = true;
 }
 
 void UtilityState::leaveMaintenance() {
-    if (stopped || !published.maintenance)
+    if (context.isStopped() || !published.maintenance)
         return;
-    change().maintenance = false;
+    context.change().maintenance = false;
     refreshNow();
 }
 
 void UtilityState::stop() {
-    if (std::exchange(stopped, true))
+    if (context.isStopped())
         return;
+    context.stop();
     ticker.stop();
     services.powerEvents.stop();
     endSignIn();
@@ -149,7 +123,7 @@ void UtilityState::stop() {
 }
 
 void UtilityState::quit() {
-    windowDidSettle();
+    window.didSettle();
     stop();
     QCoreApplication::quit();
 }

@@ -1,7 +1,6 @@
 #pragma once
 
 #include "base/SerialQueue.h"
-#include "base/TaskRelay.h"
 #include "base/Time.h"
 #include "codex/AccountService.h"
 #include "codex/AccountTransport.h"
@@ -15,11 +14,12 @@
 #include "platform/machine/NetworkPath.h"
 #include "platform/machine/PowerEvents.h"
 #include "state/DueTime.h"
-#include "state/UtilityFields.h"
-#include "state/UtilityWindow.h"
+#include "state/KeptChoices.h"
+#include "state/MachineReadings.h"
+#include "state/StateContext.h"
+#include "state/WindowPlacement.h"
 
 #include <QObject>
-#include <QRectF>
 #include <QTimer>
 
 #include <cstdint>
@@ -71,7 +71,7 @@ class UtilityState final : public QObject {
     /// Stops. Waits for the check of the bundle or a measurement that runs.
     ~UtilityState() override;
 
-    const UtilityFields& fields() const { return published; }
+    const UtilityFields& fields() const { return context.fields(); }
 
     /// The short version of the running bundle, "Unknown" when it has none.
     std::string appVersion() const;
@@ -105,16 +105,14 @@ class UtilityState final : public QObject {
     void choosePinned(bool pinned);
     /// The day theme for the night theme or the reverse, kept for the next start.
     void toggleTheme();
-    void setShowingSettings(bool showing) { change().showingSettings = showing; }
-    void setShowingInstaller(bool showing) { change().showingInstaller = showing; }
-    void setCreateShortcutOnInstall(bool create) { change().createShortcutOnInstall = create; }
+    void setShowingSettings(bool showing) { context.change().showingSettings = showing; }
+    void setShowingInstaller(bool showing) { context.change().showingInstaller = showing; }
+    void setCreateShortcutOnInstall(bool create) {
+        context.change().createShortcutOnInstall = create;
+    }
 
-    /// Keeps `mini`, `light` and `pinned` for the next start.
-    void savePreferences();
-
-    /// Opens a volume in the file browser once a fresh list has shown that it is still there. It
-    /// becomes the list on show when the volume has gone.
-    void openVolume(const VolumeInfo& volume);
+    /// See `MachineReadings::open`.
+    void openVolume(const VolumeInfo& volume) { machine.open(volume); }
 
     // The maker's website, in the default browser
 
@@ -124,42 +122,20 @@ class UtilityState final : public QObject {
     void shareByMail();
     void copyProductAddress();
 
-    // The window. Without one, these do nothing. `mini` follows from the height of its content,
-    // unless the desktop imposes a size and the user has chosen a layout for it. A size that the
-    // desktop imposes is neither disputed nor kept for the next start, and its place neither.
+    // The window: see `WindowPlacement`.
 
-    /// Makes this the window that shows the state, with the size and the position that were kept.
-    /// Null detaches the window, which must not be used any more.
-    void attachWindow(UtilityWindow* window);
-    /// Brings its level, its limits and its place on the screen in line with the state and the
-    /// screens.
-    void applyWindowConfiguration();
-    /// Gives the content the nearest allowed size; the window keeps its top left corner.
-    void setContentSize(QSizeF size);
-    /// To be called whenever the window has another size or is zoomed or no longer.
-    void syncLayoutWithSize();
-    /// To be called when the user has finished resizing: snaps to the layout's own proportions.
-    /// What the desktop makes of it is kept for the next start as soon as the window has settled.
-    void endResize();
-    /// The resize grip was dragged so far in all since it was grasped; right and down are positive.
-    /// Ends with `endResize`.
-    void resizeBy(double dx, double dy);
-    /// The full layout for the mini layout or the reverse.
-    void toggleLayout();
-    /// Brings the window to the front, out of the dock if need be. `launchToken` is what the
-    /// desktop gave the launch that asks for it.
-    void showUtility(const std::string& launchToken = {});
-    /// To be called when the window has stood still since its size or its place has changed, and
-    /// before it is closed. A size that neither was asked for nor is imposed is the user's.
-    void windowDidSettle();
-
-    /// The most height that the content may take on the window's screen, in points.
-    double maximumContentHeight() const;
-    /// Whether the full layout can be seen. Without a window it cannot.
-    bool isFullViewVisible() const;
+    void attachWindow(UtilityWindow* attached) { window.attach(attached); }
+    void applyWindowConfiguration() { window.applyConfiguration(); }
+    void syncLayoutWithSize() { window.syncLayout(); }
+    void endResize() { window.endResize(); }
+    void resizeBy(double dx, double dy) { window.resizeBy(dx, dy); }
+    void toggleLayout() { window.toggleLayout(); }
+    void showUtility(const std::string& launchToken = {}) { window.show(launchToken); }
+    void windowDidSettle() { window.didSettle(); }
+    double maximumContentHeight() const { return window.maximumContentHeight(); }
+    void screenParametersDidChange() { window.applyConfiguration(); }
     /// The window has come back after it was hidden with its application.
-    void applicationDidUnhide();
-    void screenParametersDidChange();
+    void applicationDidUnhide() { machine.makeDue(); }
 
     // Life cycle
 
@@ -178,51 +154,19 @@ class UtilityState final : public QObject {
     void changed();
 
   private:
-    /// The fields, to write to: announces the change.
-    UtilityFields& change();
-
-    /// Wraps a handler for a service that calls back on another thread. The handler is called on
-    /// the main thread, and not at all once the state is gone.
-    template <typename Handler>
-    auto onMainThread(Handler handler) {
-        return [post = relay.entrance(), handler](const auto&... results) {
-            post([handler, results...] { handler(results...); });
-        };
-    }
-
     void startInstallationCheck();
     void observe();
     void willSleep();
     void didWake();
     void networkDidChange(NetworkPathStatus status);
 
-    void advanceClock();
     void endOverdueSignIn();
     void endOverdueWork();
     void markStale();
     void refreshAccountIfDue();
     void refreshWith(const HelperDiscovery::Outcome& found);
-    void refreshHardwareIfDue();
-    void refreshVolumesIfDue();
-    void applyVolumes(const std::vector<VolumeInfo>& volumes);
 
-    void volumesWereListedToOpen(const VolumeInfo& volume, const std::vector<VolumeInfo>& listed,
-                                 bool isMounted);
     void openPage(std::string_view address);
-
-    QSizeF fullContentSize() const;
-    QSizeF windowChrome() const;
-    QSizeF maximumContentSize() const;
-    QSizeF clampedContentSize(QSizeF size) const;
-    QSizeF filledContentSize(QSizeF size) const;
-    bool desktopImposes(QSizeF content) const;
-    void keepWindow();
-    void applyContentLimits(double contentHeight);
-    void applyFrame(QRectF frame);
-    void resizeContent(QSizeF size, QPointF topLeft);
-    std::optional<QPointF> savedWindowPosition() const;
-    QSizeF initialContentSize() const;
-    void makeMachineDue();
 
     AccountService& account();
     void resetAccountService();
@@ -254,29 +198,20 @@ class UtilityState final : public QObject {
     void helperWasValidated(std::int64_t token, const std::filesystem::path& helper, bool valid);
     void reconnect();
 
-    /// Of the size of the window's content.
-    struct WindowLimits {
-        QSizeF minimum;
-        QSizeF maximum;
-        bool operator==(const WindowLimits&) const = default;
-    };
-
     Services services;
-    UtilityFields published;
-    bool changeAnnounced = false;
+    StateContext context;
+    const UtilityFields& published = context.fields();
+    KeptChoices choices;
+    WindowPlacement window;
+    MachineReadings machine;
 
     std::int64_t generation = 0;
-    bool stopped = false;
     bool sleeping = false;
     std::optional<NetworkPathStatus> previousNetworkState;
 
     std::int64_t failures = 0; ///< consecutive failed account refreshes
     DueTime nextAccountRefresh;
     DueTime nextTokenRefresh; ///< from then on an account refresh asks for token activity too
-    DueTime nextHardwareRefresh;
-    DueTime nextVolumeRefresh;
-    bool hardwareBusy = false;
-    bool volumesBusy = false;
 
     bool refreshRequested = false; ///< a refresh was asked for while one was in flight
     bool snapshotAwaited = false;  ///< the refresh in flight has not yet told how the account is
@@ -292,21 +227,10 @@ class UtilityState final : public QObject {
     /// When the identity changed for which the next account refresh begins with a new helper.
     std::optional<Timestamp> reloadPendingSince;
 
-    UtilityWindow* utilityWindow = nullptr;
-    std::optional<WindowLimits> windowLimits; ///< that the window was given
-    std::optional<bool> windowFloats;         ///< as the window was told
-    std::optional<QRectF> resizeStartFrame;   ///< while the resize grip is being dragged
-    QSizeF askedContent;                      ///< the size that was asked for last
-    std::optional<QSizeF> disputedContent;    ///< the size instead of which another was asked for
-    bool keepsSize = false;                   ///< the size that comes of it is the user's choice
-    bool chosenMini = false;                  ///< the layout that is kept for the next start
-    std::optional<bool> imposedMini;          ///< the user's layout for a size that is imposed
-
     QTimer ticker;
     const std::shared_ptr<HelperLauncher> launcher;
     std::shared_ptr<AccountService> accountService; ///< created on first use
     std::unique_ptr<SerialQueue> installationCheck; ///< until the check has answered
-    TaskRelay relay; ///< last: what the services still bring is dropped first
 };
 
 } // namespace tallywick

@@ -34,13 +34,13 @@ AccountService& UtilityState::account() {
     if (!accountService) {
         AccountService::Environment environment;
         environment.launcher = launcher;
-        environment.clock = services.clock;
+        environment.clock = context.clock;
         environment.homeFolder = services.homeFolder;
-        environment.onDetails = onMainThread([this](const ConnectionDetails& details) {
-            if (!stopped)
-                change().connectionDetails = details;
+        environment.onDetails = context.onMainThread([this](const ConnectionDetails& details) {
+            if (!context.isStopped())
+                context.change().connectionDetails = details;
         });
-        environment.onIdentityChange = onMainThread([this] { identityDidChange(); });
+        environment.onIdentityChange = context.onMainThread([this] { identityDidChange(); });
         accountService = AccountService::create(std::move(environment));
     }
     return *accountService;
@@ -62,7 +62,7 @@ void UtilityState::refreshAccountIfDue() {
     if (published.accountBusy || published.validatingHelper || published.loginPending
         || published.showingInstaller || !nextAccountRefresh.isDue(published.now))
         return;
-    change().accountBusy = true;
+    context.change().accountBusy = true;
     snapshotAwaited = true;
     refreshDeadline.set(published.now, AccountService::longestRefresh);
     findHelpers(helperQuery(),
@@ -76,15 +76,15 @@ void UtilityState::refreshWith(const HelperDiscovery::Outcome& found) {
         return;
     }
     if (found->empty()) {
-        change().displayedHelperPath = HelperPathText::notFound;
-        change().status = StatusText::codexNotFound;
+        context.change().displayedHelperPath = HelperPathText::notFound;
+        context.change().status = StatusText::codexNotFound;
         nextAccountRefresh.set(published.now, discoveryInterval);
         endNoteOfReading();
         finishAccountRefresh(generation);
         return;
     }
-    change().displayedHelperPath = displayText(found->front());
-    refreshDeadline.set(services.clock(), AccountService::longestRefresh);
+    context.change().displayedHelperPath = displayText(found->front());
+    refreshDeadline.set(context.clock(), AccountService::longestRefresh);
     if (std::exchange(reloadPendingSince, std::nullopt))
         resetAccountService();
     account().refresh(*found, generation, nextTokenRefresh.isDue(published.now),
@@ -92,22 +92,22 @@ void UtilityState::refreshWith(const HelperDiscovery::Outcome& found) {
 }
 
 AccountService::RefreshCallbacks UtilityState::refreshCallbacks() {
-    return {
-        .onSnapshot =
-            onMainThread([this](std::int64_t token, const AccountService::SnapshotOutcome& result) {
-                applyAccountResult(token, result);
-            }),
-        .onActivity =
-            onMainThread([this](std::int64_t token, const std::optional<std::string>& accountHash,
-                                const AccountService::ActivityOutcome& result) {
-                applyActivityResult(token, accountHash, result);
-            }),
-        .onFinished = onMainThread([this](std::int64_t token) { finishAccountRefresh(token); })};
+    return {.onSnapshot = context.onMainThread(
+                [this](std::int64_t token, const AccountService::SnapshotOutcome& result) {
+                    applyAccountResult(token, result);
+                }),
+            .onActivity = context.onMainThread(
+                [this](std::int64_t token, const std::optional<std::string>& accountHash,
+                       const AccountService::ActivityOutcome& result) {
+                    applyActivityResult(token, accountHash, result);
+                }),
+            .onFinished =
+                context.onMainThread([this](std::int64_t token) { finishAccountRefresh(token); })};
 }
 
 void UtilityState::applyAccountResult(std::int64_t token,
                                       const AccountService::SnapshotOutcome& result) {
-    if (token != generation || stopped || published.maintenance)
+    if (token != generation || context.isPaused())
         return;
     snapshotAwaited = false;
     if (result && reloadPendingSince && result->observedAt < *reloadPendingSince)
@@ -121,8 +121,8 @@ void UtilityState::applyAccountResult(std::int64_t token,
 
 void UtilityState::applySnapshot(const AccountSnapshot& snapshot) {
     if (snapshot.accountHash != knownAccountHash) {
-        change().tokens = {};
-        change().history.clear();
+        context.change().tokens = {};
+        context.change().history.clear();
     }
     if (lastGood) // the reading before has lasted until this one
         automaticReloads = 0;
@@ -132,15 +132,15 @@ void UtilityState::applySnapshot(const AccountSnapshot& snapshot) {
     failures = 0;
     nextAccountRefresh.set(snapshot.observedAt, refreshInterval);
 
-    advanceClock(); // a reading that lies ahead of the clock on show would not be seen
-    change().quota = snapshot.quota;
+    context.advanceClock(); // a reading that lies ahead of the clock on show would not be seen
+    context.change().quota = snapshot.quota;
     if (snapshot.quota && snapshot.accountHash)
-        change().history = services.historyStore.record(*snapshot.quota, *snapshot.accountHash,
-                                                        snapshot.observedAt);
+        context.change().history = services.historyStore.record(
+            *snapshot.quota, *snapshot.accountHash, snapshot.observedAt);
     else
-        change().history.clear();
-    change().status = snapshot.quota ? liveStatus(snapshot.observedAt)
-                                     : std::string(StatusText::withoutAllowance);
+        context.change().history.clear();
+    context.change().status = snapshot.quota ? liveStatus(snapshot.observedAt)
+                                             : std::string(StatusText::withoutAllowance);
 }
 
 void UtilityState::applyAccountFailure(ConnectionIssue issue) {
@@ -148,28 +148,28 @@ void UtilityState::applyAccountFailure(ConnectionIssue issue) {
     nextAccountRefresh.set(published.now, retryDelay(failures));
     if (isIdentityIssue(issue) || !knownAccountHash)
         clearAccountData();
-    change().status =
+    context.change().status =
         published.quota && lastGood ? staleStatus(*lastGood, issue) : std::string(sentence(issue));
 }
 
 void UtilityState::applyActivityResult(std::int64_t token,
                                        const std::optional<std::string>& accountHash,
                                        const AccountService::ActivityOutcome& result) {
-    if (token != generation || stopped || published.maintenance || accountHash != knownAccountHash
+    if (token != generation || context.isPaused() || accountHash != knownAccountHash
         || reloadPendingSince)
         return;
-    nextTokenRefresh.set(services.clock(), activityInterval);
+    nextTokenRefresh.set(context.clock(), activityInterval);
     if (result)
-        change().tokens = *result;
+        context.change().tokens = *result;
     const bool hasLifetime = published.tokens.lifetime.has_value();
-    change().tokenStatus =
+    context.change().tokenStatus =
         result ? tokenStatusReceived(hasLifetime) : tokenStatusFailed(hasLifetime);
 }
 
 void UtilityState::finishAccountRefresh(std::int64_t token) {
-    if (token != generation || stopped)
+    if (token != generation || context.isStopped())
         return;
-    change().accountBusy = false;
+    context.change().accountBusy = false;
     if (std::exchange(refreshRequested, false)) {
         nextAccountRefresh.makeDue();
         tick();
@@ -179,17 +179,17 @@ void UtilityState::finishAccountRefresh(std::int64_t token) {
 // Starting over
 
 void UtilityState::reloadConnection() {
-    if (stopped || published.maintenance || published.loginPending || published.validatingHelper)
+    if (context.isPaused() || published.loginPending || published.validatingHelper)
         return;
     abandonAccountWork();
     resetAccountService();
     reloadPendingSince.reset();
-    change().status = published.quota ? StatusText::retrying : StatusText::reloading;
+    context.change().status = published.quota ? StatusText::retrying : StatusText::reloading;
     refreshNow();
 }
 
 void UtilityState::identityDidChange() {
-    if (stopped || published.maintenance)
+    if (context.isPaused())
         return;
     clearAccountData();
     if (published.loginPending)
@@ -207,7 +207,7 @@ void UtilityState::identityDidChange() {
 void UtilityState::reloadLater() {
     forgetReading();
     nextTokenRefresh.makeDue(); // it was forgotten too
-    if (std::exchange(reloadPendingSince, services.clock()))
+    if (std::exchange(reloadPendingSince, context.clock()))
         return;
     if (automaticReloads > 0)
         nextAccountRefresh.set(published.now, retryDelay(automaticReloads));
@@ -217,7 +217,7 @@ void UtilityState::reloadLater() {
 }
 
 void UtilityState::clearAccountData() {
-    UtilityFields& fields = change();
+    UtilityFields& fields = context.change();
     fields.quota.reset();
     fields.tokens = {};
     fields.tokenStatus = TokenStatusText::notYetReported;
@@ -230,19 +230,19 @@ void UtilityState::clearAccountData() {
 void UtilityState::forgetReading() {
     clearAccountData();
     if (describesReading(published.status))
-        change().status = StatusText::reloading;
+        context.change().status = StatusText::reloading;
 }
 
 /// Whatever the account service was asked for is given up: no answer to it is awaited any more, and
 /// none counts.
 void UtilityState::abandonAccountWork() {
     ++generation;
-    change().accountBusy = false;
+    context.change().accountBusy = false;
     if (std::exchange(refreshRequested, false))
         nextAccountRefresh.makeDue();
     if (published.validatingHelper) {
-        change().validatingHelper = false;
-        change().settingsStatus = SettingsText::helperRefused;
+        context.change().validatingHelper = false;
+        context.change().settingsStatus = SettingsText::helperRefused;
     }
 }
 

@@ -1,23 +1,11 @@
-#include "base/CanonicalPath.h"
 #include "base/Product.h"
 #include "state/UtilityState.h"
 
 #include <QUrl>
 
-#include <algorithm>
-
 namespace tallywick {
 
 namespace {
-
-/// Whether a listed volume is this one, and no link has taken its place.
-bool isStillMounted(const VolumeInfo& volume, const std::vector<VolumeInfo>& listed) {
-    return std::ranges::any_of(listed,
-                               [&](const VolumeInfo& other) {
-                                   return other.url == volume.url && other.name == volume.name;
-                               })
-           && isCanonicalPath(volume.url);
-}
 
 std::string percentEncoded(std::string_view text) {
     return QUrl::toPercentEncoding(
@@ -27,34 +15,9 @@ std::string percentEncoded(std::string_view text) {
 
 } // namespace
 
-void UtilityState::openVolume(const VolumeInfo& volume) {
-    if (stopped || published.maintenance)
-        return;
-    const auto answer =
-        onMainThread([this, volume](const std::vector<VolumeInfo>& listed, bool isMounted) {
-            volumesWereListedToOpen(volume, listed, isMounted);
-        });
-    // The volume is looked at where its disk may take its time.
-    services.hardwareService->volumes([answer, volume](const std::vector<VolumeInfo>& listed) {
-        answer(listed, isStillMounted(volume, listed));
-    });
-}
-
-void UtilityState::volumesWereListedToOpen(const VolumeInfo& volume,
-                                           const std::vector<VolumeInfo>& listed, bool isMounted) {
-    if (stopped || published.maintenance)
-        return;
-    if (!isMounted) {
-        change().settingsStatus = SettingsText::volumeGone;
-        applyVolumes(listed);
-    } else if (!services.workspace.openFolder(volume.url)) {
-        change().settingsStatus = SettingsText::folderFailed;
-    }
-}
-
 void UtilityState::openPage(std::string_view address) {
     if (!services.workspace.openAddress(std::string(address)))
-        change().settingsStatus = SettingsText::pageFailed;
+        context.change().settingsStatus = SettingsText::pageFailed;
 }
 
 void UtilityState::openHomePage() { openPage(OfficialLinks::homePage); }

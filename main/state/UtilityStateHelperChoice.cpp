@@ -6,30 +6,24 @@
 
 namespace tallywick {
 
-namespace {
-
-constexpr std::string_view helperKey = "codexPath";
-
-} // namespace
-
 HelperQuery UtilityState::helperQuery() const {
     if (services.namedHelper)
         return {services.namedHelper, true};
-    return {services.preferences.stringValue(helperKey), false};
+    return {choices.helper(), false};
 }
 
 void UtilityState::findHelpers(const HelperQuery& query,
                                std::function<void(const HelperDiscovery::Outcome&)> then) {
     services.helperDiscovery->find(
-        query, onMainThread([this, token = generation,
-                             then = std::move(then)](const HelperDiscovery::Outcome& found) {
-            if (token == generation && !stopped && !published.maintenance)
+        query, context.onMainThread([this, token = generation, then = std::move(then)](
+                                        const HelperDiscovery::Outcome& found) {
+            if (token == generation && !context.isStopped() && !published.maintenance)
                 then(found);
         }));
 }
 
 void UtilityState::chooseHelper() {
-    if (stopped || accountActionsBusy(published) || !services.openPanel)
+    if (context.isStopped() || accountActionsBusy(published) || !services.openPanel)
         return;
     const QPointer<UtilityState> self(this);
     const auto chosen = services.openPanel->chooseFile(
@@ -37,12 +31,12 @@ void UtilityState::chooseHelper() {
         "Select the native Codex helper or the app containing it. The helper must pass "
         "initialization before your saved selection changes.");
     // A refresh may have begun meanwhile: the check then comes after it.
-    if (!self || !chosen || stopped || published.validatingHelper || published.loginPending
-        || published.maintenance)
+    if (!self || !chosen || context.isStopped() || published.validatingHelper
+        || published.loginPending || published.maintenance)
         return;
-    change().validatingHelper = true;
-    change().settingsStatus = SettingsText::checkingHelper;
-    validationDeadline.set(services.clock(), AccountService::longestValidation);
+    context.change().validatingHelper = true;
+    context.change().settingsStatus = SettingsText::checkingHelper;
+    validationDeadline.set(context.clock(), AccountService::longestValidation);
     findHelpers({chosen, true},
                 [this](const HelperDiscovery::Outcome& found) { validateHelper(found); });
 }
@@ -50,41 +44,43 @@ void UtilityState::chooseHelper() {
 /// A file that cannot be looked at is no helper that completes anything.
 void UtilityState::validateHelper(const HelperDiscovery::Outcome& found) {
     if (!found || found->empty()) {
-        change().validatingHelper = false;
-        change().settingsStatus = found ? SettingsText::noHelperThere : SettingsText::helperRefused;
+        context.change().validatingHelper = false;
+        context.change().settingsStatus =
+            found ? SettingsText::noHelperThere : SettingsText::helperRefused;
         return;
     }
     const std::filesystem::path& helper = found->front();
-    account().validate(helper, onMainThread([this, token = generation, helper](bool valid) {
-                           helperWasValidated(token, helper, valid);
-                       }));
+    account().validate(helper, context.onMainThread([this, token = generation, helper](bool valid) {
+        helperWasValidated(token, helper, valid);
+    }));
 }
 
 void UtilityState::helperWasValidated(std::int64_t token, const std::filesystem::path& helper,
                                       bool valid) {
-    if (token != generation || stopped)
+    if (token != generation || context.isStopped())
         return;
-    change().validatingHelper = false;
+    context.change().validatingHelper = false;
     if (!valid) {
-        change().settingsStatus = SettingsText::helperRefused;
+        context.change().settingsStatus = SettingsText::helperRefused;
         return;
     }
-    services.preferences.setString(helperKey, helper.native());
+    choices.keepHelper(helper.native());
     services.namedHelper.reset();
     reconnect();
-    change().settingsStatus = SettingsText::helperSelected;
+    context.change().settingsStatus = SettingsText::helperSelected;
 }
 
 void UtilityState::useAutomaticDiscovery() {
-    if (stopped || accountActionsBusy(published))
+    if (context.isStopped() || accountActionsBusy(published))
         return;
-    services.preferences.remove(helperKey);
+    choices.forgetHelper();
     services.namedHelper.reset();
     reconnect();
-    change().settingsStatus.clear();
+    context.change().settingsStatus.clear();
     findHelpers(helperQuery(), [this](const HelperDiscovery::Outcome& found) {
-        change().settingsStatus = found && !found->empty() ? SettingsText::automaticDiscovery
-                                                           : SettingsText::notFoundAutomatically;
+        context.change().settingsStatus = found && !found->empty()
+                                              ? SettingsText::automaticDiscovery
+                                              : SettingsText::notFoundAutomatically;
     });
 }
 

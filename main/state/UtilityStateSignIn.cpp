@@ -12,14 +12,14 @@ constexpr double delayAfterCancel = 15;
 } // namespace
 
 void UtilityState::startSignIn() {
-    if (stopped || accountActionsBusy(published))
+    if (context.isStopped() || accountActionsBusy(published))
         return;
     ++generation;
     reloadPendingSince.reset(); // a sign-in reads the account anew by itself
-    loginDeadline.emplace().set(services.clock(), signInWindow);
-    change().loginPending = true;
-    change().status = StatusText::preparingSignIn;
-    change().settingsStatus = SettingsText::preparingSignIn;
+    loginDeadline.emplace().set(context.clock(), signInWindow);
+    context.change().loginPending = true;
+    context.change().status = StatusText::preparingSignIn;
+    context.change().settingsStatus = SettingsText::preparingSignIn;
     findHelpers(helperQuery(),
                 [this](const HelperDiscovery::Outcome& found) { signInWith(found); });
 }
@@ -31,19 +31,19 @@ void UtilityState::signInWith(const HelperDiscovery::Outcome& found) {
         return;
     }
     account().startLogin(
-        *found, onMainThread([this, token](const AccountService::LinkOutcome& result) {
+        *found, context.onMainThread([this, token](const AccountService::LinkOutcome& result) {
             signInDidStart(token, result);
         }),
-        onMainThread([this, token](bool success) { signInDidEnd(token, success); }));
+        context.onMainThread([this, token](bool success) { signInDidEnd(token, success); }));
 }
 
 void UtilityState::signInDidStart(std::int64_t token, const AccountService::LinkOutcome& result) {
-    if (token != generation || stopped || !published.loginPending)
+    if (token != generation || context.isStopped() || !published.loginPending)
         return;
     if (!result) {
         endSignIn();
-        change().status = sentence(result.error());
-        change().settingsStatus = sentence(result.error());
+        context.change().status = sentence(result.error());
+        context.change().settingsStatus = sentence(result.error());
         return;
     }
     const auto link = signInLink(*result);
@@ -51,30 +51,31 @@ void UtilityState::signInDidStart(std::int64_t token, const AccountService::Link
         cancelSignIn();
         return;
     }
-    change().status = StatusText::waitingForSignIn;
-    change().settingsStatus = SettingsText::waitingForSignIn;
+    context.change().status = StatusText::waitingForSignIn;
+    context.change().settingsStatus = SettingsText::waitingForSignIn;
     if (!services.workspace.openAddress(*link)) {
         cancelSignIn();
-        change().settingsStatus = SettingsText::browserFailed;
+        context.change().settingsStatus = SettingsText::browserFailed;
     }
 }
 
 void UtilityState::signInDidEnd(std::int64_t token, bool success) {
-    if (token != generation || stopped)
+    if (token != generation || context.isStopped())
         return;
     endSignIn();
-    change().settingsStatus = success ? SettingsText::signInCompleted : SettingsText::signInFailed;
+    context.change().settingsStatus =
+        success ? SettingsText::signInCompleted : SettingsText::signInFailed;
     refreshNow();
 }
 
 /// The reading that a completed sign-in has promised has come, or has failed.
 void UtilityState::endNoteOfReading() {
     if (published.settingsStatus == SettingsText::signInCompleted)
-        change().settingsStatus.clear();
+        context.change().settingsStatus.clear();
 }
 
 void UtilityState::endSignIn() {
-    change().loginPending = false;
+    context.change().loginPending = false;
     loginDeadline.reset();
 }
 
@@ -84,16 +85,16 @@ void UtilityState::cancelSignIn() {
     abandonAccountWork();
     endSignIn();
     account().cancelLogin();
-    change().status = StatusText::signInCancelled;
-    change().settingsStatus = StatusText::signInCancelled;
-    nextAccountRefresh.set(services.clock(), delayAfterCancel);
+    context.change().status = StatusText::signInCancelled;
+    context.change().settingsStatus = StatusText::signInCancelled;
+    nextAccountRefresh.set(context.clock(), delayAfterCancel);
 }
 
 void UtilityState::endOverdueSignIn() {
     if (!loginDeadline || !loginDeadline->hasPassed(published.now))
         return;
     cancelSignIn();
-    change().settingsStatus = SettingsText::signInTimedOut;
+    context.change().settingsStatus = SettingsText::signInTimedOut;
 }
 
 } // namespace tallywick

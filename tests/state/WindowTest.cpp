@@ -254,7 +254,6 @@ TEST_F(WindowTest, FollowsTheNumberOfVolumesUnlessTheUserIsAtIt) {
 
 TEST_F(WindowTest, IsLeftAloneWhenNothingChanges) {
     startWithWindow();
-    state->savePreferences();
     state->screenParametersDidChange();
     state->endResize();
     window.settle();

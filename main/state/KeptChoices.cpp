@@ -1,0 +1,92 @@
+#include "state/KeptChoices.h"
+
+#include <charconv>
+#include <cmath>
+#include <cstdint>
+#include <cstdlib>
+
+namespace tallywick {
+
+namespace {
+
+constexpr std::string_view miniKey = "mini";
+constexpr std::string_view lightKey = "light";
+constexpr std::string_view pinnedKey = "pinned";
+constexpr std::string_view widthKey = "resizableWidth";
+constexpr std::string_view heightKey = "resizableHeight";
+constexpr std::string_view positionKey = "CorvaneTallywickWindow"; // "x y" of the frame
+constexpr std::string_view helperKey = "codexPath";
+
+/// No desktop is larger: its coordinates have 16 bits.
+constexpr int farthestCoordinate = 32'767;
+
+std::optional<int> coordinate(std::string_view text) {
+    int value = 0;
+    const auto [rest, error] = std::from_chars(text.data(), text.data() + text.size(), value);
+    if (error != std::errc() || rest != text.data() + text.size()
+        || std::abs(std::int64_t{value}) > farthestCoordinate)
+        return std::nullopt;
+    return value;
+}
+
+std::optional<QPointF> positionFromText(std::string_view text) {
+    const std::size_t separator = text.find(' ');
+    if (separator == std::string_view::npos)
+        return std::nullopt;
+    const auto x = coordinate(text.substr(0, separator));
+    const auto y = coordinate(text.substr(separator + 1));
+    return x && y ? std::optional(QPointF(*x, *y)) : std::nullopt;
+}
+
+std::string textFromPosition(QPointF position) {
+    return std::to_string(std::lround(position.x())) + " "
+           + std::to_string(std::lround(position.y()));
+}
+
+} // namespace
+
+KeptChoices::Look KeptChoices::look() const {
+    const auto isSet = [this](std::string_view key) {
+        return preferences.boolValue(key).value_or(false);
+    };
+    return {isSet(miniKey), isSet(lightKey), isSet(pinnedKey)};
+}
+
+void KeptChoices::keepLook(const Look& look) {
+    const auto group = together();
+    preferences.setBool(miniKey, look.mini);
+    preferences.setBool(lightKey, look.light);
+    preferences.setBool(pinnedKey, look.pinned);
+}
+
+QSizeF KeptChoices::contentSize() const {
+    return {preferences.doubleValue(widthKey).value_or(0),
+            preferences.doubleValue(heightKey).value_or(0)};
+}
+
+void KeptChoices::keepContentSize(QSizeF size) {
+    const auto group = together();
+    preferences.setDouble(widthKey, size.width());
+    preferences.setDouble(heightKey, size.height());
+}
+
+std::optional<QPointF> KeptChoices::windowPosition() const {
+    const auto text = preferences.stringValue(positionKey);
+    return text ? positionFromText(*text) : std::nullopt;
+}
+
+void KeptChoices::keepWindowPosition(QPointF position) {
+    const std::string text = textFromPosition(position);
+    if (preferences.stringValue(positionKey) != text)
+        preferences.setString(positionKey, text);
+}
+
+std::optional<std::string> KeptChoices::helper() const {
+    return preferences.stringValue(helperKey);
+}
+
+void KeptChoices::keepHelper(const std::string& path) { preferences.setString(helperKey, path); }
+
+void KeptChoices::forgetHelper() { preferences.remove(helperKey); }
+
+} // namespace tallywick
