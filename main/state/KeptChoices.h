@@ -1,6 +1,6 @@
 #pragma once
 
-#include "platform/Preferences.h"
+#include "platform/files/Preferences.h"
 
 #include <QPointF>
 #include <QSizeF>

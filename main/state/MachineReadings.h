@@ -1,7 +1,7 @@
 #pragma once
 
 #include "hardware/HardwareService.h"
-#include "platform/Workspace.h"
+#include "platform/desktop/Workspace.h"
 #include "state/DueTime.h"
 #include "state/StateContext.h"
 
