@@ -1,5 +1,6 @@
 #include "platform/bundle/CodeSignature.h"
 
+#include "base/Ed25519.h"
 #include "base/Sha256.h"
 #include "support/SampleBundle.h"
 
@@ -82,6 +83,83 @@ TEST(BundleSeal, isNotMadeForWhatCannotBeSealed) {
     EXPECT_FALSE(canBeSealed("touch $(seq " + std::to_string(more + 1) + ")"));
     EXPECT_TRUE(canBeSealed("mkdir -p 1/2/3/4/5/6/7/8; touch 1/2/3/4/5/6/7/8/file"));
     EXPECT_FALSE(canBeSealed("mkdir -p 1/2/3/4/5/6/7/8/9; touch 1/2/3/4/5/6/7/8/9/file"));
+}
+
+/// Puts a signature into the seal of a bundle; null for none.
+void putSignature(const fs::path& bundle, const Json& signature) {
+    testing::writeAll(bundle / sealPath, writePropertyList({{"files", *sealedFiles(bundle)},
+                                                            {"signature", signature}}));
+}
+
+TEST(CodeSignature, ofAReleaseIsMadeWithOneOfTheMakersKeys) {
+    const TemporaryFolder folder;
+    const fs::path bundle = makeSampleBundle(folder.path());
+    const SigningKey first = SigningKey::make(), second = SigningKey::make();
+    const std::string keys[] = {first.publicKey(), second.publicKey()};
+    const auto makers = releaseCodeSignature(std::array<std::string_view, 2>{keys[0], keys[1]});
+    const auto withoutKeys = releaseCodeSignature(std::span<const std::string_view>());
+
+    const std::string text = signedText(*sealedFiles(bundle));
+    const auto changed = [&](const std::string& part, const std::string& by) {
+        std::string other = text;
+        return first.sign(other.replace(text.find(part), part.size(), by));
+    };
+    const std::string signature = first.sign(text);
+    std::string capitals = signature;
+    std::ranges::transform(capitals, capitals.begin(), ::toupper);
+    const struct {
+        const char* what;
+        Json signature;
+        bool isTheMakers;
+    } rows[] = {
+        {"the first key", signature, true},
+        {"the second key", second.sign(text), true},
+        {"a stranger's key", SigningKey::make().sign(text), false},
+        {"no signature", nullptr, false},
+        {"of another kind", true, false},
+        {"without its last digit", signature.substr(0, 127), false},
+        {"with a digit more", signature + '0', false},
+        {"empty", "", false},
+        {"no digits", std::string(128, 'x'), false},
+        {"another way to write it", capitals, false},
+        {"another signature", first.sign(text + text), false},
+        {"of another product", changed(Product::bundleIdentifier, "com.corvane.other"), false},
+        {"of something else", changed("Tallywick seal", "Tallywick feed"), false},
+        {"of another file", changed(sha256Hex("a logo"), sha256Hex("another")), false},
+        {"of a file elsewhere", changed("corvane-logo", "corvane-Logo"), false},
+    };
+    for (const auto& row : rows) {
+        putSignature(bundle, row.signature);
+        EXPECT_EQ(makers->isValid(bundle), row.isTheMakers) << row.what;
+        EXPECT_TRUE(withoutKeys->isValid(bundle) && isValid(bundle)) << row.what;
+    }
+
+    ASSERT_TRUE(sealBundle(bundle, &second));
+    EXPECT_TRUE(makers->isValid(bundle));
+    runIn(bundle, "printf 'A logo' > Contents/Resources/corvane-logo.png");
+    EXPECT_FALSE(makers->isValid(bundle)) << "changed after it was signed";
+    putSignature(bundle, second.sign(text));
+    EXPECT_TRUE(withoutKeys->isValid(bundle));
+    EXPECT_FALSE(makers->isValid(bundle)) << "and sealed anew";
+}
+
+TEST(CodeSignature, canBeMadeAndCheckedWithCommonTools) {
+    const TemporaryFolder folder;
+    const fs::path bundle = makeSampleBundle(folder.path());
+    runIn(folder.path(), R"(
+        digits() { od -An -v -tx1 | tr -d ' \n'; }
+        openssl genpkey -algorithm ed25519 -out key.pem
+        openssl pkey -in key.pem -pubout -outform DER | tail -c 32 | digits >key
+        (cd *.app
+        printf 'Tallywick seal, version 1\0com.corvane.tallywick\0'
+        find * -type f ! -name CodeResources -print0 | LC_ALL=C sort -z | xargs -0 sha256sum -z) >text
+        openssl pkeyutl -sign -rawin -inkey key.pem -in text | digits >signature)");
+    const std::string key = testing::readAll(folder / "key");
+    putSignature(bundle, testing::readAll(folder / "signature"));
+    const auto ofKey = releaseCodeSignature(std::array<std::string_view, 1>{key});
+    EXPECT_TRUE(ofKey->isValid(bundle));
+    putSignature(bundle, SigningKey::make().sign(testing::readAll(folder / "text")));
+    EXPECT_FALSE(ofKey->isValid(bundle));
 }
 
 } // namespace

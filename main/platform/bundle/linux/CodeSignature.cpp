@@ -1,6 +1,8 @@
 #include "platform/bundle/linux/CodeSignature.h"
 
 #include "base/CanonicalPath.h"
+#include "base/Ed25519.h"
+#include "base/Product.h"
 #include "base/PropertyList.h"
 #include "base/Sha256.h"
 #include "platform/bundle/CodeSignature.h"
@@ -11,10 +13,12 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
 #include <fstream>
 #include <string_view>
 #include <system_error>
+#include <vector>
 
 namespace tallywick {
 
@@ -23,6 +27,9 @@ namespace fs = std::filesystem;
 namespace {
 
 constexpr std::string_view filesKey = "files";
+constexpr std::string_view signatureKey = "signature";
+/// Begins what is signed, so that the signature of anything else is none of a seal.
+constexpr std::string_view signedContext = "Tallywick seal, version 1";
 
 /// The digest of a regular file of at most `allowance` bytes, which is lowered by the file's size.
 std::optional<std::string> fileDigest(const fs::path& path, std::uintmax_t& allowance) {
@@ -56,12 +63,24 @@ bool isSealableFolder(const fs::path& folder, int depth) {
 
 class SealCheck final : public CodeSignature {
   public:
-    bool isValid(const std::filesystem::path& bundle) const override {
+    explicit SealCheck(std::span<const std::string_view> makerKeys)
+        : keys(makerKeys.begin(), makerKeys.end()) {}
+
+    bool isValid(const fs::path& bundle) const override {
         if (!isCanonicalPath(bundle))
             return false;
-        const auto sealed = readSeal(bundle);
-        return sealed && sealedFiles(bundle) == sealed;
+        const auto seal = readSeal(bundle);
+        return seal && sealedFiles(bundle) == seal->files && (keys.empty() || isSigned(*seal));
     }
+
+  private:
+    bool isSigned(const Seal& seal) const {
+        return seal.signature && std::ranges::any_of(keys, [&](const std::string& key) {
+                   return isSignedWith(key, signedText(seal.files), *seal.signature);
+               });
+    }
+
+    const std::vector<std::string> keys;
 };
 
 } // namespace
@@ -97,36 +116,56 @@ std::optional<SealedFiles> sealedFiles(const fs::path& bundle) {
     return files;
 }
 
-std::optional<SealedFiles> readSeal(const fs::path& bundle) {
+std::optional<Seal> readSeal(const fs::path& bundle) {
     const auto text =
         readRegularFile(standardisedPath(bundle) / sealPath, maximumPropertyListBytes);
-    const auto seal = text ? parsePropertyList(*text) : std::nullopt;
-    const Json* const listed = seal ? objectMember(*seal, filesKey) : nullptr;
+    const auto list = text ? parsePropertyList(*text) : std::nullopt;
+    const Json* const listed = list ? objectMember(*list, filesKey) : nullptr;
     if (!listed)
         return std::nullopt;
-    SealedFiles files;
+    Seal seal;
     for (const auto& [path, digest] : listed->items()) {
         const auto* const digits = digest.get_ptr<const std::string*>();
         if (!digits)
             return std::nullopt;
-        files.emplace(path, *digits);
+        seal.files.emplace(path, *digits);
     }
-    return files;
+    if (const std::string* const signature = stringMember(*list, signatureKey))
+        seal.signature = *signature;
+    return seal;
 }
 
-bool sealBundle(const fs::path& bundle) {
+std::string signedText(const SealedFiles& files) {
+    constexpr char end = '\0';
+    std::string text = std::string(signedContext) + end + Product::bundleIdentifier + end;
+    for (const auto& [path, digest] : files)
+        text.append(digest).append("  ").append(path) += end;
+    return text;
+}
+
+bool sealBundle(const fs::path& bundle, const SigningKey* key) {
     const auto files = sealedFiles(bundle);
     if (!files)
         return false;
-    const fs::path seal = standardisedPath(bundle) / sealPath;
+    Json list{{filesKey, *files}};
+    if (key)
+        list[std::string(signatureKey)] = key->sign(signedText(*files));
+    const fs::path place = standardisedPath(bundle) / sealPath;
     std::error_code error;
-    fs::create_directories(seal.parent_path(), error);
-    std::ofstream stream(seal, std::ios::binary | std::ios::trunc);
-    stream << writePropertyList({{filesKey, *files}});
+    fs::create_directories(place.parent_path(), error);
+    std::ofstream stream(place, std::ios::binary | std::ios::trunc);
+    stream << writePropertyList(list);
     stream.close();
-    return stream && readSeal(bundle) == files;
+    const auto seal = stream ? readSeal(bundle) : std::nullopt;
+    return seal && seal->files == files && seal->signature.has_value() == (key != nullptr);
 }
 
-std::unique_ptr<CodeSignature> systemCodeSignature() { return std::make_unique<SealCheck>(); }
+std::unique_ptr<CodeSignature> systemCodeSignature() {
+    return std::make_unique<SealCheck>(std::span<const std::string_view>());
+}
+
+std::unique_ptr<CodeSignature> releaseCodeSignature(std::span<const std::string_view> makerKeys) {
+    return std::make_unique<SealCheck>(makerKeys);
+}
 
 } // namespace tallywick

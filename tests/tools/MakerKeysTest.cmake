@@ -1,0 +1,31 @@
+# Configures with one value of TALLYWICK_MAKER_KEYS after another: a key that is none would make a
+# build that takes no release.
+string(REPEAT "0123456789abcdef" 4 key)
+string(TOUPPER "${key}" capitals)
+string(SUBSTRING "${key}" 1 -1 short)
+
+# configuring(<outcome> <value> <what>)
+function(configuring outcome value what)
+  execute_process(COMMAND "${CMAKE_COMMAND}" "-DTALLYWICK_MAKER_KEYS=${value}" -P "${SCRIPT}"
+    RESULT_VARIABLE status ERROR_QUIET)
+  if(status EQUAL 0)
+    set(found works)
+  else()
+    set(found fails)
+  endif()
+  if(NOT found STREQUAL outcome)
+    message(SEND_ERROR "configuring with ${what} ${found}")
+  endif()
+endfunction()
+
+configuring(works "" "no key")
+configuring(works "${key}" "a key")
+configuring(works "${key};${key}" "two keys")
+configuring(fails "${key};${key};${key}" "three keys")
+configuring(fails "${key};" "an empty key")
+configuring(fails "${capitals}" "a key in capitals")
+configuring(fails "${short}" "a key that lacks a digit")
+configuring(fails "${key}0" "a key with a digit more")
+configuring(fails "${short}g" "a key with a letter that is no digit")
+configuring(fails "${short} " "a key with a blank")
+configuring(fails "${key} ${key}" "two keys with a blank between them")
