@@ -7,8 +7,12 @@
 /// and looks at what it has left.
 namespace tallywick::ArchiveExtraction {
 
-/// Whether the library that inflates archives is installed.
+/// Whether the library that inflates archives is installed. Waits for the disk.
 bool isPossible();
+
+/// What the user is to install where it is not.
+inline constexpr std::string_view missingLibrary =
+    "libarchive (on Debian the package libarchive13)";
 
 /// What the process writes to its standard output when all has been unpacked.
 inline constexpr std::string_view doneText = "unpacked";

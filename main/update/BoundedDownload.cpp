@@ -2,52 +2,12 @@
 
 #include "base/Mutex.h"
 #include "update/DownloadConnection.h"
+#include "update/UpdateThreads.h"
 
-#include <QDeadlineTimer>
-#include <QThread>
-
-#include <algorithm>
+#include <future>
 #include <utility>
-#include <vector>
 
 namespace tallywick {
-
-namespace {
-
-/// The threads of all downloads, each kept until it has ended.
-class DownloadThreads {
-  public:
-    void add(std::unique_ptr<QThread> thread) EXCLUDES(mutex) {
-        MutexLock lock(mutex);
-        std::erase_if(threads, [](const auto& earlier) { return earlier->isFinished(); });
-        threads.push_back(std::move(thread));
-    }
-
-    bool wait(QDeadlineTimer deadline) EXCLUDES(mutex) {
-        std::vector<std::unique_ptr<QThread>> ending;
-        {
-            MutexLock lock(mutex);
-            ending.swap(threads);
-        }
-        std::erase_if(ending, [&](const auto& thread) { return thread->wait(deadline); });
-        const bool allEnded = ending.empty();
-        MutexLock lock(mutex);
-        std::ranges::move(ending, std::back_inserter(threads));
-        return allEnded;
-    }
-
-  private:
-    Mutex mutex;
-    std::vector<std::unique_ptr<QThread>> threads GUARDED_BY(mutex);
-};
-
-/// Never destroyed: a thread that still runs when the program ends must find what it uses.
-DownloadThreads& downloadThreads() {
-    static auto& threads = *new DownloadThreads;
-    return threads;
-}
-
-} // namespace
 
 /// What a download shares with its thread.
 struct BoundedDownload::Control {
@@ -122,16 +82,10 @@ BoundedDownload::start(DownloadRequest request, Callbacks callbacks) {
             return tl::unexpected(UpdateFailure::disk);
     }
     auto control = std::make_shared<Control>();
-    auto work = std::make_unique<Work>(
+    auto work = std::make_shared<Work>(
         Work{std::move(request), std::move(callbacks), std::move(file), control});
-    // The thread's object outlives the thread; the work does not.
-    std::unique_ptr<QThread> thread(QThread::create(
-        [held = std::move(work)]() mutable { std::exchange(held, nullptr)->run(); }));
-    thread->setObjectName(QStringLiteral("download"));
-    thread->start();
-    if (!thread->isRunning() && !thread->isFinished()) // the system has no thread left
+    if (!startUpdateThread("download", [work = std::move(work)] { work->run(); }))
         return tl::unexpected(UpdateFailure::offline);
-    downloadThreads().add(std::move(thread));
     return std::unique_ptr<BoundedDownload>(new BoundedDownload(std::move(control)));
 }
 
@@ -141,8 +95,23 @@ BoundedDownload::~BoundedDownload() { cancel(); }
 
 void BoundedDownload::cancel() { control->cancel(); }
 
-bool waitForDownloads(std::chrono::milliseconds limit) {
-    return downloadThreads().wait(QDeadlineTimer(limit));
+BoundedDownload::Result fetchBounded(const DownloadRequest& request,
+                                     std::function<void(std::int64_t)> progress,
+                                     CancellationFlag& flag) {
+    const auto ended = std::make_shared<std::promise<BoundedDownload::Result>>();
+    auto started =
+        BoundedDownload::start(request, {.progress = std::move(progress),
+                                         .completion = [ended](BoundedDownload::Result result) {
+                                             ended->set_value(std::move(result));
+                                         }});
+    if (!started)
+        return tl::unexpected(started.error());
+    const std::shared_ptr<BoundedDownload> running = std::move(*started);
+    flag.whenCancelled([download = std::weak_ptr(running)] {
+        if (const auto stillRunning = download.lock())
+            stillRunning->cancel();
+    });
+    return ended->get_future().get();
 }
 
 } // namespace tallywick

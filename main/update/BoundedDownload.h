@@ -1,5 +1,6 @@
 #pragma once
 
+#include "update/CancellationFlag.h"
 #include "update/UpdateFailure.h"
 
 #include <tl/expected.hpp>
@@ -76,8 +77,10 @@ class BoundedDownload {
     std::shared_ptr<Control> control;
 };
 
-/// Waits until the threads of all downloads have ended. False when `limit` passed first. For the
-/// end of the program, after the downloads were cancelled.
-bool waitForDownloads(std::chrono::milliseconds limit);
+/// Downloads and waits for the end, on a thread that may wait so long. It ends as `cancelled` when
+/// `flag` is cancelled.
+BoundedDownload::Result fetchBounded(const DownloadRequest& request,
+                                     std::function<void(std::int64_t)> progress,
+                                     CancellationFlag& flag);
 
 } // namespace tallywick

@@ -62,12 +62,15 @@ tl::expected<void, UpdateFailure> UpdateCache::clear() const {
 }
 
 void UpdateCache::purgeStaleItems(Timestamp now) const {
-    if (!isCanonicalPath(cacheFolder) || isPreparedAppRunning())
-        return;
-    for (const fs::path& item : items()) {
+    std::vector<fs::path> stale = items();
+    std::erase_if(stale, [&](const fs::path& item) {
         const auto version = fileVersion(item);
-        if (!version || now - static_cast<double>(version->modified) / nanoseconds <= staleAfter)
-            continue;
+        return !version || now - static_cast<double>(version->modified) / nanoseconds <= staleAfter;
+    });
+    // Most often there is nothing to look for.
+    if (stale.empty() || !isCanonicalPath(cacheFolder) || isPreparedAppRunning())
+        return;
+    for (const fs::path& item : stale) {
         std::error_code ignored;
         fs::remove_all(item, ignored);
     }

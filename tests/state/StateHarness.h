@@ -36,6 +36,12 @@ struct FakeWorkspace : Workspace {
         return works;
     }
     bool openFolder(const std::filesystem::path& folder) override { return openAddress(folder); }
+    void revealItem(const std::filesystem::path& item) override {
+        opened = "around " + item.string();
+    }
+    bool openApplication(const std::filesystem::path& bundle) override {
+        return openAddress(bundle);
+    }
     void copyText(const std::string& text) override { clipboard = text; }
 };
 

@@ -1,6 +1,7 @@
 #include "update/BoundedDownload.h"
 #include "support/PrivateBus.h"
 #include "update/HttpsServer.h"
+#include "update/UpdateThreads.h"
 
 #include <gtest/gtest.h>
 
@@ -46,7 +47,7 @@ class FirstEventLoop : public ::testing::EmptyTestEventListener {
 
 class BoundedDownloadTest : public ::testing::Test {
   protected:
-    void TearDown() override { EXPECT_TRUE(waitForDownloads(60s)); }
+    void TearDown() override { EXPECT_TRUE(waitForUpdateThreads(60s)); }
 
     DownloadRequest request(const HttpsServer& server, std::int64_t maximum) const {
         return {.url = url,
@@ -75,7 +76,7 @@ class BoundedDownloadTest : public ::testing::Test {
             return "at once: " + std::string(name(download.error()));
         if (meanwhile)
             meanwhile(**download);
-        EXPECT_TRUE(waitForDownloads(60s));
+        EXPECT_TRUE(waitForUpdateThreads(60s));
         EXPECT_EQ(completions, 1);
         return outcome;
     }
@@ -284,7 +285,7 @@ TEST_F(BoundedDownloadTest, isCancelledInItsCallbacksAndWhenItIsLetGo) {
                  }});
     ASSERT_TRUE(finishing);
     ended.set_value(finishing->get());
-    EXPECT_TRUE(waitForDownloads(60s));
+    EXPECT_TRUE(waitForUpdateThreads(60s));
     (*finishing)->cancel();
     finishing->reset();
     ASSERT_EQ(results.size(), 1U);
@@ -299,10 +300,32 @@ TEST_F(BoundedDownloadTest, isCancelledInItsCallbacksAndWhenItIsLetGo) {
         wanted, {.progress = {}, .completion = [&](BoundedDownload::Result result) {
                      results.push_back(std::move(result));
                  }}));
-    EXPECT_TRUE(waitForDownloads(60s));
+    EXPECT_TRUE(waitForUpdateThreads(60s));
     ASSERT_EQ(results.size(), 1U);
     EXPECT_EQ(results[0].error(), UpdateFailure::cancelled);
     EXPECT_FALSE(fs::exists(file()));
+}
+
+TEST_F(BoundedDownloadTest, canBeWaitedForUntilItIsCancelled) {
+    const HttpsServer server(certificates.server("maker"), {.pieces = {answer("body")}});
+    CancellationFlag flag;
+    std::int64_t reported = 0;
+    EXPECT_EQ(fetchBounded(
+                  request(server, 8), [&](std::int64_t bytes) { reported = bytes; }, flag),
+              "body");
+    EXPECT_EQ(reported, 4);
+
+    const HttpsServer silent(certificates.server("maker"), {});
+    const DownloadRequest wanted = request(silent, 8);
+    std::thread cancelling([&] {
+        while (silent.requests().empty())
+            std::this_thread::yield();
+        flag.cancel();
+    });
+    const tl::unexpected cancelled(UpdateFailure::cancelled);
+    EXPECT_EQ(fetchBounded(wanted, {}, flag), cancelled);
+    cancelling.join();
+    EXPECT_EQ(fetchBounded(wanted, {}, flag), cancelled) << "before it has begun";
 }
 
 TEST_F(BoundedDownloadTest, createsNothingBehindALink) {
@@ -349,7 +372,7 @@ TEST(DownloadThroughAProxy, asksTheOneThatTheUserHasSet) {
         const auto download = BoundedDownload::start(
             {.url = url, .maximum = 8, .wholeLimit = 60s},
             {.progress = {}, .completion = [&](BoundedDownload::Result ended) { result = ended; }});
-        ASSERT_TRUE(waitForDownloads(60s));
+        ASSERT_TRUE(waitForUpdateThreads(60s));
         ASSERT_FALSE(result);
         EXPECT_EQ(result.error(), UpdateFailure::offline);
         ASSERT_EQ(proxy.requests().size(), 1U);

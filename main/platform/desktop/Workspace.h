@@ -18,6 +18,14 @@ class Workspace {
     /// Shows a folder in the file browser. False when that is not possible.
     [[nodiscard]] virtual bool openFolder(const std::filesystem::path& folder) = 0;
 
+    /// Shows a file or folder, selected among its neighbours, in the file browser; where that
+    /// cannot select, the folder around it.
+    virtual void revealItem(const std::filesystem::path& item) = 0;
+
+    /// Starts the application of a bundle, which outlives this program. False when that is not
+    /// possible.
+    [[nodiscard]] virtual bool openApplication(const std::filesystem::path& bundle) = 0;
+
     /// Replaces the content of the clipboard by a text.
     virtual void copyText(const std::string& text) = 0;
 };
