@@ -1,6 +1,8 @@
 #include "codex/AccountAnswers.h"
 
 #include "base/Sha256.h"
+#include "codex/ConnectionIssue.h"
+#include "codex/HelperProtocol.h"
 
 #include <QLatin1String>
 #include <QString>
@@ -11,6 +13,7 @@
 #include <charconv>
 #include <chrono>
 #include <cstdint>
+#include <utility>
 
 namespace tallywick {
 
@@ -24,6 +27,16 @@ std::optional<std::string> nonEmptyString(const Json& object, std::string_view n
 }
 
 } // namespace
+
+const Json& signedInAccount(const Json& result) {
+    const Json* account = objectMember(result, "account");
+    if (!account && boolMember(result, "requiresOpenaiAuth") != false)
+        throw ConnectionIssue::signedOut;
+    const std::string* type = account ? stringMember(*account, "type") : nullptr;
+    if (!type || *type != managedAccount)
+        throw ConnectionIssue::unsupportedAccount;
+    return *account;
+}
 
 std::optional<std::string> accountIdentity(const Json& account, const Json& allowance) {
     std::optional<std::string> identity = nonEmptyString(allowance, "accountId");
@@ -213,6 +226,15 @@ std::optional<std::string> signInLink(std::string_view text) {
     if (!QUrl(QString::fromStdString(link), QUrl::StrictMode).isValid())
         return std::nullopt;
     return link;
+}
+
+std::optional<SignInStart> signInStart(const Json& result) {
+    const std::string* id = stringMember(result, "loginId");
+    const std::string* address = stringMember(result, "authUrl");
+    auto link = address ? signInLink(*address) : std::nullopt;
+    if (!isLoginId(id) || !link)
+        return std::nullopt;
+    return SignInStart{*id, std::move(*link)};
 }
 
 } // namespace tallywick

@@ -11,6 +11,10 @@
 
 namespace tallywick {
 
+/// The account in the result of "account/read". Throws a `ConnectionIssue` when nobody is signed
+/// in, or with something that has no weekly allowance.
+const Json& signedInAccount(const Json& result);
+
 /// What tells one account from another, in clear: the account id of the allowance result, else the
 /// account's e-mail address in lower case; with the workspace when there is one. Absent when the
 /// helper reports neither. Only its hash is kept.
@@ -66,5 +70,14 @@ inline constexpr std::size_t maximumSignInLinkBytes = 8192;
 /// valid ASCII URL (RFC 3986) that begins with "https://" and one of the account provider's two
 /// sign-in hosts, without user, password, port or fragment, not even an empty one.
 std::optional<std::string> signInLink(std::string_view text);
+
+/// A browser sign-in that a helper has begun.
+struct SignInStart {
+    std::string id;   ///< by which the helper reports its end
+    std::string link; ///< that is opened in the browser; `signInLink` has checked it
+};
+
+/// Reads the result of "account/login/start". Absent when it cannot be trusted.
+std::optional<SignInStart> signInStart(const Json& result);
 
 } // namespace tallywick

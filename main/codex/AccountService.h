@@ -1,18 +1,15 @@
 #pragma once
 
 #include "base/Json.h"
-#include "base/Mutex.h"
 #include "base/SerialQueue.h"
-#include "base/ThreadAnnotations.h"
 #include "base/Time.h"
 #include "codex/AccountAnswers.h"
-#include "codex/AccountTransport.h"
 #include "codex/ConnectionIssue.h"
-#include "codex/HelperLauncher.h"
+#include "codex/HelperDiscovery.h"
+#include "codex/HelperSlots.h"
 
 #include <tl/expected.hpp>
 
-#include <cstddef>
 #include <cstdint>
 #include <filesystem>
 #include <functional>
@@ -46,10 +43,9 @@ struct AccountSnapshot {
 /// the service, since work that is under way keeps the service alive.
 class AccountService : public std::enable_shared_from_this<AccountService> {
   public:
-    /// Helper executables in the order in which they are tried. At most the first
-    /// `maximumCandidates` are.
+    /// Helper executables in the order in which they are tried. At most the first `maximumHelpers`
+    /// are.
     using Candidates = std::vector<std::filesystem::path>;
-    static constexpr std::size_t maximumCandidates = 3;
     /// How often account and allowance are read at most before one reading fails: what a report of
     /// the helper crosses may belong to two accounts, and is read again.
     static constexpr int maximumReadings = 3;
@@ -62,7 +58,7 @@ class AccountService : public std::enable_shared_from_this<AccountService> {
     /// All candidates are started, account and allowance read; to recover the session all of that
     /// again, and one reading more; then usage and account for the token activity.
     static constexpr double longestRefresh =
-        2 * maximumCandidates * longestStart + (3 * maximumReadings * 2 + 2) * longestRequest;
+        2 * maximumHelpers * longestStart + (3 * maximumReadings * 2 + 2) * longestRequest;
     /// It may stand behind one refresh.
     static constexpr double longestValidation = longestRefresh + longestStart;
 
@@ -130,22 +126,16 @@ class AccountService : public std::enable_shared_from_this<AccountService> {
     void stop();
 
   private:
-    using Transport = std::shared_ptr<AccountTransport>;
+    using Transport = HelperSlots::Transport;
+    using Epoch = HelperSlots::Epoch;
+    using Slot = HelperSlots::Slot;
+    /// What a step of an operation gave, or the issue behind what it threw.
+    template <typename Result>
+    using Attempt = tl::expected<Result, ConnectionIssue>;
 
-    /// What a slot holds: nothing, or one helper process and all that is true of that process only.
-    struct Helper {
-        Transport transport;     ///< null: the slot is empty
-        std::int64_t number = 0; ///< from 1 on, another for each process: whose an event is
-        bool published = false;  ///< a snapshot was made of it since it last reported a change
-    };
-    struct Login {
-        std::weak_ptr<AccountTransport> helper;
-        std::string id;
-        std::function<void(bool success)> finished;
-    };
     /// What an operation was asked for with. It is current as long as `epoch` is.
     struct Operation {
-        std::int64_t epoch;
+        Epoch epoch;
         Candidates candidates;
     };
     struct Poll {
@@ -154,86 +144,81 @@ class AccountService : public std::enable_shared_from_this<AccountService> {
         bool includeActivity;
         RefreshCallbacks callbacks;
     };
-    struct AccountReading {
+    /// For what requests to one helper are made.
+    struct Inquiry {
         Transport helper;
-        std::int64_t revision; ///< of the helper when the reading began
+        Epoch epoch;
+        /// Of the helper when the inquiry began: one that reports its account later crosses it.
+        /// Absent where reports do not matter.
+        std::optional<std::int64_t> revision;
+
+        bool isCrossed() const { return revision && helper->revision() != *revision; }
+    };
+    struct AccountReading {
+        Inquiry inquiry;
         Json account;
         AccountSnapshot snapshot;
+    };
+    /// A browser sign-in. It is over with its helper.
+    struct Login {
+        std::weak_ptr<AccountTransport> helper;
+        std::string id;
+        std::function<void(bool success)> finished;
     };
 
     explicit AccountService(Environment given);
 
     void enqueue(std::function<void(AccountService&)> body);
-    void supersede(bool forGood) EXCLUDES(lock);
-
-    std::int64_t currentEpoch() EXCLUDES(lock);
-    bool isCurrentLocked(std::int64_t startEpoch) const REQUIRES(lock);
-    bool isCurrent(std::int64_t startEpoch) EXCLUDES(lock);
-    /// Throws `stopped` when the operation is not current any more.
-    void requireCurrent(std::int64_t startEpoch) EXCLUDES(lock);
-
-    // A slot is `bridge` or `probe`.
-    /// Puts a helper into the slot. One whose operation is not current is closed instead, and
-    /// `stopped` thrown.
-    void store(Helper AccountService::*slot, const Helper& helper, std::int64_t startEpoch)
-        EXCLUDES(lock);
-    /// Empties the slot and closes what was in it.
-    void close(Helper AccountService::*slot) EXCLUDES(lock);
-    /// Closes the bridge when the issue says that it is at fault.
-    void closeIfAtFault(ConnectionIssue issue) EXCLUDES(lock);
-    Transport currentBridge() EXCLUDES(lock);
-    bool isBridge(std::int64_t helperNumber) EXCLUDES(lock);
 
     // The steps of an operation throw a `ConnectionIssue` or what the transport throws.
-    Transport ensureBridge(const Operation& operation) REQUIRES(queue);
-    Transport startBridge(const std::filesystem::path& executable, std::int64_t startEpoch)
+    template <typename Result, typename... Parameters, typename... Arguments>
+    Attempt<Result> attempt(Result (AccountService::*step)(Parameters...), Arguments&&... arguments)
         REQUIRES(queue);
-    /// A helper that runs. The wait for it ends when the operation is not current any more.
-    Transport launch(const std::filesystem::path& executable, BridgeEventHandler onEvent,
-                     std::int64_t startEpoch) EXCLUDES(lock);
-    Json ask(AccountTransport& helper, const std::string& method, const Json& params,
-             std::int64_t startEpoch);
-    AccountReading readAccount(const Transport& helper, std::int64_t startEpoch, bool refreshToken)
-        REQUIRES(queue);
-    /// One attempt. Absent when a report of the helper crossed it.
-    std::optional<AccountReading> tryReading(const Transport& helper, std::int64_t startEpoch,
-                                             bool refreshToken) REQUIRES(queue);
-    /// From here on a report of the helper ends the reading. False when one has come already.
-    bool publish(const AccountReading& reading) EXCLUDES(lock);
-    AccountReading readWithRecovery(const Operation& operation) REQUIRES(queue);
-    AccountReading recoverSession(const Operation& operation, const Transport& failedHelper,
-                                  ConnectionIssue issue) REQUIRES(queue);
-    TokenActivity readActivity(const AccountReading& reading, std::int64_t startEpoch)
-        REQUIRES(queue);
-    std::string beginLogin(const Operation& operation, std::function<void(bool)> onFinished)
+    /// One request. Absent when a report of the helper has crossed the inquiry. Throws `stopped`
+    /// when the operation is not current any more.
+    std::optional<Json> ask(const Inquiry& inquiry, const char* method, const Json& params)
         REQUIRES(queue);
 
+    Transport ensureBridge(const Operation& operation) REQUIRES(queue);
+    Transport startBridge(const std::filesystem::path& executable, Epoch epoch) REQUIRES(queue);
+    Transport startProbe(const std::filesystem::path& executable, Epoch epoch) REQUIRES(queue);
+    /// Closes the bridge when the issue says that it is at fault.
+    void closeIfAtFault(ConnectionIssue issue);
+    void handleEvent(const BridgeEvent& event, std::int64_t helperNumber);
+
     void runRefresh(const Poll& poll);
+    AccountReading readWithRecovery(const Operation& operation) REQUIRES(queue);
+    AccountReading recoverSession(const Operation& operation,
+                                  const std::optional<std::string>& failedMode,
+                                  ConnectionIssue issue) REQUIRES(queue);
+    /// From its return on a report of the helper ends the reading.
+    AccountReading readAccount(const Transport& helper, Epoch epoch, bool refreshToken)
+        REQUIRES(queue);
+    /// Absent when a report of the helper crossed it.
+    std::optional<AccountReading> readOnce(const Inquiry& inquiry, bool refreshToken)
+        REQUIRES(queue);
+    TokenActivity readActivity(const AccountReading& reading) REQUIRES(queue);
     void deliverSnapshot(const Poll& poll, const AccountReading& reading) REQUIRES(queue);
     void deliverActivity(const Poll& poll, const AccountReading& reading) REQUIRES(queue);
     void deliverFailure(const Poll& poll, ConnectionIssue issue) REQUIRES(queue);
+
     void runStartLogin(const Operation& operation,
                        const std::function<void(const LinkOutcome&)>& onStarted,
                        const std::function<void(bool)>& onFinished);
-    void runValidate(const std::filesystem::path& executable, std::int64_t startEpoch,
-                     const std::function<void(bool)>& completion);
-
-    void handleEvent(const BridgeEvent& event, std::int64_t helperNumber) EXCLUDES(lock);
+    std::string beginLogin(const Operation& operation, const std::function<void(bool)>& onFinished)
+        REQUIRES(queue);
     void finishLogin(const LoginCompleted& event, std::int64_t helperNumber);
     bool isLoginInProgress() REQUIRES(queue);
+
+    void runValidate(const std::filesystem::path& executable, Epoch epoch,
+                     const std::function<void(bool)>& completion);
 
     void updateDetails(std::string_view stage, std::optional<std::string_view> category = {})
         REQUIRES(queue);
     void publishDetails() REQUIRES(queue);
 
     SerialQueue queue{"com.corvane.utility.account"};
-    Mutex lock;                     ///< never held while a transport is closed or a callback runs
-    Helper bridge GUARDED_BY(lock); ///< the helper of polls and sign-in
-    Helper probe GUARDED_BY(lock);  ///< the helper that is being validated
-    DetachedCall<Transport>::Pointer launching GUARDED_BY(lock); ///< that an operation waits for
-    std::int64_t epoch GUARDED_BY(lock) = 0;
-    bool stopped GUARDED_BY(lock) = false;
-    std::int64_t helpersStarted GUARDED_BY(queue) = 0;
+    HelperSlots slots;
     RecoveryPolicy recovery GUARDED_BY(queue);
     ConnectionDetails details GUARDED_BY(queue);
     std::optional<Login> login GUARDED_BY(queue); ///< the one that was started last

@@ -1,11 +1,8 @@
 #include "codex/CodexBridge.h"
 
-#include "base/Product.h"
 #include "platform/files/FileAccess.h"
 #include "platform/files/StandardFolders.h"
 
-#include <algorithm>
-#include <array>
 #include <exception>
 #include <utility>
 
@@ -15,101 +12,31 @@ namespace {
 
 using SteadyClock = std::chrono::steady_clock;
 
-constexpr std::array<std::string_view, 7> knownModes{
-    "chatgpt",       "chatgptAuthTokens",  "apikey", "apiKey", "bedrockApiKey",
-    "agentIdentity", "personalAccessToken"};
-
-constexpr std::string_view externalTokensMode = "chatgptAuthTokens";
-
-/// JSON-RPC 2.0: the method does not exist.
-constexpr int methodNotFound = -32601;
-
 /// The answer of one request, handed from the parse queue to the thread that waits for it.
-template <typename Value>
-class ResultSlot {
+class AnswerSlot {
   public:
-    void put(Value newValue) {
+    void put(HelperAnswer newAnswer) {
         MutexLock lock(mutex);
-        value = std::move(newValue);
+        answer = std::move(newAnswer);
         filled.notifyAll();
     }
 
     /// Absent when nothing came before the deadline.
-    std::optional<Value> take(SteadyClock::time_point deadline) {
+    std::optional<HelperAnswer> take(SteadyClock::time_point deadline) {
         MutexLock lock(mutex);
-        while (!value && filled.waitUntil(mutex, deadline)) {
+        while (!answer && filled.waitUntil(mutex, deadline)) {
         }
-        return std::move(value);
+        return std::move(answer);
     }
 
   private:
     Mutex mutex;
     Condition filled;
-    std::optional<Value> value GUARDED_BY(mutex);
+    std::optional<HelperAnswer> answer GUARDED_BY(mutex);
 };
 
 SteadyClock::time_point after(AccountTransport::Seconds delay) {
     return SteadyClock::now() + std::chrono::duration_cast<SteadyClock::duration>(delay);
-}
-
-bool isLoginId(const std::string* text) {
-    return text && !text->empty() && text->size() <= CodexBridge::maximumLoginId;
-}
-
-void checkAllowed(const std::string& method, const Json& params) {
-    constexpr std::array<std::string_view, 6> methods{
-        "initialize",         "account/read",        "account/rateLimits/read",
-        "account/usage/read", "account/login/start", "account/login/cancel"};
-    if (std::find(methods.begin(), methods.end(), method) == methods.end())
-        throw BridgeFailure::protocolError("unsupported operation");
-    if (method == "account/login/start" && params != Json{{"type", "chatgpt"}})
-        throw BridgeFailure::protocolError("only explicit managed browser sign-in is supported");
-    if (method == "account/login/cancel"
-        && !(params.size() == 1 && isLoginId(stringMember(params, "loginId"))))
-        throw BridgeFailure::protocolError("invalid login identifier");
-}
-
-/// The first characters of a text in valid UTF-8.
-std::string firstCharacters(const std::string& text, std::size_t count) {
-    const auto startsCharacter = [](char byte) {
-        return (static_cast<unsigned char>(byte) & 0xC0U) != 0x80U;
-    };
-    std::size_t end = 0;
-    for (; end < text.size(); ++end)
-        if (startsCharacter(text[end]) && count-- == 0)
-            break;
-    return text.substr(0, end);
-}
-
-/// The first "digits.digits.digits" in a text, or nothing. Linear, unlike a regular expression on a
-/// long run of digits.
-std::string_view dottedTriple(std::string_view text) {
-    constexpr std::string_view digits = "0123456789";
-    const auto endOfDigits = [&](std::size_t from) {
-        return std::min(text.find_first_not_of(digits, from), text.size());
-    };
-    for (std::size_t start = text.find_first_of(digits); start != std::string_view::npos;) {
-        std::size_t end = endOfDigits(start);
-        const std::size_t firstEnd = end;
-        int numbers = 1;
-        while (numbers < 3 && end + 1 < text.size() && text[end] == '.'
-               && endOfDigits(end + 1) > end + 1) {
-            end = endOfDigits(end + 1);
-            ++numbers;
-        }
-        if (numbers == 3)
-            return text.substr(start, end - start);
-        start = text.find_first_of(digits, firstEnd);
-    }
-    return {};
-}
-
-BridgeFailure errorResponse(const Json& error) {
-    const std::string* message = stringMember(error, "message");
-    return BridgeFailure::rpcError(
-        integerValue(member(error, "code")),
-        message ? firstCharacters(*message, CodexBridge::maximumErrorCharacters)
-                : "Request failed");
 }
 
 } // namespace
@@ -179,45 +106,39 @@ std::int64_t CodexBridge::revision() const {
 
 std::string CodexBridge::version() const {
     MutexLock lock(stateLock);
-    return helperVersion;
+    return currentVersion;
 }
 
 void CodexBridge::initialize() {
-    const Json clientInfo{
-        {"name", "corvane_tallywick_mac"}, {"title", Product::name}, {"version", Product::version}};
-    learnVersion(request("initialize", {{"clientInfo", clientInfo}}, options.initializeTimeout));
-    send({{"method", "initialized"}, {"params", Json::object()}});
-}
-
-void CodexBridge::learnVersion(const Json& initializeResult) {
-    constexpr std::size_t maximumVersion = 32;
-    const std::string* userAgent = stringMember(initializeResult, "userAgent");
-    const std::string_view found = userAgent ? dottedTriple(*userAgent) : std::string_view();
-    if (found.empty())
-        return;
-    MutexLock lock(stateLock);
-    helperVersion = found.substr(0, maximumVersion);
+    const Json result =
+        request(HelperMethod::initialize, clientIntroduction(), options.initializeTimeout);
+    if (auto version = helperVersion(result)) {
+        MutexLock lock(stateLock);
+        currentVersion = std::move(*version);
+    }
+    send({{"method", HelperMethod::initialized}, {"params", Json::object()}});
 }
 
 Json CodexBridge::request(const std::string& method, const Json& params, Seconds timeout) {
-    checkAllowed(method, params);
+    requireAllowed(method, params);
     const auto deadline = after(timeout);
-    const auto slot = std::make_shared<ResultSlot<Outcome>>();
-    const std::int64_t id = addPending([slot](Outcome outcome) { slot->put(std::move(outcome)); });
+    const auto slot = std::make_shared<AnswerSlot>();
+    const std::int64_t id =
+        addPending([slot](HelperAnswer answer) { slot->put(std::move(answer)); });
     try {
         send({{"method", method}, {"id", id}, {"params", params}});
     } catch (...) {
         removePending(id);
         throw;
     }
-    std::optional<Outcome> outcome = slot->take(deadline);
-    if (!outcome) {
+    std::optional<HelperAnswer> answer = slot->take(deadline);
+    if (!answer) {
         removePending(id);
         throw BridgeFailure::timeout();
     }
-    if (!*outcome)
-        throw outcome->error();
-    return std::move(**outcome);
+    if (!*answer)
+        throw answer->error();
+    return std::move(**answer);
 }
 
 std::int64_t CodexBridge::addPending(Completion completion) {
@@ -313,60 +234,39 @@ void CodexBridge::receiveLine(std::string_view line) {
 }
 
 void CodexBridge::receiveResponse(Json message) {
-    const std::optional<std::int64_t> id = integerValue(member(message, "id"));
-    if (!id)
-        return;
-    if (const Json* error = objectMember(message, "error"))
-        complete(*id, tl::make_unexpected(errorResponse(*error)));
-    else if (objectMember(message, "result"))
-        complete(*id, std::move(message["result"]));
-    else
-        complete(*id, tl::make_unexpected(BridgeFailure::protocolError("missing result")));
+    if (const auto id = integerValue(member(message, "id")))
+        complete(*id, answerIn(std::move(message)));
 }
 
 void CodexBridge::receiveServerRequest(const std::string& method, const Json& id,
                                        std::string_view line) {
-    if (method == "account/chatgptAuthTokens/refresh") {
+    if (method == HelperMethod::refreshTokens) {
         {
             MutexLock lock(stateLock);
-            currentMode = externalTokensMode;
+            currentMode = externalMode;
         }
         onEvent(ExternalRefreshRequested{});
     }
-    const Json error{
-        {"code", methodNotFound},
-        {"message", "This utility does not provide tokens or execute server requests."}};
-    const std::string sameId =
-        id.is_number_float() ? memberNumberText(line, "id").value_or("null") : writeJson(id);
     try {
-        sendText(R"({"id":)" + sameId + R"(,"error":)" + writeJson(error) + "}",
-                 maximumUnreadReplies);
+        sendText(refusalOf(id, line), maximumUnreadReplies);
     } catch (const BridgeFailure&) { // NOLINT(bugprone-empty-catch)
         // Its helper's own affair: it asked for what it does not get anyway.
     }
 }
 
 void CodexBridge::receiveNotification(const std::string& method, const Json& message) {
-    const Json* params = objectMember(message, "params");
-    if (method == "account/updated") {
-        AccountChanged event;
-        const std::string* mode = params ? stringMember(*params, "authMode") : nullptr;
-        if (mode && std::find(knownModes.begin(), knownModes.end(), *mode) != knownModes.end())
-            event.mode = *mode;
-        {
-            MutexLock lock(stateLock);
-            currentMode = event.mode;
-            ++currentRevision;
-        }
-        onEvent(event);
-    } else if (method == "account/login/completed" && params) {
-        const std::string* loginId = stringMember(*params, "loginId");
-        if (loginId && loginId->size() <= maximumLoginId)
-            onEvent(LoginCompleted{*loginId, boolMember(*params, "success").value_or(false)});
+    const auto event = announcementIn(method, message);
+    if (!event)
+        return;
+    if (const auto* changed = std::get_if<AccountChanged>(&*event)) {
+        MutexLock lock(stateLock);
+        currentMode = changed->mode;
+        ++currentRevision;
     }
+    onEvent(*event);
 }
 
-void CodexBridge::complete(std::int64_t id, Outcome outcome) {
+void CodexBridge::complete(std::int64_t id, HelperAnswer answer) {
     Completion completion;
     {
         MutexLock lock(stateLock);
@@ -376,7 +276,7 @@ void CodexBridge::complete(std::int64_t id, Outcome outcome) {
         completion = std::move(found->second);
         pending.erase(found);
     }
-    completion(std::move(outcome));
+    completion(std::move(answer));
 }
 
 void CodexBridge::failAll(const BridgeFailure& failure) {

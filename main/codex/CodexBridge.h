@@ -6,8 +6,6 @@
 #include "codex/HelperProtocol.h"
 #include "platform/process/ChildProcess.h"
 
-#include <tl/expected.hpp>
-
 #include <map>
 #include <string_view>
 
@@ -29,12 +27,6 @@ class CodexBridge final : public AccountTransport,
 
     /// Requests that may wait for their answers at once.
     static constexpr std::size_t maximumPending = 4;
-    /// Longest message sent, without its line feed.
-    static constexpr std::size_t maximumMessage = LineBuffer::maximumLine;
-    /// Characters of an error message that are kept.
-    static constexpr std::size_t maximumErrorCharacters = 400;
-    /// Bytes of a login identifier.
-    static constexpr std::size_t maximumLoginId = 128;
 
     /// Starts the helper with the argument "app-server" in the user's home folder; with
     /// `initialize` set it also completes the handshake. Throws `BridgeFailure::invalidExecutable`
@@ -55,8 +47,7 @@ class CodexBridge final : public AccountTransport,
     void close() override;
 
   private:
-    using Outcome = tl::expected<Json, BridgeFailure>;
-    using Completion = std::function<void(Outcome)>;
+    using Completion = std::function<void(HelperAnswer)>;
 
     CodexBridge(const Options& options, BridgeEventHandler onEvent);
     void start(const std::filesystem::path& executable);
@@ -66,7 +57,6 @@ class CodexBridge final : public AccountTransport,
     void removePending(std::int64_t id);
     void send(const Json& message) { sendText(writeJson(message), maximumUnreadRequests); }
     void sendText(std::string text, std::size_t maximumUnread);
-    void learnVersion(const Json& initializeResult);
 
     // Input, on the parse queue.
     void receive(std::string_view piece);
@@ -78,7 +68,7 @@ class CodexBridge final : public AccountTransport,
     void endOfHelper();
 
     // Any thread.
-    void complete(std::int64_t id, Outcome outcome);
+    void complete(std::int64_t id, HelperAnswer answer);
     void failAll(const BridgeFailure& failure);
     bool isUsable() const REQUIRES(stateLock);
 
@@ -99,7 +89,7 @@ class CodexBridge final : public AccountTransport,
     bool helperEnded GUARDED_BY(stateLock) = false; ///< itself, its output or its input
     std::optional<std::string> currentMode GUARDED_BY(stateLock);
     std::int64_t currentRevision GUARDED_BY(stateLock) = 0;
-    std::string helperVersion GUARDED_BY(stateLock) = "not reported";
+    std::string currentVersion GUARDED_BY(stateLock) = "not reported";
 
     LineBuffer lines GUARDED_BY(parseQueue);
     bool discarding GUARDED_BY(parseQueue) = false; ///< after an oversized message

@@ -185,7 +185,7 @@ void CodexLocator::search(const HelperQuery& query, SearchProgress& progress) co
             progress.add(*helper);
             found.push_back(std::move(*helper));
         }
-        return found.size() == maximumCandidates;
+        return found.size() == maximumHelpers;
     };
     if (query.chosen && progress.enter(*query.chosen))
         take(resolve(*query.chosen));

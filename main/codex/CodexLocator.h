@@ -3,7 +3,6 @@
 #include "codex/HelperDiscovery.h"
 #include "codex/HelperPlaces.h"
 
-#include <cstddef>
 #include <filesystem>
 #include <optional>
 #include <vector>
@@ -17,13 +16,10 @@ namespace tallywick {
 /// is no helper or vanishes meanwhile is passed over.
 class CodexLocator {
   public:
-    /// The account service tries no more than these for one refresh.
-    static constexpr std::size_t maximumCandidates = 3;
-
     explicit CodexLocator(HelperPlaces places);
 
-    /// The first helpers in the order of the places, `preferred` before all of them; no two are the
-    /// same file. Each is what `resolve` gives.
+    /// The first helpers in the order of the places, `preferred` before all of them, at most
+    /// `maximumHelpers`; no two are the same file. Each is what `resolve` gives.
     std::vector<std::filesystem::path>
     candidates(const std::optional<std::filesystem::path>& preferred = std::nullopt) const;
 

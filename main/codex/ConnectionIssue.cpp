@@ -1,6 +1,6 @@
 #include "codex/ConnectionIssue.h"
 
-#include "codex/AccountTransport.h"
+#include "codex/HelperProtocol.h"
 
 #include <QRegularExpression>
 #include <QString>
@@ -83,7 +83,6 @@ ConnectionIssue classifyErrorResponse(const BridgeFailure& failure) {
         return failure.code() == number
                || (!noWay && message.contains(QRegularExpression(pattern)));
     };
-    constexpr int methodNotFound = -32601; // JSON-RPC 2.0
 
     if (matches(403))
         return ConnectionIssue::forbidden;

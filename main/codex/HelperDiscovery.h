@@ -8,6 +8,7 @@
 #include <tl/expected.hpp>
 
 #include <chrono>
+#include <cstddef>
 #include <filesystem>
 #include <functional>
 #include <memory>
@@ -15,6 +16,9 @@
 #include <vector>
 
 namespace tallywick {
+
+/// Most helpers that a search names, and that are tried for one refresh of the account.
+inline constexpr std::size_t maximumHelpers = 3;
 
 /// What is searched for.
 struct HelperQuery {
