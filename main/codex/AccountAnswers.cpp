@@ -58,9 +58,6 @@ std::string accountHash(std::string_view identity) { return sha256Hex(identity);
 namespace {
 
 constexpr std::int64_t weekInMinutes = 10'080;
-/// 2000-01-01 and 3000-01-01 00:00:00 UTC: a reset outside of them is no date but a mistake.
-constexpr std::int64_t earliestReset = 946'684'800;
-constexpr std::int64_t latestReset = 32'503'680'000;
 
 /// The snapshot of the Codex limit among the result's limits, or null.
 const Json* codexLimit(const Json& result) {
@@ -78,7 +75,7 @@ std::optional<Quota> quotaFromWindow(const Json& window) {
     const auto used = integerValue(member(window, "usedPercent"));
     const auto reset = integerValue(member(window, "resetsAt"));
     if (duration != weekInMinutes || !used || *used < 0 || *used > 100 || !reset
-        || *reset < earliestReset || *reset > latestReset)
+        || !isPlausibleDate(static_cast<Timestamp>(*reset)))
         return std::nullopt;
     return Quota{.used = static_cast<double>(*used), .reset = static_cast<Timestamp>(*reset)};
 }

@@ -10,8 +10,6 @@ namespace tallywick {
 
 namespace {
 
-constexpr Timestamp year2000 = 946'684'800;
-constexpr Timestamp year3000 = 32'503'680'000;
 constexpr std::size_t accountHashLength = 64;
 
 /// Samples of one account in ascending order of their timestamps, never empty. They belong to the
@@ -21,8 +19,7 @@ using Segment = std::vector<const UsageSample*>;
 /// Every comparison is false for a number that is none.
 bool isPlausible(const UsageSample& sample) {
     return std::isfinite(sample.timestamp) && sample.usedPercent >= 0 && sample.usedPercent <= 100
-           && sample.reset >= year2000 && sample.reset <= year3000
-           && isAccountHash(sample.accountHash);
+           && isPlausibleDate(sample.reset) && isAccountHash(sample.accountHash);
 }
 
 bool isRecent(const UsageSample& sample, Timestamp now) {
