@@ -1,6 +1,10 @@
 #include "codex/AccountAnswers.h"
 
+#include "codex/ConnectionIssue.h"
+
 #include <gtest/gtest.h>
+
+#include <sstream>
 
 namespace tallywick {
 namespace {
@@ -104,6 +108,79 @@ TEST(TokenActivity, WritesCountsShort) {
     EXPECT_EQ(compactTokenCount(999'950), "1000.0K") << "the unit is chosen before rounding";
     EXPECT_EQ(compactTokenCount(1'000'000), "1.0M");
     EXPECT_EQ(compactTokenCount(2'500'000'000), "2.5B");
+}
+
+TEST(SignInLink, IsOpenedOnTheProvidersHostsOnly) {
+    const std::string auth = "https://auth.openai.com/";
+    const std::string longest = auth + std::string(8192 - auth.size(), 'a');
+    for (const std::string& link :
+         {auth
+              + "a?redirect_uri=http%3A%2F%2Flocalhost%3A1455%2Fauth&scope=openid+email&s=b_c.d~e@"
+                ":",
+          std::string("https://chatgpt.com"), std::string("https://Auth.OpenAI.com?a=b"), longest})
+        EXPECT_EQ(signInLink(link), link);
+
+    std::istringstream refused(R"(
+        http://auth.openai.com/ HTTPS://auth.openai.com/ https:auth.openai.com/ https://
+        https:///auth.openai.com/ https://openai.com/ https://www.chatgpt.com/
+        https://auth.openai.com.evil.example/ https://auth.openai.com./ https://me@auth.openai.com/
+        https://evil.example?auth.openai.com https://evil.example/https://auth.openai.com/
+        https://auth.openai.com:443/ https://auth.openai.com:/ https://@auth.openai.com/
+        https://auth.openai.com/# https://evil.example\@auth.openai.com/ https://auth%2Eopenai.com/
+        https://auth。openai.com/ https://auth.openai.com/é https://auth.openai.com/%zz
+        https://auth.openai.com/<x>)");
+    for (std::string link; refused >> link;)
+        EXPECT_EQ(signInLink(link), std::nullopt) << link;
+    for (const std::string& link : {std::string(), longest + "a", " " + auth, auth + "a b",
+                                    auth + "\n", auth + std::string(1, '\0')})
+        EXPECT_EQ(signInLink(link), std::nullopt) << link;
+}
+
+TEST(SignInStart, IsTrustedWhole) {
+    const auto link = [](const Json& result) {
+        const auto start = signInStart(result);
+        return start ? start->id + " " + start->link : "none";
+    };
+    const std::string url = "https://auth.openai.com/x";
+    const std::string longest(128, 'x');
+    EXPECT_EQ(link({{"loginId", longest}, {"authUrl", url}}), longest + " " + url);
+    for (const Json& untrusted :
+         {Json{{"loginId", "L"}}, Json{{"loginId", "L"}, {"authUrl", "https://evil.example/"}},
+          Json{{"authUrl", url}}, Json{{"loginId", ""}, {"authUrl", url}},
+          Json{{"loginId", longest + "x"}, {"authUrl", url}}})
+        EXPECT_EQ(link(untrusted), "none") << untrusted;
+}
+
+TEST(SignedInAccount, IsOneWithAWeeklyAllowance) {
+    const std::pair<const char*, ConnectionIssue> refused[] = {
+        {R"({"account":{"type":"apikey"}})", ConnectionIssue::unsupportedAccount},
+        {R"({"account":{"type":["chatgpt"]},"requiresOpenaiAuth":true})",
+         ConnectionIssue::unsupportedAccount},
+        {R"({"account":null,"requiresOpenaiAuth":false})", ConnectionIssue::unsupportedAccount},
+        {R"({"account":"chatgpt","requiresOpenaiAuth":0})", ConnectionIssue::signedOut},
+    };
+    for (const auto& [result, issue] : refused)
+        try {
+            signedInAccount(parseJson(result).value());
+            ADD_FAILURE() << result;
+        } catch (ConnectionIssue thrown) {
+            EXPECT_EQ(thrown, issue) << result;
+        }
+}
+
+TEST(AccountIdentity, IsTheAccountsIdOrItsAddress) {
+    const auto identity = [](const char* whose, const char* reading) {
+        return accountIdentity(parseJson(whose).value(), parseJson(reading).value())
+            .value_or("nobody");
+    };
+    EXPECT_EQ(identity(R"({"email":"me@x"})", R"({"accountId":"A"})"), "A");
+    EXPECT_EQ(identity(R"({"email":"ME@Ä"})", R"({"accountId":"","workspaceId":""})"), "me@ä");
+    EXPECT_EQ(identity(R"({"email":"m"})", R"({"accountId":1,"workspaceId":"w"})"),
+              "m|workspace:w");
+    EXPECT_EQ(identity(R"({"email":""})", R"({"workspaceId":"w"})"), "nobody");
+    // By this the readings in every history are found again.
+    EXPECT_EQ(accountHash("A1|workspace:W9"),
+              "b4a6cae284a62278a92f47c96d6101281f426d801b7bcdbc729e15323219e5a8");
 }
 
 } // namespace
