@@ -42,7 +42,7 @@ void MachineReadings::refreshIfDue() {
 
 void MachineReadings::refreshLoadIfDue() {
     const Timestamp now = context.fields().now;
-    if (loadBusy || !nextLoad.isDue(now))
+    if (!nextLoad.isDue(now) || loadBusy)
         return;
     loadBusy = true;
     nextLoad.set(now, loadInterval);
@@ -57,7 +57,7 @@ void MachineReadings::refreshLoadIfDue() {
 
 void MachineReadings::refreshVolumesIfDue() {
     const Timestamp now = context.fields().now;
-    if (volumesBusy || !nextVolumes.isDue(now))
+    if (!nextVolumes.isDue(now) || volumesBusy)
         return;
     volumesBusy = true;
     nextVolumes.set(now, volumeInterval);

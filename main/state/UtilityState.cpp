@@ -1,6 +1,10 @@
 #include "state/UtilityState.h"
 
+#include "base/Product.h"
+#include "state/StatusTexts.h"
+
 #include <QCoreApplication>
+#include <QUrl>
 
 #include <chrono>
 #include <utility>
@@ -11,37 +15,50 @@ namespace {
 
 constexpr std::chrono::seconds tickInterval{5};
 
+std::string percentEncoded(std::string_view text) {
+    return QUrl::toPercentEncoding(
+               QString::fromUtf8(text.data(), static_cast<qsizetype>(text.size())))
+        .toStdString();
+}
+
 } // namespace
 
 UtilityState::UtilityState(Services given)
-    : services(std::move(given)), context(services.clock, {.changed = [this] { Q_EMIT changed(); },
-                                                           .tick = [this] { tick(); },
-                                                           .refreshNow = [this] { refreshNow(); }}),
-      choices(services.preferences), window(context, choices, [this] { machine.makeDue(); }),
-      machine(context, std::move(services.hardwareService), services.workspace,
+    : bundle(std::move(given.bundle)), workspace(given.workspace), powerEvents(given.powerEvents),
+      networkPath(given.networkPath),
+      context(std::move(given.clock), {.changed = [this] { Q_EMIT changed(); },
+                                       .tick = [this] { tick(); },
+                                       .refreshNow = [this] { refreshNow(); }}),
+      choices(given.preferences), window(context, choices, [this] { machine.makeDue(); }),
+      machine(context, std::move(given.hardwareService), workspace,
               [this] { window.volumesDidChange(); }),
-      launcher(std::make_shared<HelperLauncher>(services.transportFactory)) {
-    UtilityFields& shown = context.change();
-    shown.showingInstaller = services.showsInstaller && !services.bundle.isInstalled;
-    shown.settingsStatus = services.storageNotice;
-    context.advanceClock();
+      connection(context, choices,
+                 {.homeFolder = std::move(given.homeFolder),
+                  .transportFactory = std::move(given.transportFactory),
+                  .helperDiscovery = std::move(given.helperDiscovery),
+                  .namedHelper = std::move(given.namedHelper)},
+                 [this] { refresh.identityDidChange(); }),
+      refresh(context, connection, std::move(given.historyStore)),
+      signIn(context, connection, refresh, workspace),
+      helperChoice(context, connection, refresh, given.openPanel) {
+    context.change().showingInstaller = given.showsInstaller && !bundle.isInstalled;
+    context.change().settingsStatus = given.storageNotice;
 
     startInstallationCheck();
     ticker.setInterval(tickInterval);
     ticker.setTimerType(Qt::VeryCoarseTimer); // whole seconds: the machine may wake less often
     connect(&ticker, &QTimer::timeout, this, &UtilityState::tick);
     ticker.start();
-    observe();
+    powerEvents.start({.willSleep = [this] { willSleep(); }, .didWake = [this] { didWake(); }});
+    networkPath.start([this](NetworkPathStatus status) { networkDidChange(status); });
     tick();
 }
 
 UtilityState::~UtilityState() { stop(); }
 
-std::string UtilityState::appVersion() const { return services.bundle.version.value_or("Unknown"); }
-
 std::string UtilityState::installationLabel() const {
-    return tallywick::installationLabel(services.bundle.isPreview, services.bundle.isInstalled,
-                                        published.installationVerified);
+    return tallywick::installationLabel(bundle.isPreview, bundle.isInstalled,
+                                        fields().installationVerified);
 }
 
 void UtilityState::startInstallationCheck() {
@@ -51,21 +68,37 @@ void UtilityState::startInstallationCheck() {
             context.change().installationVerified = verified;
     });
     installationCheck = std::make_unique<SerialQueue>("com.corvane.utility.installation");
-    installationCheck->async([answer, verify = services.bundle.isVerified] { answer(verify()); });
+    installationCheck->async([answer, verify = bundle.isVerified] { answer(verify()); });
 }
 
-void UtilityState::observe() {
-    services.powerEvents.start(
-        {.willSleep = [this] { willSleep(); }, .didWake = [this] { didWake(); }});
-    services.networkPath.start([this](NetworkPathStatus status) { networkDidChange(status); });
+// The scheduler
+
+void UtilityState::tick() {
+    if (context.isPaused())
+        return;
+    context.advanceClock();
+    signIn.endIfOverdue();
+    refresh.keepUp();
+    helperChoice.endIfOverdue();
+    if (sleeping)
+        return;
+    refresh.refreshIfDue();
+    if (window.isFullViewVisible())
+        machine.refreshIfDue();
+}
+
+void UtilityState::refreshNow() {
+    if (context.isPaused())
+        return;
+    refresh.makeDue();
+    machine.makeDue();
+    tick();
 }
 
 void UtilityState::willSleep() {
     sleeping = true;
-    if (published.loginPending)
-        return;
-    abandonAccountWork();
-    resetAccountService();
+    if (!fields().loginPending)
+        connection.reset();
 }
 
 void UtilityState::didWake() {
@@ -79,8 +112,10 @@ void UtilityState::networkDidChange(NetworkPathStatus status) {
         refreshNow();
 }
 
+// What the user asks for
+
 void UtilityState::copyConnectionDetails() {
-    services.workspace.copyText(published.connectionDetails.copyText(services.bundle.version));
+    workspace.copyText(fields().connectionDetails.copyText(bundle.version));
     context.change().settingsStatus = SettingsText::detailsCopied;
 }
 
@@ -90,21 +125,40 @@ void UtilityState::choosePinned(bool pinned) {
 }
 
 void UtilityState::toggleTheme() {
-    context.change().light = !published.light;
+    context.change().light = !fields().light;
     window.keepLook();
 }
+
+void UtilityState::openPage(std::string_view address) {
+    if (!workspace.openAddress(std::string(address)))
+        context.change().settingsStatus = SettingsText::pageFailed;
+}
+
+void UtilityState::openHomePage() { openPage(OfficialLinks::homePage); }
+
+void UtilityState::openProductPage() { openPage(OfficialLinks::productPage); }
+
+void UtilityState::shareByMail() {
+    openPage("mailto:?subject=" + percentEncoded(OfficialLinks::mailSubject)
+             + "&body=" + percentEncoded(OfficialLinks::productPage));
+}
+
+void UtilityState::copyProductAddress() {
+    workspace.copyText(std::string(OfficialLinks::productPage));
+}
+
+// Life cycle
 
 void UtilityState::enterMaintenance() {
     if (context.isPaused())
         return;
-    cancelSignIn();
-    abandonAccountWork();
-    dropAccountService();
+    signIn.cancel();
+    connection.close();
     context.change().maintenance = true;
 }
 
 void UtilityState::leaveMaintenance() {
-    if (context.isStopped() || !published.maintenance)
+    if (context.isStopped() || !fields().maintenance)
         return;
     context.change().maintenance = false;
     refreshNow();
@@ -115,11 +169,10 @@ void UtilityState::stop() {
         return;
     context.stop();
     ticker.stop();
-    services.powerEvents.stop();
-    endSignIn();
-    abandonAccountWork();
-    dropAccountService();
-    services.networkPath.stop();
+    powerEvents.stop();
+    signIn.end();
+    connection.close();
+    networkPath.stop();
 }
 
 void UtilityState::quit() {
