@@ -20,13 +20,10 @@ struct HardwareSnapshot {
 
 /// A mounted local volume as it is shown.
 struct VolumeInfo {
-    std::filesystem::path url; ///< the mount point
+    std::filesystem::path url; ///< the mount point, which tells volumes apart
     std::string name;          ///< for display: valid UTF-8 on one line
     std::int64_t free = 0;     ///< bytes, 0 to `total`
     std::int64_t total = 0;    ///< bytes, more than 0
-
-    /// What tells volumes apart.
-    const std::filesystem::path& id() const { return url; }
 
     bool operator==(const VolumeInfo&) const = default;
 };

@@ -1,6 +1,6 @@
 #include "AccessibleTree.h"
 
-#include "RunningProgram.h"
+#include "support/RunningProgram.h"
 
 #include <QDBusArgument>
 #include <QDBusMessage>

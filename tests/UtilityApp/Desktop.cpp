@@ -1,7 +1,6 @@
 #include "Desktop.h"
 
 #include <cstdlib>
-#include <fstream>
 
 namespace tallywick::testing {
 
@@ -26,15 +25,6 @@ void setEnvironment(const std::filesystem::path& home) {
     setVariable("QT_QPA_PLATFORM", "xcb");
 }
 
-/// A bus that starts no services of the machine.
-std::filesystem::path writeBusConfiguration(const std::filesystem::path& home) {
-    const std::filesystem::path file = home / "bus.conf";
-    std::ofstream(file) << "<busconfig><type>session</type><listen>unix:path=" << home.string()
-                        << R"(/bus</listen><policy context="default">
-<allow send_destination="*"/><allow receive_sender="*"/><allow own="*"/></policy></busconfig>)";
-    return file;
-}
-
 } // namespace
 
 std::ostream& operator<<(std::ostream& stream, const Box& box) {
@@ -50,12 +40,7 @@ Desktop::Desktop() {
                                      + "x24"});
     const std::string display = server->waitFor("\n");
     setVariable("DISPLAY", ":" + display.substr(0, display.find('\n')));
-    const std::string configuration = writeBusConfiguration(home());
-    bus = std::make_unique<RunningProgram>(
-        "/usr/bin/dbus-daemon",
-        std::vector<std::string>{"--nofork", "--print-address", "--config-file=" + configuration});
-    const std::string address = bus->waitFor("\n");
-    setVariable("DBUS_SESSION_BUS_ADDRESS", address.substr(0, address.find('\n')));
+    setVariable("DBUS_SESSION_BUS_ADDRESS", bus.address());
     manager = std::make_unique<RunningProgram>("/usr/bin/openbox",
                                                std::vector<std::string>{"--sm-disable"});
     EXPECT_TRUE(waitUntil([] {

@@ -1,7 +1,6 @@
 #pragma once
 
-#include "RunningProgram.h"
-#include "support/TemporaryFolder.h"
+#include "support/PrivateBus.h"
 
 #include <gtest/gtest.h>
 
@@ -63,8 +62,8 @@ class Desktop {
 
   private:
     TemporaryFolder folder;
+    PrivateBus bus;
     std::unique_ptr<RunningProgram> server;
-    std::unique_ptr<RunningProgram> bus;
     std::unique_ptr<RunningProgram> manager;
 };
 

@@ -1,7 +1,7 @@
 // The program as its users meet it: a process with arguments, output and signals.
 
-#include "RunningProgram.h"
 #include "support/PrivateBus.h"
+#include "support/RunningProgram.h"
 
 #include <QDBusMessage>
 #include <QImage>
@@ -138,12 +138,9 @@ TEST_F(ProgramTest, SaysWhenItCannotKeepAnything) {
 
 /// Has a watching program meet a sleep of the machine, as logind announces it on the bus.
 void sleepAndWake(const std::string& home) {
-    const std::string address = "unix:path=" + home + "/bus";
-    RunningProgram daemon("/usr/bin/dbus-daemon",
-                          {"--session", "--nofork", "--print-address", "--address=" + address});
-    daemon.waitFor("unix:path=");
-    ::setenv("DBUS_SYSTEM_BUS_ADDRESS", address.c_str(), 1);
-    auto bus = QDBusConnection::connectToBus(QString::fromStdString(address), u"logind"_qs);
+    const PrivateBus systemBus;
+    ::setenv("DBUS_SYSTEM_BUS_ADDRESS", systemBus.address().c_str(), 1);
+    auto bus = systemBus.connection("logind");
     EXPECT_TRUE(bus.registerService(u"org.freedesktop.login1"_qs));
     const auto announce = [&bus](bool isAsleep) {
         EXPECT_TRUE(bus.send(QDBusMessage::createSignal(u"/org/freedesktop/login1"_qs,

@@ -4,30 +4,24 @@
 #include "history/HistoryFile.h"
 #include "support/TemporaryFolder.h"
 
-#include <QByteArray>
-
-#include <fstream>
-#include <iterator>
+#include <cstdlib>
 
 namespace tallywick {
 namespace {
 
 namespace fs = std::filesystem;
+using testing::readAll;
 using testing::TemporaryFolder;
+using testing::writeAll;
 
 constexpr Timestamp now = 1'800'000'000.25;
 constexpr Timestamp weekEnd = 1'800'500'000;
 const std::string alice = std::string(32, 'a') + std::string(32, '1');
 const std::string bob(64, 'B');
 
-std::string contentOf(const fs::path& path) {
-    std::ifstream stream(path);
-    return {std::istreambuf_iterator<char>(stream), {}};
-}
-
 TEST(HistoryStore, WritesItsFileToTheLetterAndReadsItBack) {
     const TemporaryFolder folder;
-    qputenv("XDG_DATA_HOME", (folder / "data").c_str());
+    ::setenv("XDG_DATA_HOME", (folder / "data").c_str(), 1);
     HistoryStore store({}, now);
     for (const char* unhashed : {"", "a@example.com"})
         EXPECT_TRUE(store.record({40, weekEnd}, unhashed, now).empty());
@@ -35,7 +29,7 @@ TEST(HistoryStore, WritesItsFileToTheLetterAndReadsItBack) {
 
     store.record({40, weekEnd}, alice, now);
     store.record({41, weekEnd}, alice, now + 300.1);
-    EXPECT_EQ(contentOf(folder / "data/Corvane Tallywick/usage-history.json"),
+    EXPECT_EQ(readAll(folder / "data/Corvane Tallywick/usage-history.json"),
               R"([{"accountHash":")" + alice
                   + R"(","reset":822192800.0,"startsSegment":true,"timestamp":821692800.25,)"
                     R"("usedPercent":40.0},{"accountHash":")"
@@ -51,9 +45,9 @@ TEST(HistoryStore, RecordsWhatSaysSomethingNew) {
         HistoryStore store(folder / "file", now);
         store.record({40, weekEnd}, bob, now - 10); // somebody else's reading changes nothing
         store.record({40, weekEnd}, alice, now);
-        const std::string before = contentOf(folder / "file");
+        const std::string before = readAll(folder / "file");
         const bool isNew = store.record(quota, alice, now + later).size() == 2;
-        EXPECT_EQ(contentOf(folder / "file") != before, isNew);
+        EXPECT_EQ(readAll(folder / "file") != before, isNew);
         return isNew;
     };
     EXPECT_FALSE(stores(299, {40, weekEnd}));
@@ -75,9 +69,9 @@ TEST(HistoryStore, LoadsOnlyAWholeHistory) {
     const auto isWhole = [&](const std::string& rest) {
         const TemporaryFolder folder;
         const std::string text = "[" + sample + rest + "]";
-        std::ofstream(folder / "file") << text;
+        writeAll(folder / "file", text);
         HistoryStore store(folder / "file", now);
-        EXPECT_EQ(contentOf(folder / "file"), text);
+        EXPECT_EQ(readAll(folder / "file"), text);
         const auto loaded = store.samples();
         store.record({50, weekEnd}, bob, now);
         EXPECT_EQ(HistoryStore(folder / "file", now).samples(), store.samples());
@@ -96,7 +90,7 @@ TEST(HistoryStore, LoadsOnlyAWholeHistory) {
 
 TEST(HistoryStore, KeepsInMemoryWhatItCannotWrite) {
     const TemporaryFolder folder;
-    std::ofstream(folder / "sub") << "in the way of the folder";
+    writeAll(folder / "sub", "in the way of the folder");
     HistoryStore store(folder / "sub/file", now);
     store.record({40, weekEnd}, alice, now);
     fs::remove(folder / "sub");
@@ -166,7 +160,7 @@ TEST(HistoryStore, LosesNothingToAClockThatIsWrong) {
             store.record({40, now + time + day}, alice, now + time);
         }
     }
-    const std::string before = contentOf(file);
+    const std::string before = readAll(file);
     const struct {
         Timestamp time;
         Timestamp reset;
@@ -178,13 +172,13 @@ TEST(HistoryStore, LosesNothingToAClockThatIsWrong) {
                        {now + 20 * day, weekEnd}};
     for (const auto& [wrong, reset] : wrongClocks) {
         SCOPED_TRACE(wrong);
-        testing::writeAll(file, before);
+        writeAll(file, before);
         HistoryStore store(file, wrong);
         const auto visible = store.samples();
         store.prune(wrong, true);
         EXPECT_EQ(store.record({41, reset}, alice, wrong), visible);
         store.prune(now, true);
-        EXPECT_EQ(contentOf(file), before);
+        EXPECT_EQ(readAll(file), before);
         EXPECT_EQ(timesOf(store.record({40, now + day}, alice, now + 60)), times) << "a repetition";
         Times all = times;
         all.push_back(60);

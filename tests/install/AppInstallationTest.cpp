@@ -35,7 +35,7 @@ TEST(AppInstallation, recognisesTheIdentityOfABundle) {
     EXPECT_TRUE(hasIdentity("mv ../*.app ../.new.app", ".new.app"));
     EXPECT_TRUE(hasIdentity("ln -s . ../link", "link/Corvane Tallywick.app/"));
     EXPECT_FALSE(hasIdentity("mv ../*.app ../Corvane", "Corvane"));
-    EXPECT_FALSE(hasIdentity("ln -s \"$0\" ../link.app", "link.app/"));
+    EXPECT_FALSE(hasIdentity("ln -s \"$PWD\" ../link.app", "link.app/"));
     EXPECT_FALSE(hasIdentity("rm Contents/MacOS/*"));
     EXPECT_FALSE(hasIdentity("chmod 644 Contents/MacOS/*"));
     for (const Json& information :

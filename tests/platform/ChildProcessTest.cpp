@@ -1,6 +1,6 @@
 #include "platform/process/ChildProcess.h"
 
-#include "base/Mutex.h"
+#include "support/RunningProgram.h"
 #include "support/TemporaryFolder.h"
 
 #include <gmock/gmock.h>
@@ -17,40 +17,20 @@ namespace {
 
 using WriteOutcome = ChildProcess::WriteOutcome;
 
+constexpr std::chrono::seconds patience{20};
 constexpr std::size_t plenty = 100'000'000;
 
 /// A shell script as a child, and what came of it.
-class Child {
-  public:
-    explicit Child(const std::string& script,
-                   std::chrono::milliseconds killGrace = std::chrono::seconds(20)) {
-        process = ChildProcess::launch(
+struct Child : testing::Transcript {
+    explicit Child(const std::string& script, std::chrono::milliseconds killGrace = patience)
+        : process(ChildProcess::launch(
             {"/bin/sh", {"-c", script}, "/", killGrace},
             {[this](std::string_view piece) { add(piece.empty() ? "[end of output]" : piece); },
-             [this] { add("[input broken]"); }, [this] { add("[terminated]"); }});
+             [this] { add("[input broken]"); }, [this] { add("[terminated]"); }})) {}
+    ~Child() {
+        process.reset();
+        EXPECT_TRUE(waitForChildProcesses(patience)); // no handler runs any more
     }
-
-    /// Waits until the events contain `text` and returns all of them.
-    std::string waitFor(const std::string& text) {
-        const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(20);
-        MutexLock lock(mutex);
-        while (events.find(text) == std::string::npos && changed.waitUntil(mutex, deadline)) {
-        }
-        return events;
-    }
-
-  private:
-    void add(std::string_view event) {
-        MutexLock lock(mutex);
-        events += event;
-        changed.notifyAll();
-    }
-
-    Mutex mutex;
-    Condition changed;
-    std::string events GUARDED_BY(mutex);
-
-  public:
     std::unique_ptr<ChildProcess> process;
 };
 
@@ -115,7 +95,7 @@ TEST(ChildProcess, EndsAChildThatDoesNotWantTo) {
         Child destroyed(script, std::chrono::milliseconds(20));
         destroyed.waitFor("ready");
         destroyed.process.reset();
-        EXPECT_TRUE(waitForChildProcesses(std::chrono::seconds(20)));
+        EXPECT_TRUE(waitForChildProcesses(patience));
         EXPECT_EQ(destroyed.waitFor("ready"), "ready\n") << "none of its handlers is called";
     }
 }

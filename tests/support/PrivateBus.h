@@ -1,6 +1,6 @@
 #pragma once
 
-#include "platform/process/ChildProcess.h"
+#include "support/RunningProgram.h"
 #include "support/TemporaryFolder.h"
 
 #include <QCoreApplication>
@@ -13,7 +13,6 @@
 #include <chrono>
 #include <cstdlib>
 #include <functional>
-#include <future>
 #include <string>
 
 namespace tallywick::testing {
@@ -28,29 +27,12 @@ inline bool eventually(const std::function<bool()>& condition) {
     return condition();
 }
 
-/// A message bus for one test, which ends with it.
+/// A message bus for one test, which ends with it. It starts no service of the machine.
 class PrivateBus {
   public:
-    PrivateBus() {
-        ChildCommand command;
-        command.executable = "/usr/bin/dbus-daemon";
-        command.arguments = {"--session", "--nofork", "--print-address", "--address=" + address()};
-        command.currentFolder = "/";
-        ChildProcess::Handlers handlers;
-        handlers.output = [this](std::string_view piece) {
-            if (piece.find('\n') != std::string_view::npos)
-                running.set_value();
-        };
-        handlers.terminated = [this] { ended.set_value(); };
-        process = ChildProcess::launch(command, std::move(handlers));
-        EXPECT_EQ(running.get_future().wait_for(patience), std::future_status::ready);
-    }
-    ~PrivateBus() {
-        process->terminate();
-        EXPECT_EQ(ended.get_future().wait_for(patience), std::future_status::ready);
-    }
-    PrivateBus(const PrivateBus&) = delete;
-    PrivateBus& operator=(const PrivateBus&) = delete;
+    PrivateBus() { daemon.waitFor("\n"); } // its address
+
+    std::string address() const { return "unix:path=" + (folder / "bus").string(); }
 
     /// A connection of its own, which the bus tells from all others.
     QDBusConnection connection(const std::string& name) const {
@@ -59,14 +41,17 @@ class PrivateBus {
     }
 
   private:
-    static constexpr std::chrono::seconds patience{30};
-
-    std::string address() const { return "unix:path=" + (folder / "bus").string(); }
+    std::string configuration() const {
+        const std::filesystem::path file = folder / "bus.conf";
+        writeAll(file, "<busconfig><type>session</type><listen>" + address() + R"(</listen>
+<policy context="default"><allow send_destination="*"/><allow receive_sender="*"/><allow own="*"/>
+</policy></busconfig>)");
+        return file;
+    }
 
     TemporaryFolder folder;
-    std::promise<void> running;
-    std::promise<void> ended;
-    std::unique_ptr<ChildProcess> process;
+    RunningProgram daemon{"/usr/bin/dbus-daemon",
+                          {"--nofork", "--print-address", "--config-file=" + configuration()}};
 };
 
 /// Runs the body of a test, to its first failure, in a process of its own: Qt's thread for a bus

@@ -2,19 +2,17 @@
 
 #include <gtest/gtest.h>
 
-#include <spawn.h>
-#include <sys/wait.h>
-
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
+#include <set>
 #include <string>
-#include <vector>
 
 namespace tallywick::testing {
 
-/// An empty folder that is removed with everything in it at the end of the test.
+/// An empty folder that is removed with everything in it at the end of the test; also when the
+/// process ends before that, as that of a test which runs apart does.
 class TemporaryFolder {
   public:
     TemporaryFolder() {
@@ -25,11 +23,13 @@ class TemporaryFolder {
             throw std::filesystem::filesystem_error(
                 "mkdtemp", name, std::error_code(errno, std::generic_category()));
         folder = name;
+        atExit.folders.insert(folder);
     }
     ~TemporaryFolder() {
         std::error_code ignored;
         std::filesystem::remove_all(folder, ignored);
         EXPECT_FALSE(std::filesystem::exists(folder)) << folder;
+        atExit.folders.erase(folder);
     }
     TemporaryFolder(const TemporaryFolder&) = delete;
     TemporaryFolder& operator=(const TemporaryFolder&) = delete;
@@ -38,6 +38,16 @@ class TemporaryFolder {
     std::filesystem::path operator/(const std::string& name) const { return folder / name; }
 
   private:
+    struct AtExit {
+        ~AtExit() {
+            std::error_code ignored;
+            for (const auto& left : folders)
+                std::filesystem::remove_all(left, ignored);
+        }
+        std::set<std::filesystem::path> folders;
+    };
+    static inline AtExit atExit;
+
     std::filesystem::path folder;
 };
 
@@ -50,23 +60,10 @@ inline void writeAll(const std::filesystem::path& file, const std::string& bytes
     std::ofstream(file, std::ios::binary | std::ios::trunc) << bytes;
 }
 
-/// Runs a program and waits for its end. Its exit status, or -1 when it did not run or exit.
-inline int run(std::vector<std::string> command) {
-    std::vector<char*> arguments;
-    for (std::string& argument : command)
-        arguments.push_back(argument.data());
-    arguments.push_back(nullptr);
-    pid_t child = 0;
-    int status = 0;
-    if (posix_spawn(&child, arguments[0], nullptr, nullptr, arguments.data(), environ) != 0
-        || waitpid(child, &status, 0) != child || !WIFEXITED(status))
-        return -1;
-    return WEXITSTATUS(status);
-}
-
 /// Runs a shell command in a folder. The test fails when any part of the command does.
 inline void runIn(const std::filesystem::path& folder, const std::string& command) {
-    ASSERT_EQ(run({"/bin/sh", "-ec", "cd \"$0\"\n" + command, folder}), 0) << command;
+    ASSERT_EQ(std::system(("set -e; cd '" + folder.string() + "'\n" + command).c_str()), 0)
+        << command;
 }
 
 } // namespace tallywick::testing

@@ -1,4 +1,4 @@
-#include "RunningProgram.h"
+#include "support/RunningProgram.h"
 
 #include <gtest/gtest.h>
 
@@ -42,54 +42,54 @@ std::string outputOf(const std::string& command) {
     return text;
 }
 
-RunningProgram::RunningProgram(const std::string& executable,
-                               const std::vector<std::string>& arguments) {
-    ChildProcess::Handlers handlers;
-    handlers.output = [this](std::string_view piece) { add(piece); };
-    handlers.terminated = [this] {
-        const MutexLock lock(mutex);
-        hasEnded = true;
-        changed.notifyAll();
-    };
-    ChildCommand command;
-    command.executable = executable;
-    command.arguments = arguments;
-    command.currentFolder = "/";
-    command.killGrace = killGrace;
-    process = ChildProcess::launch(command, std::move(handlers));
-}
-
-RunningProgram::~RunningProgram() { end(); }
-
-std::string RunningProgram::end() {
-    process->terminate();
-    const auto deadline = std::chrono::steady_clock::now() + 2 * killGrace;
+void Transcript::add(std::string_view text) {
     const MutexLock lock(mutex);
-    while (!hasEnded && changed.waitUntil(mutex, deadline)) {
-    }
-    EXPECT_TRUE(hasEnded) << "the program does not end; it wrote " << received;
-    return received;
+    received += text;
+    changed.notifyAll();
 }
 
-std::string RunningProgram::waitFor(const std::string& text) {
+void Transcript::close() {
+    const MutexLock lock(mutex);
+    isClosed = true;
+    changed.notifyAll();
+}
+
+std::string Transcript::waitFor(const std::string& text) const {
     const auto deadline = std::chrono::steady_clock::now() + patience();
     const MutexLock lock(mutex);
-    while (received.find(text) == std::string::npos && !hasEnded
+    while (received.find(text) == std::string::npos && !isClosed
            && changed.waitUntil(mutex, deadline)) {
     }
     EXPECT_NE(received.find(text), std::string::npos) << text << " is missing in " << received;
     return received;
 }
 
-std::string RunningProgram::output() const {
+std::string Transcript::waitForEnd(std::chrono::seconds limit) const {
+    const auto deadline = std::chrono::steady_clock::now() + limit;
+    const MutexLock lock(mutex);
+    while (!isClosed && changed.waitUntil(mutex, deadline)) {
+    }
+    EXPECT_TRUE(isClosed) << "no end after " << received;
+    return received;
+}
+
+std::string Transcript::text() const {
     const MutexLock lock(mutex);
     return received;
 }
 
-void RunningProgram::add(std::string_view text) {
-    const MutexLock lock(mutex);
-    received += text;
-    changed.notifyAll();
+RunningProgram::RunningProgram(const std::string& executable,
+                               const std::vector<std::string>& arguments)
+    : process(ChildProcess::launch({executable, arguments, "/", killGrace},
+                                   {[this](std::string_view piece) { transcript.add(piece); },
+                                    {},
+                                    [this] { transcript.close(); }})) {}
+
+RunningProgram::~RunningProgram() { end(); }
+
+std::string RunningProgram::end() {
+    process->terminate();
+    return transcript.waitForEnd(2 * killGrace);
 }
 
 } // namespace tallywick::testing
