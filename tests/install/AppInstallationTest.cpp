@@ -1,9 +1,6 @@
 #include "install/AppInstallation.h"
-
+#include "install/LaunchRule.h"
 #include "support/SampleBundle.h"
-#include "support/TemporaryFolder.h"
-
-#include <gtest/gtest.h>
 
 namespace tallywick {
 namespace {
@@ -87,6 +84,34 @@ TEST(AppInstallation, knowsTheTwoInstalledLocations) {
     EXPECT_FALSE(isInstalled("Corvane Tallywick.app"));
     EXPECT_FALSE(isInstalled("link/Applications/Corvane Tallywick.app"));
     EXPECT_FALSE(isInstalled("links/Corvane Tallywick.app"));
+}
+
+TEST(LaunchRule, ReadsWhoHasInstalledThisCopy) {
+    const auto process = [](std::vector<std::string> arguments) {
+        return LaunchRule::finishInstallProcess(arguments);
+    };
+    EXPECT_EQ(process({"utility", "--finish-install", "+4711"}), 4711);
+    for (const char* number : {"2147483648", "+-1", "1 ", ""})
+        EXPECT_EQ(process({"utility", "--finish-install", number}), std::nullopt) << number;
+    EXPECT_EQ(process({"utility", "--finish-install"}), std::nullopt);
+    EXPECT_EQ(process({"utility", "--finish", "4711"}), std::nullopt);
+}
+
+TEST(LaunchRule, AnotherCopyTakesOverWhereTheRuleSaysSo) {
+    const std::filesystem::path here = "/home/me/Applications/Corvane Tallywick.app";
+    const std::filesystem::path there = "/media/stick/Corvane Tallywick.app";
+    const auto activated = [&](std::vector<RunningApplication> others, bool isInstalled,
+                               std::optional<int> installedBy = {}) {
+        others.push_back({20, here});
+        const auto copy = LaunchRule::copyToActivate(others, {20, here, isInstalled, installedBy});
+        return copy ? copy->processId : 0;
+    };
+    EXPECT_EQ(activated({}, true), 0);
+    EXPECT_EQ(activated({{10, here / "."}}, false), 10);
+    EXPECT_EQ(activated({{10, there}}, true), 10);
+    EXPECT_EQ(activated({{10, there}}, false), 0);
+    EXPECT_EQ(activated({{10, there}}, true, 10), 0);
+    EXPECT_EQ(activated({{10, there}, {15, there}}, true, 10), 15);
 }
 
 } // namespace
