@@ -2,9 +2,9 @@
 
 #include "base/CanonicalPath.h"
 #include "base/Product.h"
+#include "base/WholeNumber.h"
 
 #include <algorithm>
-#include <charconv>
 #include <cstdint>
 
 namespace tallywick::LaunchRule {
@@ -12,15 +12,7 @@ namespace tallywick::LaunchRule {
 std::optional<int> finishInstallProcess(std::span<const std::string> arguments) {
     if (arguments.size() != 3 || arguments[1] != Product::finishInstallArgument)
         return std::nullopt;
-    std::string_view number = arguments[2];
-    if (number.starts_with('+') && !number.starts_with("+-"))
-        number.remove_prefix(1);
-    std::int32_t value = 0;
-    const char* const end = number.data() + number.size();
-    const auto [rest, error] = std::from_chars(number.data(), end, value);
-    if (error != std::errc() || rest != end)
-        return std::nullopt;
-    return value;
+    return signedWholeNumber<std::int32_t>(arguments[2]);
 }
 
 std::optional<RunningApplication> copyToActivate(std::span<const RunningApplication> running,

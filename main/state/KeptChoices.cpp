@@ -1,9 +1,8 @@
 #include "state/KeptChoices.h"
 
-#include <charconv>
+#include "base/WholeNumber.h"
+
 #include <cmath>
-#include <cstdint>
-#include <cstdlib>
 
 namespace tallywick {
 
@@ -21,12 +20,8 @@ constexpr std::string_view helperKey = "codexPath";
 constexpr int farthestCoordinate = 32'767;
 
 std::optional<int> coordinate(std::string_view text) {
-    int value = 0;
-    const auto [rest, error] = std::from_chars(text.data(), text.data() + text.size(), value);
-    if (error != std::errc() || rest != text.data() + text.size()
-        || std::abs(std::int64_t{value}) > farthestCoordinate)
-        return std::nullopt;
-    return value;
+    const auto value = wholeNumber<int>(text);
+    return value >= -farthestCoordinate && value <= farthestCoordinate ? value : std::nullopt;
 }
 
 std::optional<QPointF> positionFromText(std::string_view text) {

@@ -1,9 +1,9 @@
 #include "update/HttpResponse.h"
 
+#include "base/WholeNumber.h"
+
 #include <algorithm>
-#include <charconv>
 #include <optional>
-#include <system_error>
 #include <utility>
 #include <vector>
 
@@ -44,16 +44,6 @@ bool holdsControls(std::string_view text) {
     });
 }
 
-/// The whole of the text as a number. Absent when it is none or does not fit.
-std::optional<std::uint64_t> number(std::string_view digits, int base) {
-    std::uint64_t value = 0;
-    const char* const textEnd = digits.data() + digits.size();
-    const auto [end, error] = std::from_chars(digits.data(), textEnd, value, base);
-    if (error != std::errc{} || end != textEnd)
-        return std::nullopt;
-    return value;
-}
-
 /// The lines of a head. A number that does not fit is as good as the largest that does.
 class Head {
   public:
@@ -80,7 +70,7 @@ class Head {
             || (line.size() > codeEnd && line[codeEnd] != ' '))
             return false;
         isFirstVersion = line[codeBegin - 2] == '0';
-        const auto code = number(line.substr(codeBegin, codeEnd - codeBegin), 10);
+        const auto code = wholeNumber<std::uint64_t>(line.substr(codeBegin, codeEnd - codeBegin));
         status = static_cast<int>(code.value_or(0));
         return status >= 100;
     }
@@ -106,7 +96,7 @@ class Head {
         if (digits.empty() || digits.find_first_not_of("0123456789") != std::string_view::npos
             || std::ranges::any_of(lengths, [&](auto other) { return other != digits; }))
             return false;
-        length = number(digits, 10).value_or(UINT64_MAX);
+        length = wholeNumber<std::uint64_t>(digits).value_or(UINT64_MAX);
         return true;
     }
 
@@ -236,7 +226,7 @@ Outcome HttpResponse::acceptChunkSize(std::string_view text) {
     const std::string_view digits = trimmed(text.substr(0, text.find(';')));
     if (digits.empty() || digits.find_first_not_of("0123456789abcdefABCDEF") != digits.npos)
         return Failure(UpdateFailure::server);
-    partBytes = number(digits, hexadecimal).value_or(UINT64_MAX);
+    partBytes = wholeNumber<std::uint64_t>(digits, hexadecimal).value_or(UINT64_MAX);
     if (partBytes > maximum - bodyBytes)
         return Failure(UpdateFailure::oversized);
     expected = partBytes == 0 ? Part::trailers : Part::chunk;

@@ -6,7 +6,9 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <cstddef>
 #include <iterator>
+#include <utility>
 
 namespace tallywick {
 
@@ -39,6 +41,22 @@ UniqueFd openWithoutLinks(const std::filesystem::path& path, int flags) {
     // Whoever has it does without the walk, which does not mount what is mounted on demand.
     const bool unavailable = errno == ENOSYS || errno == EPERM;
     return unavailable && path.is_absolute() ? walkWithoutLinks(path, flags) : UniqueFd();
+}
+
+UniqueFd regularFile(UniqueFd file, struct stat& status) {
+    const bool isRegular = file && ::fstat(file.get(), &status) == 0 && S_ISREG(status.st_mode);
+    return isRegular ? std::move(file) : UniqueFd();
+}
+
+bool writeWhole(const UniqueFd& file, std::string_view bytes) {
+    while (!bytes.empty()) {
+        const auto count =
+            uninterrupted([&] { return ::write(file.get(), bytes.data(), bytes.size()); });
+        if (count <= 0)
+            return false;
+        bytes.remove_prefix(static_cast<std::size_t>(count));
+    }
+    return true;
 }
 
 } // namespace tallywick

@@ -1,9 +1,11 @@
 #pragma once
 
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>
 #include <filesystem>
+#include <string_view>
 #include <utility>
 
 namespace tallywick {
@@ -45,5 +47,11 @@ auto uninterrupted(Call call) {
 /// Opens what exists at the absolute path, unless a symbolic link stands anywhere on it. `flags`
 /// are those of open(2); the descriptor is closed on exec. Tells why it failed in errno.
 UniqueFd openWithoutLinks(const std::filesystem::path& path, int flags);
+
+/// The file that was opened, if it is a regular one, and what it is.
+UniqueFd regularFile(UniqueFd file, struct stat& status);
+
+/// Writes all of the bytes, or fails with an unknown part of them written.
+bool writeWhole(const UniqueFd& file, std::string_view bytes);
 
 } // namespace tallywick

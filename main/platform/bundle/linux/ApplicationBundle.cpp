@@ -1,6 +1,7 @@
 #include "platform/bundle/linux/ApplicationBundle.h"
 
 #include "base/PropertyList.h"
+#include "base/WholeNumber.h"
 #include "platform/bundle/ApplicationBundle.h"
 #include "platform/files/FileAccess.h"
 
@@ -8,7 +9,6 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <charconv>
 #include <cstddef>
 #include <fstream>
 #include <map>
@@ -54,10 +54,8 @@ constexpr std::size_t maximumProcesses = 65'536;
 
 /// The process that the name of an entry stands for, when it does.
 std::optional<int> processId(const std::string& name) {
-    int id = 0;
-    const auto [end, error] = std::from_chars(name.data(), name.data() + name.size(), id);
-    const bool whole = error == std::errc() && end == name.data() + name.size();
-    return whole && id > 0 ? std::optional(id) : std::nullopt;
+    const auto id = wholeNumber<int>(name);
+    return id > 0 ? id : std::nullopt;
 }
 
 bool isOwn(const fs::path& process) {

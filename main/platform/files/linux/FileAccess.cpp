@@ -24,12 +24,6 @@ namespace {
 
 constexpr std::size_t readPiece = 65'536;
 
-/// The file that was opened, if it is a regular one, and what it is.
-UniqueFd regularFile(UniqueFd file, struct stat& status) {
-    const bool isRegular = file && ::fstat(file.get(), &status) == 0 && S_ISREG(status.st_mode);
-    return isRegular ? std::move(file) : UniqueFd();
-}
-
 /// Opens a regular file for reading and tells what it is; nothing else is opened.
 UniqueFd openRegularFile(const fs::path& path, struct stat& status) {
     return regularFile(openWithoutLinks(standardisedPath(path), O_RDONLY | O_NONBLOCK | O_NOCTTY),
@@ -121,16 +115,8 @@ bool canBeReplaced(const UniqueFd& folder, const std::string& name) {
 }
 
 bool fill(const UniqueFd& file, std::string_view bytes) {
-    if (uninterrupted([&] { return ::ftruncate(file.get(), 0); }) != 0)
-        return false;
-    while (!bytes.empty()) {
-        const auto count =
-            uninterrupted([&] { return ::write(file.get(), bytes.data(), bytes.size()); });
-        if (count <= 0)
-            return false;
-        bytes.remove_prefix(static_cast<std::size_t>(count));
-    }
-    return sync(file);
+    return uninterrupted([&] { return ::ftruncate(file.get(), 0); }) == 0 && writeWhole(file, bytes)
+           && sync(file);
 }
 
 /// Reads on to the end of the file, but no more than `limit` bytes.

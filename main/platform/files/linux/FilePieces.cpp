@@ -4,7 +4,6 @@
 #include "platform/linux/Descriptors.h"
 
 #include <fcntl.h>
-#include <sys/stat.h>
 #include <unistd.h>
 
 #include <string>
@@ -14,10 +13,10 @@ namespace tallywick {
 
 PiecewiseReading readInPieces(const std::filesystem::path& path, std::size_t pieceSize,
                               const std::function<bool(std::string_view)>& take) {
-    const UniqueFd file =
-        openWithoutLinks(standardisedPath(path), O_RDONLY | O_NONBLOCK | O_NOCTTY);
     struct stat status {};
-    if (!file || ::fstat(file.get(), &status) != 0 || !S_ISREG(status.st_mode))
+    const UniqueFd file = regularFile(
+        openWithoutLinks(standardisedPath(path), O_RDONLY | O_NONBLOCK | O_NOCTTY), status);
+    if (!file)
         return PiecewiseReading::unreadable;
     std::string piece(pieceSize, '\0');
     for (;;) {
@@ -63,14 +62,7 @@ std::optional<NewFile> NewFile::create(const std::filesystem::path& path) {
 }
 
 WriteResult NewFile::append(std::string_view bytes) {
-    while (!bytes.empty()) {
-        const auto written =
-            uninterrupted([&] { return ::write(state->file.get(), bytes.data(), bytes.size()); });
-        if (written <= 0)
-            return WriteResult::failed;
-        bytes.remove_prefix(static_cast<std::size_t>(written));
-    }
-    return WriteResult::written;
+    return writeWhole(state->file, bytes) ? WriteResult::written : WriteResult::failed;
 }
 
 void NewFile::keep() { state->file.reset(); }

@@ -1,23 +1,16 @@
 #include "platform/machine/linux/HostStatistics.h"
 
+#include "base/WholeNumber.h"
 #include "platform/files/FileAccess.h"
 #include "platform/machine/HostStatistics.h"
 #include "platform/machine/linux/TextFields.h"
 
 #include <array>
-#include <charconv>
 #include <cstddef>
 
 namespace tallywick {
 
 namespace {
-
-std::optional<std::uint64_t> parseCounter(std::string_view text) {
-    std::uint64_t value = 0;
-    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value);
-    const bool whole = error == std::errc() && end == text.data() + text.size();
-    return whole ? std::optional(value) : std::nullopt;
-}
 
 /// The rest of the first line whose first field is `name`.
 std::optional<std::string_view> findLine(std::string_view text, std::string_view name) {
@@ -31,7 +24,7 @@ std::optional<std::string_view> findLine(std::string_view text, std::string_view
 
 std::optional<std::uint64_t> memoryFigure(std::string_view text, std::string_view name) {
     auto line = findLine(text, name);
-    return line ? parseCounter(takeField(*line)) : std::nullopt;
+    return line ? wholeNumber<std::uint64_t>(takeField(*line)) : std::nullopt;
 }
 
 /// /proc/stat has a line for each processor and one long line that counts every interrupt source:
@@ -65,7 +58,7 @@ std::optional<CpuTicks> parseProcStat(std::string_view text) {
         const std::string_view field = takeField(*line);
         if (field.empty() && i >= required)
             break;
-        const auto value = parseCounter(field);
+        const auto value = wholeNumber<std::uint64_t>(field);
         if (!value)
             return std::nullopt;
         ticks.at(i) = *value;

@@ -1,9 +1,9 @@
 #include "platform/machine/linux/MountTable.h"
 
 #include "base/CanonicalPath.h"
+#include "base/WholeNumber.h"
 #include "platform/machine/linux/TextFields.h"
 
-#include <charconv>
 #include <cstddef>
 #include <optional>
 #include <system_error>
@@ -16,12 +16,9 @@ namespace {
 
 /// The byte that three octal digits stand for; no name holds the byte zero.
 std::optional<char> octalByte(std::string_view digits) {
-    unsigned value = 0;
-    const auto [end, error] =
-        std::from_chars(digits.data(), digits.data() + digits.size(), value, 8);
-    const bool valid =
-        error == std::errc() && end - digits.data() == 3 && value > 0 && value <= 0xFF;
-    return valid ? std::optional(static_cast<char>(value)) : std::nullopt;
+    const auto value = wholeNumber<unsigned>(digits, 8);
+    const bool valid = digits.size() == 3 && value > 0U && value <= 0xFFU;
+    return valid ? std::optional(static_cast<char>(*value)) : std::nullopt;
 }
 
 /// Undoes \ooo, the three octal digits that stand for a blank, a line end or a backslash in a name.
@@ -41,7 +38,7 @@ std::string unescapeOctal(std::string_view text) {
 /// 36 35 98:0 /root /mount/point rw,noatime master:1 - ext3 /dev/source rw,errors=continue
 std::optional<Mount> parseMount(std::string_view line) {
     Mount mount;
-    const std::string_view id = takeField(line);
+    const auto id = wholeNumber<std::uint64_t>(takeField(line));
     takeField(line); // the mount it stands on
     mount.device = takeField(line);
     mount.root = unescapeOctal(takeField(line));
@@ -54,10 +51,10 @@ std::optional<Mount> parseMount(std::string_view line) {
     mount.type = unescapeOctal(takeField(line));
     mount.source = unescapeOctal(takeField(line));
 
-    const auto [end, error] = std::from_chars(id.data(), id.data() + id.size(), mount.id);
-    const bool wellFormed = error == std::errc() && end == id.data() + id.size()
-                            && mount.mountPoint.is_absolute() && !mount.type.empty();
-    return wellFormed ? std::optional(mount) : std::nullopt;
+    if (!id || !mount.mountPoint.is_absolute() || mount.type.empty())
+        return std::nullopt;
+    mount.id = *id;
+    return mount;
 }
 
 bool hasOption(std::string_view options, std::string_view wanted) {
@@ -79,15 +76,11 @@ std::string unescapeHex(std::string_view text) {
     constexpr std::size_t length = 4;
     std::string result;
     while (!text.empty()) {
-        unsigned byte = 0;
-        bool isEscape = false;
-        if (text.size() >= length && text.starts_with(mark)) {
-            const char* end = text.data() + length;
-            const auto parsed = std::from_chars(text.data() + mark.size(), end, byte, 16);
-            isEscape = parsed.ec == std::errc() && parsed.ptr == end;
-        }
-        result += isEscape ? static_cast<char>(byte) : text.front();
-        text.remove_prefix(isEscape ? length : 1);
+        const auto byte = text.size() >= length && text.starts_with(mark)
+                              ? wholeNumber<unsigned char>(text.substr(mark.size(), 2), 16)
+                              : std::nullopt;
+        result += byte ? static_cast<char>(*byte) : text.front();
+        text.remove_prefix(byte ? length : 1);
     }
     return result;
 }
