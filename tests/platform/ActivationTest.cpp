@@ -3,6 +3,8 @@
 
 #include <QDBusMessage>
 
+#include <future>
+
 namespace tallywick {
 namespace {
 
