@@ -76,7 +76,8 @@ QImage pictureOf(QWidget& widget, double scale) {
 
 template <typename SheetType, typename... Shown>
 QImage sheetPicture(const PictureOptions& options, const Shown&... shown) {
-    SheetType sheet(makeTheme(options.light, {}), {}, nullptr);
+    const UtilityActions none;
+    SheetType sheet(makeTheme(options.light, {}), none, nullptr);
     sheet.present(shown...);
     sheet.show();                         // takes the size that its content needs
     QCoreApplication::sendPostedEvents(); // and lays the content out in it
@@ -90,7 +91,8 @@ QImage windowPicture(const PictureOptions& options, UtilityFields fields) {
     const QSizeF size = options.mini
                             ? WindowSizing::miniSize
                             : WindowSizing::fullSize(fields.volumes.size(), availableHeight);
-    UtilityView view{UtilityActions()};
+    const UtilityActions none;
+    UtilityView view(none);
     view.resize(size.toSize());
     view.present(fields, availableHeight);
     return pictureOf(view, options.scale);

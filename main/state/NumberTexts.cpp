@@ -72,12 +72,4 @@ std::string loadAccessibilityValue(std::optional<double> percent) {
     return percent ? roundedText(*percent) + " percent" : "Measuring";
 }
 
-std::string_view loadSymbol(std::string_view title) {
-    return title == "CPU" ? "cpu" : "memorychip";
-}
-
-std::string_view volumeSymbol(const std::filesystem::path& mountPoint) {
-    return mountPoint == "/" ? "internaldrive" : "externaldrive";
-}
-
 } // namespace tallywick

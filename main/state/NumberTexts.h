@@ -6,7 +6,6 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <filesystem>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -44,11 +43,5 @@ std::string meterAccessibilityValue(const std::optional<Quota>& quota);
 
 /// What a screen reader says for a load: "42 percent".
 std::string loadAccessibilityValue(std::optional<double> percent);
-
-/// The name of the symbol on the card of a load, chosen by the card's title.
-std::string_view loadSymbol(std::string_view title);
-
-/// The name of the symbol in the row of a volume.
-std::string_view volumeSymbol(const std::filesystem::path& mountPoint);
 
 } // namespace tallywick

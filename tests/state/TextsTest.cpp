@@ -23,7 +23,6 @@ TEST(Texts, ShowFiguresAndTheirAbsence) {
     EXPECT_EQ(capacityText({"/", "Root", 13'421'772'800, 512'110'190'592}), "12.5 / 476.9 GiB");
     EXPECT_EQ(tokenTooltip("ACTIVITY STALE", 1'234'567), "ACTIVITY STALE · 1234567");
     EXPECT_EQ(historyCountText(12), "Current account history: 12 samples");
-    EXPECT_EQ(volumeSymbol("/media/me/stick"), "externaldrive");
     EXPECT_EQ(historyGraphValue(1), "1 local readings in this allowance week");
     EXPECT_EQ(installationLabel(false, true, std::nullopt), "Checking installed bundle…");
     EXPECT_EQ(installationLabel(false, true, false), "Installation needs repair — Get Setup");

@@ -26,19 +26,19 @@ TEST(Controls, DoTheSameForMouseAndKeyboard) {
     const struct {
         QSize layout;
         const char* name;
-        const char* call;
+        std::string call;
     } cases[] = {
-        {full, "Open corvane.example", "openHomePage"},
-        {full, "Quit Tallywick", "quit"},
-        {full, "Volume 1, 1.0 / 4.0 GiB", "openVolume /media/Volume 1"},
-        {full, "Mini", "toggleLayout"},
-        {full, "Day", "toggleTheme"},
-        {full, "Always on top", "setPinned on"},
-        {full, "Refresh", "refresh"},
-        {full, "Settings", "openSettings"},
-        {mini, "Pin", "setPinned on"},
-        {mini, "Expand ↗", "toggleLayout"},
-        {mini, "Quit Tallywick", "quit"},
+        {full, "Open corvane.example", called(UtilityCommand::openHomePage)},
+        {full, "Quit Tallywick", called(UtilityCommand::quit)},
+        {full, "Volume 1, 1.0 / 4.0 GiB", "open /media/Volume 1"},
+        {full, "Mini", called(UtilityCommand::toggleLayout)},
+        {full, "Day", called(UtilityCommand::toggleTheme)},
+        {full, "Always on top", "pin"},
+        {full, "Refresh", called(UtilityCommand::refresh)},
+        {full, "Settings", called(UtilityCommand::openSettings)},
+        {mini, "Pin", "pin"},
+        {mini, "Expand ↗", called(UtilityCommand::toggleLayout)},
+        {mini, "Quit Tallywick", called(UtilityCommand::quit)},
     };
     using Press = void (*)(QWidget * part);
     const Press heard[] = {[](QWidget* part) { QTest::mouseClick(part, Qt::LeftButton); },
@@ -66,7 +66,8 @@ TEST(Controls, ShareTheLinkThroughAMenu) {
         menu->close();
         settle();
     }
-    EXPECT_EQ(view.calls, Strings({"mailProductPage", "copyProductAddress"}));
+    EXPECT_EQ(view.calls, Strings({called(UtilityCommand::mailProductPage),
+                                   called(UtilityCommand::copyProductAddress)}));
 }
 
 TEST(Controls, ShowWhichOfThemHasTheKeyboardAndWhichIsPressed) {

@@ -97,10 +97,8 @@ TEST(UtilityView, KeepsAllPartsApartAndInsideTheWindow) {
 bool showsAll(QWidget* part) {
     if (const auto* line = qobject_cast<TextLine*>(part))
         return line->toolTip() != plainToolTip(line->text()); // as of an elided one
-    if (const auto* tokens = qobject_cast<TokenCard*>(part))
-        return cardFits(tokens->content(), tokens->width());
-    if (const auto* metric = qobject_cast<MetricCard*>(part))
-        return cardFits(metric->content(), metric->width());
+    if (const auto* card = qobject_cast<FigureCard*>(part))
+        return card->showsAll();
     const bool hasText = qobject_cast<UtilityButton*>(part) || qobject_cast<UtilityCheckBox*>(part);
     return !hasText || part->sizeHint().width() <= part->width();
 }

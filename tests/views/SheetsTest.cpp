@@ -64,7 +64,8 @@ class Sheets : public ::testing::Test {
     UtilityFields fields;
     Theme theme = makeTheme(false, {});
     ApplicationTexts texts{u"0.6.0"_qs, u"Installed in Applications"_qs};
-    SheetHost host{&window, recordingActions(calls)};
+    const UtilityActions actions = recordingActions(calls);
+    SheetHost host{&window, actions};
 };
 
 TEST_F(Sheets, AreClosedByTheStateWhenTheUserWishes) {
@@ -76,7 +77,8 @@ TEST_F(Sheets, AreClosedByTheStateWhenTheUserWishes) {
         QTest::keyClick(settings(), key);
         QTest::keyClick(installer(), key);
         settle();
-        EXPECT_THAT(calls, ElementsAre("closeSettings", "tryWithoutInstalling"));
+        EXPECT_THAT(calls, ElementsAre(called(UtilityCommand::closeSettings),
+                                       called(UtilityCommand::tryWithoutInstalling)));
         ASSERT_TRUE(settings() && settings()->isVisible());
         ASSERT_TRUE(installer() && installer()->isVisible());
     }
@@ -158,22 +160,22 @@ TEST_F(Sheets, AlignTheirButtonsAndKeepTheLastWordsOfATextTogether) {
 }
 
 TEST_F(Sheets, CallTheActionOfAButton) {
-    const std::map<std::string, std::string> actions{
-        {"Retry Connection", "retryConnection"},
-        {"Choose Codex…", "chooseHelper"},
-        {"Use Automatic", "useAutomaticDiscovery"},
-        {"Sign In in Browser…", "startSignIn"},
-        {"Copy Connection Details", "copyConnectionDetails"},
-        {"Cancel Sign-In", "cancelSignIn"},
-        {"Get Setup", "openProductPage"},
-        {"Done", "closeSettings"},
-        {"Try Without Installing", "tryWithoutInstalling"},
+    const std::map<std::string, UtilityCommand> commands{
+        {"Retry Connection", UtilityCommand::retryConnection},
+        {"Choose Codex…", UtilityCommand::chooseHelper},
+        {"Use Automatic", UtilityCommand::useAutomaticDiscovery},
+        {"Sign In in Browser…", UtilityCommand::startSignIn},
+        {"Copy Connection Details", UtilityCommand::copyConnectionDetails},
+        {"Cancel Sign-In", UtilityCommand::cancelSignIn},
+        {"Get Setup", UtilityCommand::openProductPage},
+        {"Done", UtilityCommand::closeSettings},
+        {"Try Without Installing", UtilityCommand::tryWithoutInstalling},
     };
     open();
-    for (const auto& [text, action] : actions) {
+    for (const auto& [text, command] : commands) {
         calls.clear();
         QTest::keyClick(button(text), Qt::Key_Return);
-        EXPECT_THAT(calls, ElementsAre(action)) << text;
+        EXPECT_THAT(calls, ElementsAre(called(command))) << text;
     }
 }
 

@@ -103,7 +103,7 @@ std::vector<VolumeInfo> manyVolumes(std::size_t count) {
     return volumes;
 }
 
-ShownView::ShownView(const UtilityFields& fields, QSize size) : view(recordingActions(calls)) {
+ShownView::ShownView(const UtilityFields& fields, QSize size) {
     view.resize(size);
     view.present(fields, roomyScreen);
     view.show();
@@ -133,33 +133,16 @@ Strings ShownView::repaintedBy(const UtilityFields& fields) {
     return {recorder.painted.begin(), recorder.painted.end()};
 }
 
+std::string called(UtilityCommand command) {
+    return "command " + std::to_string(static_cast<int>(command));
+}
+
 UtilityActions recordingActions(Strings& calls) {
-    const auto record = [&calls](const char* call) {
-        return [&calls, call] { calls.push_back(call); };
-    };
     UtilityActions actions;
-    actions.toggleLayout = record("toggleLayout");
-    actions.toggleTheme = record("toggleTheme");
-    actions.refresh = record("refresh");
-    actions.openSettings = record("openSettings");
-    actions.closeSettings = record("closeSettings");
-    actions.quit = record("quit");
-    actions.openHomePage = record("openHomePage");
-    actions.openProductPage = record("openProductPage");
-    actions.mailProductPage = record("mailProductPage");
-    actions.copyProductAddress = record("copyProductAddress");
-    actions.retryConnection = record("retryConnection");
-    actions.chooseHelper = record("chooseHelper");
-    actions.useAutomaticDiscovery = record("useAutomaticDiscovery");
-    actions.startSignIn = record("startSignIn");
-    actions.cancelSignIn = record("cancelSignIn");
-    actions.copyConnectionDetails = record("copyConnectionDetails");
-    actions.tryWithoutInstalling = record("tryWithoutInstalling");
-    actions.setPinned = [&calls](bool pinned) {
-        calls.push_back(pinned ? "setPinned on" : "setPinned off");
-    };
+    actions.perform = [&calls](UtilityCommand command) { calls.push_back(called(command)); };
+    actions.setPinned = [&calls](bool pinned) { calls.push_back(pinned ? "pin" : "unpin"); };
     actions.openVolume = [&calls](const VolumeInfo& volume) {
-        calls.push_back("openVolume " + volume.url.string());
+        calls.push_back("open " + volume.url.string());
     };
     return actions;
 }

@@ -25,8 +25,10 @@ std::vector<VolumeInfo> manyVolumes(std::size_t count);
 /// The available height in which the fields are shown: enough for seven volumes.
 inline constexpr double roomyScreen = 900;
 
-/// All actions, each of which adds its name and its argument to the calls.
+/// All actions, each of which adds to the calls what was asked for.
 UtilityActions recordingActions(Strings& calls);
+/// What a command adds.
+std::string called(UtilityCommand command);
 
 /// Lets everything happen that has been posted: layouts, deletions, paint events.
 void settle();
@@ -67,7 +69,8 @@ class ShownView {
     Strings calls; ///< of actions, in their order
 
   private:
-    UtilityView view;
+    const UtilityActions actions = recordingActions(calls);
+    UtilityView view{actions};
 };
 
 std::string accessibleName(QWidget* part);

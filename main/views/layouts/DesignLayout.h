@@ -2,6 +2,7 @@
 
 #include <QRect>
 #include <QRectF>
+#include <QWidget>
 #include <QtMath>
 
 /// Where every part of both layouts stands, in design units with the origin in the layout's top
@@ -76,14 +77,6 @@ inline constexpr QRectF toolbar{16, 568, 488, 26};
 inline constexpr QRectF footer{16, 603, 484, 16};
 } // namespace Full
 
-/// In a volume row
-namespace VolumeRow {
-inline constexpr QRectF symbol{8, 4, 16, 16};
-inline constexpr QRectF name{32, 2, 168, 20};
-inline constexpr QRectF bar{208, 9.5, 128, 5};
-inline constexpr QRectF capacity{344, 2, 152, 20};
-} // namespace VolumeRow
-
 /// In the toolbar
 namespace Toolbar {
 inline constexpr QRectF mini{0, 0, 48, 26};
@@ -108,6 +101,11 @@ inline QRect inPoints(const QRectF& place, double scale) {
     const QPoint topLeft(qRound(place.left() * scale), qRound(place.top() * scale));
     const QPoint end(qRound(place.right() * scale), qRound(place.bottom() * scale));
     return {topLeft, end - QPoint(1, 1)};
+}
+
+/// Gives a part its place in what it stands in.
+inline void put(QWidget* part, const QRectF& place, double scale) {
+    part->setGeometry(inPoints(place, scale));
 }
 
 } // namespace tallywick::DesignLayout

@@ -14,7 +14,7 @@
 #include "views/parts/VolumeRow.h"
 
 #include <QImage>
-#include <QSignalBlocker>
+#include <QPixmap>
 
 #include <algorithm>
 #include <cmath>
@@ -22,153 +22,171 @@
 
 namespace tallywick {
 
-LogoButton::LogoButton(const ViewStyle& viewStyle, QWidget* parent)
-    : PressablePart(viewStyle, parent) {
-    setText(QStringLiteral("Open ") + QString::fromUtf8(OfficialLinks::host));
-    setHelp(text());
-    setCursor(Qt::PointingHandCursor);
-}
-
-void LogoButton::paintEvent(QPaintEvent*) {
-    constexpr double margin = DesignLayout::Full::logoMargin;
-    PartPainter painter(this, style);
-    const QRectF picture = painter.bounds().adjusted(margin, margin, -margin, -margin);
-    const double pixelsPerUnit = style.scale * devicePixelRatioF();
-    const QPixmap& image = logoOfSize((picture.size() * pixelsPerUnit).toSize());
-    painter.drawPixmap(picture, image, QRectF(image.rect()));
-    paintFocus(painter, painter.bounds(), painter.bounds().width() * 0.25);
-}
-
-const QPixmap& LogoButton::logoOfSize(QSize pixels) {
-    if (logo.size() == pixels)
-        return logo;
-    logo = QPixmap::fromImage(builtInPicture(QStringLiteral("corvane-logo.png"))
-                                  .scaled(pixels, Qt::IgnoreAspectRatio, Qt::SmoothTransformation));
-    return logo;
-}
-
-HeaderView::HeaderView(const ViewStyle& viewStyle, const UtilityActions& actions, QWidget* parent)
-    : QWidget(parent), style(viewStyle), logo(new LogoButton(style, this)),
-      title(new TextLine(style, {.font = FontRole::title}, this)),
-      subtitle(
-          new TextLine(style, {.font = FontRole::caption, .color = &Theme::secondaryText}, this)),
-      badge(new StatusBadge(style, this)),
-      status(new TextLine(
-          style,
-          {.font = FontRole::small, .color = &Theme::secondaryText, .alignment = Qt::AlignRight},
-          this)),
-      close(new UtilityButton(style, QStringLiteral("Quit Tallywick"), "xmark",
-                              UtilityButton::Treatment::bare, this)) {
-    title->present(QStringLiteral("CODEX WEEKLY USAGE"));
-    subtitle->present(QStringLiteral("ACCOUNT + THIS MAC"));
-    close->setToolTip(close->text());
-    connect(logo, &QAbstractButton::clicked, this, actions.openHomePage);
-    connect(close, &QAbstractButton::clicked, this, actions.quit);
-}
-
-void HeaderView::present(const UtilityFields& fields) {
-    badge->present(statusBadge(fields.status, fields.loginPending), isLive(fields.status));
-    status->present(QString::fromStdString(fields.status));
-}
-
-void HeaderView::resizeEvent(QResizeEvent*) {
-    namespace Place = DesignLayout::Full;
-    const auto put = [this](QWidget* part, const QRectF& place) {
-        part->setGeometry(DesignLayout::inPoints(place, style.scale));
-    };
-    put(logo, Place::logo);
-    put(title, Place::title);
-    put(badge, Place::badge);
-    // The status has all the room that the subtitle leaves.
-    constexpr double gap = 14;
-    QRectF subtitlePlace = Place::subtitle;
-    subtitlePlace.setWidth(
-        std::ceil(lineWidth(subtitle->text(), designFont(FontRole::caption)) + 1));
-    QRectF statusPlace = Place::status;
-    statusPlace.setLeft(subtitlePlace.right() + gap);
-    put(subtitle, subtitlePlace);
-    put(status, statusPlace);
-    put(close, Place::close);
-}
+namespace Place = DesignLayout::Full;
 
 namespace {
 
 constexpr int menuGap = 4; ///< between a button and its menu, in points
 
+/// The maker's mark, which leads to the maker's website.
+class LogoButton final : public PressablePart {
+  public:
+    LogoButton(const ViewStyle& viewStyle, QWidget* parent) : PressablePart(viewStyle, parent) {
+        setText(QStringLiteral("Open ") + QString::fromUtf8(OfficialLinks::host));
+        setHelp(text());
+        setCursor(Qt::PointingHandCursor);
+    }
+
+  protected:
+    void paintEvent(QPaintEvent* /*event*/) override {
+        constexpr double margin = Place::logoMargin;
+        PartPainter painter(this, style);
+        const QRectF picture = painter.bounds().adjusted(margin, margin, -margin, -margin);
+        const double pixelsPerUnit = style.scale * devicePixelRatioF();
+        const QPixmap& image = logoOfSize((picture.size() * pixelsPerUnit).toSize());
+        painter.drawPixmap(picture, image, QRectF(image.rect()));
+        paintFocus(painter, painter.bounds(), painter.bounds().width() * 0.25);
+    }
+
+  private:
+    const QPixmap& logoOfSize(QSize pixels) {
+        if (logo.size() == pixels)
+            return logo;
+        const QImage image = builtInPicture(QStringLiteral("corvane-logo.png"));
+        logo = QPixmap::fromImage(
+            image.scaled(pixels, Qt::IgnoreAspectRatio, Qt::SmoothTransformation));
+        return logo;
+    }
+
+    QPixmap logo; ///< at the size in pixels that was last needed
+};
+
 } // namespace
 
-UtilityToolbar::UtilityToolbar(const ViewStyle& viewStyle, const UtilityActions& windowActions,
-                               QWidget* parent)
-    : QWidget(parent), style(viewStyle), actions(windowActions),
-      mini(addButton(QStringLiteral("Mini"), {}, QStringLiteral("Switch to the mini layout"),
-                     actions.toggleLayout)),
-      theme(addButton(QStringLiteral("Day"), {}, {}, actions.toggleTheme)),
-      pin(new UtilityCheckBox(style, QStringLiteral("Always on top"), this)),
-      refresh(addButton(QStringLiteral("Refresh"), "arrow.clockwise",
-                        QStringLiteral("Read the usage again now"), actions.refresh)),
-      settings(addButton(QStringLiteral("Settings"), {}, QStringLiteral("Open the settings"),
-                         actions.openSettings)),
-      share(
-          addButton(QStringLiteral("Share"), "square.and.arrow.up",
-                    QStringLiteral("Share the public utility page; your readings are not included"),
-                    [this] { showShareMenu(); })) {
-    pin->setToolTip(QStringLiteral("Keep this window above all others"));
-    // Not its clicks: a screen reader toggles it without one.
-    connect(pin, &QAbstractButton::toggled, this,
-            [this](bool checked) { actions.setPinned(checked); });
-}
+/// The top of the layout: the maker's mark, the title, the status, and the close button.
+class FullView::Header final : public QWidget {
+  public:
+    Header(const ViewStyle& viewStyle, const UtilityActions& actions, QWidget* parent)
+        : QWidget(parent), style(viewStyle), logo(new LogoButton(style, this)),
+          title(new TextLine(style, {.font = FontRole::title}, this)),
+          subtitle(new TextLine(style, {.font = FontRole::caption, .color = &Theme::secondaryText},
+                                this)),
+          badge(new StatusBadge(style, this)), status(new TextLine(style,
+                                                                   {.font = FontRole::small,
+                                                                    .color = &Theme::secondaryText,
+                                                                    .alignment = Qt::AlignRight},
+                                                                   this)),
+          close(makeQuitButton(style, actions, this)) {
+        title->present(QStringLiteral("CODEX WEEKLY USAGE"));
+        subtitle->present(QStringLiteral("ACCOUNT + THIS MAC"));
+        performOnClick(logo, actions, UtilityCommand::openHomePage);
+    }
 
-void UtilityToolbar::present(const UtilityFields& fields) {
-    const QSignalBlocker nobodyChose(pin);
-    pin->setChecked(fields.pinned);
-    theme->setText(fields.light ? QStringLiteral("Night") : QStringLiteral("Day"));
-    theme->setToolTip(fields.light ? QStringLiteral("Switch to the night theme")
-                                   : QStringLiteral("Switch to the day theme"));
-}
+    void present(const UtilityFields& fields) {
+        badge->present(statusBadge(fields.status, fields.loginPending), isLive(fields.status));
+        status->present(QString::fromStdString(fields.status));
+    }
 
-QWidget* UtilityToolbar::layoutToggle() const { return mini; }
+  protected:
+    void resizeEvent(QResizeEvent* /*event*/) override {
+        const double scale = style.scale;
+        DesignLayout::put(logo, Place::logo, scale);
+        DesignLayout::put(title, Place::title, scale);
+        DesignLayout::put(badge, Place::badge, scale);
+        // The status has all the room that the subtitle leaves.
+        constexpr double gap = 14;
+        QRectF subtitlePlace = Place::subtitle;
+        subtitlePlace.setWidth(
+            std::ceil(lineWidth(subtitle->text(), designFont(FontRole::caption)) + 1));
+        QRectF statusPlace = Place::status;
+        statusPlace.setLeft(subtitlePlace.right() + gap);
+        DesignLayout::put(subtitle, subtitlePlace, scale);
+        DesignLayout::put(status, statusPlace, scale);
+        DesignLayout::put(close, Place::close, scale);
+    }
 
-void UtilityToolbar::resizeEvent(QResizeEvent*) {
-    namespace Place = DesignLayout::Toolbar;
-    const auto put = [this](QWidget* part, const QRectF& place) {
-        part->setGeometry(DesignLayout::inPoints(place, style.scale));
-    };
-    put(mini, Place::mini);
-    put(theme, Place::theme);
-    put(pin, Place::pin);
-    put(refresh, Place::refresh);
-    put(settings, Place::settings);
-    put(share, Place::share);
-}
+  private:
+    const ViewStyle& style;
+    LogoButton* const logo;
+    TextLine* const title;
+    TextLine* const subtitle;
+    StatusBadge* const badge;
+    TextLine* const status;
+    UtilityButton* const close;
+};
 
-UtilityButton* UtilityToolbar::addButton(const QString& text, std::string_view symbol,
-                                         const QString& help,
-                                         const UtilityActions::Action& action) {
-    auto* const button =
-        new UtilityButton(style, text, symbol, UtilityButton::Treatment::plain, this);
-    button->setToolTip(help);
-    button->setAccessibleDescription(help);
-    connect(button, &QAbstractButton::clicked, this, action);
-    return button;
-}
+/// The row of controls at the bottom of the layout.
+class FullView::Toolbar final : public QWidget {
+  public:
+    Toolbar(const ViewStyle& viewStyle, const UtilityActions& windowActions, QWidget* parent)
+        : QWidget(parent), style(viewStyle), actions(windowActions),
+          mini(addButton("Mini", Symbol::none, "Switch to the mini layout")),
+          theme(addButton("Day", Symbol::none, "")),
+          pin(new PinBox(style, QStringLiteral("Always on top"), actions, this)),
+          refresh(addButton("Refresh", Symbol::refresh, "Read the usage again now")),
+          settings(addButton("Settings", Symbol::none, "Open the settings")),
+          share(addButton("Share", Symbol::share,
+                          "Share the public utility page; your readings are not included")) {
+        performOnClick(mini, actions, UtilityCommand::toggleLayout);
+        performOnClick(theme, actions, UtilityCommand::toggleTheme);
+        performOnClick(refresh, actions, UtilityCommand::refresh);
+        performOnClick(settings, actions, UtilityCommand::openSettings);
+        connect(share, &QAbstractButton::clicked, this, [this] { showShareMenu(); });
+    }
 
-void UtilityToolbar::showShareMenu() {
-    auto* const menu = new PopupMenu(share->text(), share);
-    menu->setAttribute(Qt::WA_DeleteOnClose);
-    connect(menu->addAction(QStringLiteral("Mail Link…")), &QAction::triggered, this,
-            actions.mailProductPage);
-    connect(menu->addAction(QStringLiteral("Copy Link")), &QAction::triggered, this,
-            actions.copyProductAddress);
-    const QPoint below(share->width() - menu->sizeHint().width(), share->height() + menuGap);
-    menu->popup(share->mapToGlobal(below));
-}
+    void present(const UtilityFields& fields) {
+        pin->present(fields.pinned);
+        theme->setText(fields.light ? QStringLiteral("Night") : QStringLiteral("Day"));
+        theme->setToolTip(fields.light ? QStringLiteral("Switch to the night theme")
+                                       : QStringLiteral("Switch to the day theme"));
+    }
 
-namespace Place = DesignLayout::Full;
+    /// The button that switches to the mini layout.
+    QWidget* layoutToggle() const { return mini; }
+
+  protected:
+    void resizeEvent(QResizeEvent* /*event*/) override {
+        namespace Places = DesignLayout::Toolbar;
+        DesignLayout::put(mini, Places::mini, style.scale);
+        DesignLayout::put(theme, Places::theme, style.scale);
+        DesignLayout::put(pin, Places::pin, style.scale);
+        DesignLayout::put(refresh, Places::refresh, style.scale);
+        DesignLayout::put(settings, Places::settings, style.scale);
+        DesignLayout::put(share, Places::share, style.scale);
+    }
+
+  private:
+    UtilityButton* addButton(const char* text, Symbol symbol, const char* help) {
+        auto* const button = new UtilityButton(style, QString::fromUtf8(text), symbol,
+                                               UtilityButton::Treatment::plain, this);
+        button->setToolTip(QString::fromUtf8(help));
+        button->setAccessibleDescription(button->toolTip());
+        return button;
+    }
+
+    void showShareMenu() {
+        auto* const menu = new PopupMenu(share->text(), share);
+        menu->setAttribute(Qt::WA_DeleteOnClose);
+        menu->addCommand(QStringLiteral("Mail Link…"), actions, UtilityCommand::mailProductPage);
+        menu->addCommand(QStringLiteral("Copy Link"), actions, UtilityCommand::copyProductAddress);
+        const QPoint below(share->width() - menu->sizeHint().width(), share->height() + menuGap);
+        menu->popup(share->mapToGlobal(below));
+    }
+
+    const ViewStyle& style;
+    const UtilityActions& actions;
+    UtilityButton* const mini;
+    UtilityButton* const theme;
+    PinBox* const pin;
+    UtilityButton* const refresh;
+    UtilityButton* const settings;
+    UtilityButton* const share;
+};
 
 // The parts are made in the order in which they are read: it is that of the Tab key too.
 FullView::FullView(const ViewStyle& viewStyle, const UtilityActions& actions, QWidget* parent)
     : QWidget(parent), style(viewStyle), layoutHeight(Place::baseHeight),
-      header(new HeaderView(style, actions, this)), usage(new WeeklyFigure(style, this)),
+      header(new Header(style, actions, this)), usage(new WeeklyFigure(style, this)),
       remaining(new TextLine(
           style, {.font = FontRole::remaining, .alignment = Qt::AlignRight, .figures = true},
           this)),
@@ -177,10 +195,11 @@ FullView::FullView(const ViewStyle& viewStyle, const UtilityActions& actions, QW
       lifetime(new TokenCard(style, this)), latestDay(new TokenCard(style, this)),
       localHardware(addCaption(QStringLiteral("LOCAL HARDWARE"))),
       thisMac(addCaption(QStringLiteral("THIS MAC"), Qt::AlignRight)),
-      cpu(new MetricCard(style, "CPU", this)), memory(new MetricCard(style, "RAM", this)),
+      cpu(new MetricCard(style, QStringLiteral("CPU"), Symbol::processor, this)),
+      memory(new MetricCard(style, QStringLiteral("RAM"), Symbol::memory, this)),
       volumes(addCaption(QStringLiteral("VOLUMES"))),
       freeAndTotal(addCaption(QStringLiteral("FREE / TOTAL"), Qt::AlignRight)),
-      rows(addVolumeRows(actions)), toolbar(new UtilityToolbar(style, actions, this)),
+      rows(addVolumeRows(actions)), toolbar(new Toolbar(style, actions, this)),
       footer(new TextLine(style, {.font = FontRole::small, .color = &Theme::secondaryText}, this)) {
 }
 
@@ -205,13 +224,10 @@ void FullView::present(const UtilityFields& fields, int volumeRows) {
 
 void FullView::arrange(double newLayoutHeight) {
     layoutHeight = newLayoutHeight;
-    const auto put = [this](QWidget* part, const QRectF& place) {
-        part->setGeometry(DesignLayout::inPoints(place, style.scale));
+    const auto putLow = [this](QWidget* part, const QRectF& place) {
+        DesignLayout::put(part, DesignLayout::anchoredToBottom(place, layoutHeight), style.scale);
     };
-    const auto putLow = [&](QWidget* part, const QRectF& place) {
-        put(part, DesignLayout::anchoredToBottom(place, layoutHeight));
-    };
-    put(header, Place::header);
+    DesignLayout::put(header, Place::header, style.scale);
     arrangeSections();
     putLow(toolbar, Place::toolbar);
     putLow(footer, Place::footer);
@@ -219,8 +235,7 @@ void FullView::arrange(double newLayoutHeight) {
 
 void FullView::arrangeSections() {
     const auto put = [this](double share, QWidget* part, const QRectF& place) {
-        part->setGeometry(
-            DesignLayout::inPoints(place.translated(0, share * freeHeight()), style.scale));
+        DesignLayout::put(part, place.translated(0, share * freeHeight()), style.scale);
     };
     put(Place::usageShare, usage, Place::usage);
     put(Place::usageShare, remaining, Place::remaining);

@@ -7,18 +7,15 @@
 #include "views/parts/Figures.h"
 #include "views/parts/UsageGraphs.h"
 
-#include <QSignalBlocker>
-
 namespace tallywick {
 
 MiniView::MiniView(const ViewStyle& viewStyle, const UtilityActions& actions, QWidget* parent)
     : QWidget(parent), style(viewStyle),
       caption(new TextLine(style, {.font = FontRole::title}, this)),
-      pin(new UtilityCheckBox(style, QStringLiteral("Pin"), this)),
-      expand(new UtilityButton(style, QStringLiteral("Expand ↗"), {},
+      pin(new PinBox(style, QStringLiteral("Pin"), actions, this)),
+      expand(new UtilityButton(style, QStringLiteral("Expand ↗"), Symbol::none,
                                UtilityButton::Treatment::plain, this)),
-      close(new UtilityButton(style, QStringLiteral("Quit Tallywick"), "xmark",
-                              UtilityButton::Treatment::bare, this)),
+      close(makeQuitButton(style, actions, this)),
       usage(new TextLine(style, {.font = FontRole::miniUsage}, this)),
       remaining(new TextLine(style,
                              {.font = FontRole::remaining,
@@ -30,19 +27,12 @@ MiniView::MiniView(const ViewStyle& viewStyle, const UtilityActions& actions, QW
       latestDay(new TokenCard(style, this)),
       status(new TextLine(style, {.font = FontRole::small, .color = &Theme::secondaryText}, this)) {
     caption->present(QStringLiteral("CODEX WEEKLY"));
-    pin->setToolTip(QStringLiteral("Keep this window above all others"));
     expand->setToolTip(QStringLiteral("Switch to the full layout"));
-    close->setToolTip(close->text());
-    // Not its clicks: a screen reader toggles it without one.
-    connect(pin, &QAbstractButton::toggled, this,
-            [&actions](bool checked) { actions.setPinned(checked); });
-    connect(expand, &QAbstractButton::clicked, this, actions.toggleLayout);
-    connect(close, &QAbstractButton::clicked, this, actions.quit);
+    performOnClick(expand, actions, UtilityCommand::toggleLayout);
 }
 
 void MiniView::present(const UtilityFields& fields) {
-    const QSignalBlocker nobodyChose(pin);
-    pin->setChecked(fields.pinned);
+    pin->present(fields.pinned);
     const QString freshness = QString::fromStdString(fields.status);
     usage->present(QString::fromStdString(weeklyUsageText(fields.quota)), freshness);
     remaining->present(QString::fromStdString(remainingText(fields.quota)));
@@ -57,7 +47,7 @@ void MiniView::present(const UtilityFields& fields) {
 void MiniView::arrange() {
     namespace Place = DesignLayout::Mini;
     const auto put = [this](QWidget* part, const QRectF& place) {
-        part->setGeometry(DesignLayout::inPoints(place, style.scale));
+        DesignLayout::put(part, place, style.scale);
     };
     put(caption, Place::caption);
     put(pin, Place::pin);

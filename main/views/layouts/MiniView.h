@@ -8,11 +8,11 @@
 
 namespace tallywick {
 
+class PinBox;
 class SegmentedMeter;
 class TextLine;
 class TokenCard;
 class UtilityButton;
-class UtilityCheckBox;
 
 /// The mini layout: the weekly meter and the token cards.
 class MiniView final : public QWidget {
@@ -33,7 +33,7 @@ class MiniView final : public QWidget {
   private:
     const ViewStyle& style;
     TextLine* const caption;
-    UtilityCheckBox* const pin;
+    PinBox* const pin;
     UtilityButton* const expand;
     UtilityButton* const close;
     TextLine* const usage;

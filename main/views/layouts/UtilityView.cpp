@@ -25,7 +25,7 @@ ResizeGrip::ResizeGrip(const ViewStyle& viewStyle, const UtilityActions& windowA
         QStringLiteral("Drag upward for Mini or downward to expand. Press to switch layouts."));
     setToolTip(plainToolTip(QStringLiteral("Drag upward for Mini, downward for full view. "
                                            "Command-Shift-M also switches layouts.")));
-    connect(this, &QAbstractButton::clicked, this, [this] { actions.toggleLayout(); });
+    performOnClick(this, actions, UtilityCommand::toggleLayout);
 }
 
 QSize ResizeGrip::sizeHint() const { return {DesignLayout::gripSize, DesignLayout::gripSize}; }
@@ -64,7 +64,7 @@ void ResizeGrip::mouseReleaseEvent(QMouseEvent* event) {
         return;
     dragOrigin.reset();
     if (std::exchange(didDrag, false))
-        actions.endResize();
+        actions.perform(UtilityCommand::endResize);
 }
 
 namespace {
@@ -79,8 +79,8 @@ QRect placed(QSizeF design, double scale, QSize window, bool inTheMiddle) {
 
 } // namespace
 
-UtilityView::UtilityView(UtilityActions windowActions, QWidget* parent)
-    : QWidget(parent), actions(std::move(windowActions)),
+UtilityView::UtilityView(const UtilityActions& windowActions, QWidget* parent)
+    : QWidget(parent), actions(windowActions),
       availableHeight(WindowSizing::maximumContentHeight({}, {})), style{makeTheme(shown.light,
                                                                                    colors)},
       grip(new ResizeGrip(style, actions, this)) {
@@ -94,18 +94,25 @@ UtilityView::UtilityView(UtilityActions windowActions, QWidget* parent)
 void UtilityView::present(const UtilityFields& fields, double newAvailableHeight) {
     shown = fields;
     availableHeight = newAvailableHeight;
-    setStyle(makeTheme(shown.light, colors), style.scale);
+    if (shown.light != style.theme.light)
+        changeTheme();
     arrange();
 }
 
 void UtilityView::setColors(const ColorPreferences& preferences) {
+    if (preferences == colors)
+        return;
     colors = preferences;
-    setStyle(makeTheme(shown.light, colors), style.scale);
+    changeTheme();
+}
+
+void UtilityView::changeTheme() {
+    style.theme = makeTheme(shown.light, colors);
+    update();
 }
 
 void UtilityView::paintEvent(QPaintEvent*) {
-    QPainter painter(this);
-    paintBackdrop(painter, rect(), style.theme);
+    QPainter(this).fillRect(rect(), backdropOf(rect(), style.theme));
 }
 
 void UtilityView::resizeEvent(QResizeEvent*) { arrange(); }
@@ -115,18 +122,14 @@ void UtilityView::showEvent(QShowEvent*) {
         setFocus(Qt::OtherFocusReason);
 }
 
-void UtilityView::setStyle(const Theme& theme, double scale) {
-    if (theme == style.theme && scale == style.scale)
-        return;
-    style = {theme, scale};
-    update(); // the parts are drawn on the backdrop, so they are repainted with it
-}
-
 void UtilityView::arrange() {
     const bool mini = shown.sizeIsImposed ? shown.mini : WindowSizing::isMini(height());
     const QSizeF design = mini ? WindowSizing::miniSize
                                : WindowSizing::fullSize(shown.volumes.size(), availableHeight);
-    setStyle(style.theme, WindowSizing::designScale(size(), design));
+    const double scale = WindowSizing::designScale(size(), design);
+    if (scale != style.scale)
+        update();
+    style.scale = scale;
     const QRect place = placed(design, style.scale, size(), shown.sizeIsImposed);
     if (mini)
         showMini(place);

@@ -12,6 +12,9 @@
 
 namespace tallywick {
 
+class FullView;
+class MiniView;
+
 /// The corner by which the window is resized. Dragging it resizes; a press with the keyboard or by
 /// a screen reader switches the layouts, a click with the mouse does nothing. It stays as large as
 /// it is at every scale of the layout.
@@ -36,10 +39,6 @@ class ResizeGrip final : public PressablePart {
     bool didDrag = false;
 };
 
-class FullView;
-class MiniView;
-class ResizeGrip;
-
 /// The whole content of the window: the backdrop, the layout that fits its height or that the user
 /// has chosen for a size imposed by the desktop, and the resize grip. Shows what it is given,
 /// repaints only what differs from before, and turns the user's clicks into actions. Main thread
@@ -48,7 +47,8 @@ class UtilityView final : public QWidget {
     Q_OBJECT
 
   public:
-    explicit UtilityView(UtilityActions actions, QWidget* parent = nullptr);
+    /// The actions must outlive the view.
+    explicit UtilityView(const UtilityActions& actions, QWidget* parent = nullptr);
 
     /// Shows these values. `availableHeight` is the most that the content of the window may take on
     /// its screen, in points.
@@ -64,14 +64,15 @@ class UtilityView final : public QWidget {
     void showEvent(QShowEvent* event) override;
 
   private:
-    void setStyle(const Theme& theme, double scale);
+    /// Makes the theme anew; the parts are drawn on the backdrop, and repainted with it.
+    void changeTheme();
     void arrange();
     void showMini(const QRect& place);
     void showFull(const QRect& place, double layoutHeight);
     void exchange(QWidget* hidden, QWidget* shownNow, QWidget* toggle);
     void keepGripLast();
 
-    const UtilityActions actions;
+    const UtilityActions& actions;
     UtilityFields shown;
     double availableHeight;
     ColorPreferences colors;

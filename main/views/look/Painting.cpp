@@ -1,7 +1,6 @@
 #include "views/look/Painting.h"
 
 #include <QImageReader>
-#include <QLinearGradient>
 #include <QPainterPath>
 
 namespace tallywick {
@@ -13,11 +12,11 @@ PartPainter::PartPainter(QWidget* part, const ViewStyle& style)
     scale(style.scale, style.scale);
 }
 
-void paintBackdrop(QPainter& painter, const QRectF& area, const Theme& theme) {
-    QLinearGradient fill(area.topLeft(), area.bottomLeft());
-    fill.setColorAt(0, theme.backdropTop);
-    fill.setColorAt(1, theme.backdropBottom);
-    painter.fillRect(area, fill);
+QLinearGradient backdropOf(const QRectF& area, const Theme& theme) {
+    QLinearGradient backdrop(area.topLeft(), area.bottomLeft());
+    backdrop.setColorAt(0, theme.backdropTop);
+    backdrop.setColorAt(1, theme.backdropBottom);
+    return backdrop;
 }
 
 void paintDivider(QPainter& painter, const QRectF& area, const Theme& theme) {
@@ -32,6 +31,27 @@ void paintDivider(QPainter& painter, const QRectF& area, const Theme& theme) {
     painter.fillRect(area, fill);
 }
 
+void fillRounded(QPainter& painter, const QRectF& area, double radius, const QBrush& fill) {
+    painter.setPen(Qt::NoPen);
+    painter.setBrush(fill);
+    painter.drawRoundedRect(area, radius, radius);
+}
+
+void paintOutlined(QPainter& painter, const QRectF& area, double radius, const QBrush& outline,
+                   const QBrush& fill) {
+    painter.setPen(QPen(outline, 1));
+    painter.setBrush(fill);
+    painter.drawRoundedRect(area.adjusted(0.5, 0.5, -0.5, -0.5), radius, radius);
+}
+
+void paintRing(QPainter& painter, const QRectF& area, double radius, const QColor& color,
+               double width) {
+    const double inset = width / 2;
+    painter.setPen(QPen(color, width));
+    painter.setBrush(Qt::NoBrush);
+    painter.drawRoundedRect(area.adjusted(inset, inset, -inset, -inset), radius, radius);
+}
+
 QRegion roundedRegion(const QRect& area, double radius) {
     QPainterPath outline;
     outline.addRoundedRect(area, radius, radius);
@@ -44,9 +64,7 @@ void paintRoundedPanel(QPainter& painter, const QRect& area, double radius, cons
     painter.save();
     painter.setRenderHint(QPainter::Antialiasing);
     painter.fillRect(area, border);
-    painter.setPen(Qt::NoPen);
-    painter.setBrush(ground);
-    painter.drawRoundedRect(QRectF(area).adjusted(1, 1, -1, -1), radius - 1, radius - 1);
+    fillRounded(painter, QRectF(area).adjusted(1, 1, -1, -1), radius - 1, ground);
     painter.restore();
 }
 

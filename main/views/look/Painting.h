@@ -5,6 +5,7 @@
 #include <QBrush>
 #include <QColor>
 #include <QImage>
+#include <QLinearGradient>
 #include <QPainter>
 #include <QRect>
 #include <QRectF>
@@ -39,12 +40,23 @@ class PartPainter : public QPainter {
     QRectF area;
 };
 
-/// Fills an area with the theme's backdrop, from its top to its bottom.
-void paintBackdrop(QPainter& painter, const QRectF& area, const Theme& theme);
+/// The backdrop of the theme for an area, from its top to its bottom.
+QLinearGradient backdropOf(const QRectF& area, const Theme& theme);
 
 /// Draws a thin line between two sections, which fades at both ends: by night in the accent colour,
 /// by day in grey.
 void paintDivider(QPainter& painter, const QRectF& area, const Theme& theme);
+
+/// Fills an area with round corners.
+void fillRounded(QPainter& painter, const QRectF& area, double radius, const QBrush& fill);
+
+/// Fills an area with round corners, with an outline of one unit inside its edge.
+void paintOutlined(QPainter& painter, const QRectF& area, double radius, const QBrush& outline,
+                   const QBrush& fill);
+
+/// Draws the ring around what has the keyboard, inside the edge of the area.
+void paintRing(QPainter& painter, const QRectF& area, double radius, const QColor& color,
+               double width = 2);
 
 /// A window of its own with round corners, which a mask cuts: that needs no compositor.
 

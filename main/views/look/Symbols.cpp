@@ -2,9 +2,7 @@
 
 #include <QPainterPath>
 
-#include <array>
 #include <initializer_list>
-#include <utility>
 
 namespace tallywick {
 
@@ -85,13 +83,6 @@ QPainterPath arrowOutOfBox() {
     return path;
 }
 
-QPainterPath arrowToCorner() {
-    QPainterPath path;
-    addLine(path, {{3.5, 12.5}, {12, 4}});
-    addLine(path, {{5.5, 3.8}, {12.2, 3.8}, {12.2, 10.5}});
-    return path;
-}
-
 QPainterPath cross() {
     QPainterPath path;
     addLine(path, {{4, 4}, {12, 12}});
@@ -105,34 +96,39 @@ QPainterPath checkMark() {
     return path;
 }
 
-QPainterPath outlineOf(std::string_view name) {
-    constexpr std::array<std::pair<std::string_view, QPainterPath (*)()>, 9> symbols{{
-        {"cpu", processor},
-        {"memorychip", memoryModule},
-        {"internaldrive", internalDrive},
-        {"externaldrive", externalDrive},
-        {"arrow.clockwise", clockwiseArrow},
-        {"square.and.arrow.up", arrowOutOfBox},
-        {"arrow.up.right", arrowToCorner},
-        {"xmark", cross},
-        {"checkmark", checkMark},
-    }};
-    for (const auto& [known, outline] : symbols)
-        if (known == name)
-            return outline();
+QPainterPath outlineOf(Symbol symbol) {
+    switch (symbol) {
+    case Symbol::none:
+        break;
+    case Symbol::processor:
+        return processor();
+    case Symbol::memory:
+        return memoryModule();
+    case Symbol::internalDrive:
+        return internalDrive();
+    case Symbol::externalDrive:
+        return externalDrive();
+    case Symbol::refresh:
+        return clockwiseArrow();
+    case Symbol::share:
+        return arrowOutOfBox();
+    case Symbol::close:
+        return cross();
+    case Symbol::check:
+        return checkMark();
+    }
     return {};
 }
 
 } // namespace
 
-void drawSymbol(QPainter& painter, const QRectF& square, std::string_view name,
-                const QColor& color) {
+void drawSymbol(QPainter& painter, const QRectF& square, Symbol symbol, const QColor& color) {
     painter.save();
     painter.setPen(QPen(color, strokeWidth, Qt::SolidLine, Qt::RoundCap, Qt::RoundJoin));
     painter.setBrush(Qt::NoBrush);
     painter.translate(square.topLeft());
     painter.scale(square.width() / gridSize, square.height() / gridSize);
-    painter.drawPath(outlineOf(name));
+    painter.drawPath(outlineOf(symbol));
     painter.restore();
 }
 

@@ -4,14 +4,22 @@
 #include <QPainter>
 #include <QRectF>
 
-#include <string_view>
-
 namespace tallywick {
 
-/// Draws one of the program's symbols, a stroke of one weight in a square of design units: "cpu",
-/// "memorychip", "internaldrive", "externaldrive", "arrow.clockwise", "square.and.arrow.up",
-/// "arrow.up.right", "xmark", "checkmark". An unknown name draws nothing.
-void drawSymbol(QPainter& painter, const QRectF& square, std::string_view name,
-                const QColor& color);
+/// The program's symbols.
+enum class Symbol {
+    none,
+    processor,
+    memory,
+    internalDrive,
+    externalDrive,
+    refresh,
+    share,
+    close,
+    check,
+};
+
+/// Draws a symbol, a stroke of one weight in a square of design units.
+void drawSymbol(QPainter& painter, const QRectF& square, Symbol symbol, const QColor& color);
 
 } // namespace tallywick

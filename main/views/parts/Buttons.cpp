@@ -1,16 +1,49 @@
 #include "views/parts/Buttons.h"
 
-#include "views/look/Symbols.h"
-#include "views/look/TextPainting.h"
-
 #include <QHelpEvent>
 #include <QKeyEvent>
+#include <QSignalBlocker>
 #include <QToolTip>
 
 #include <algorithm>
 #include <cmath>
 
 namespace tallywick {
+
+namespace {
+
+// In design units.
+constexpr double buttonHeight = 26;
+constexpr double padding = 10; ///< beside the content
+constexpr double symbolSize = 12;
+constexpr double symbolGap = 5;
+constexpr double cornerRadius = 6;
+constexpr double filledFocusWidth = 1.5;
+
+constexpr double boxSize = 14;
+constexpr double boxLeft = 3; ///< room for the ring
+constexpr double textLeft = boxLeft + boxSize + 6;
+constexpr double textRight = 3; ///< behind the text
+constexpr double boxRadius = 3.5;
+
+/// How far what is disabled fades into what it stands on. By colour: the toolkit starts threads for
+/// lines that it draws with an opacity.
+constexpr float disabledShare = 0.55F;
+
+/// Return presses a button as Space does, though once however long it is held. Whether it was that.
+bool pressByReturn(QAbstractButton& button, const QKeyEvent& event) {
+    if (!isReturn(event))
+        return false;
+    if (!event.isAutoRepeat())
+        button.click();
+    return true;
+}
+
+} // namespace
+
+bool isReturn(const QKeyEvent& event) {
+    return event.key() == Qt::Key_Return || event.key() == Qt::Key_Enter;
+}
 
 PressablePart::PressablePart(const ViewStyle& viewStyle, QWidget* parent)
     : QAbstractButton(parent), style(viewStyle) {
@@ -23,45 +56,19 @@ void PressablePart::setHelp(const QString& text) {
 }
 
 void PressablePart::keyPressEvent(QKeyEvent* event) {
-    const bool isReturn = event->key() == Qt::Key_Return || event->key() == Qt::Key_Enter;
-    if (!isReturn)
+    if (!pressByReturn(*this, *event))
         QAbstractButton::keyPressEvent(event);
-    else if (!event->isAutoRepeat())
-        click();
 }
 
-void PressablePart::paintFocus(QPainter& painter, const QRectF& area, double cornerRadius) const {
-    if (!hasFocus())
-        return;
-    constexpr double width = 2;
-    constexpr double inset = width / 2;
-    painter.setPen(QPen(style.theme.focus, width));
-    painter.setBrush(Qt::NoBrush);
-    painter.drawRoundedRect(area.adjusted(inset, inset, -inset, -inset), cornerRadius,
-                            cornerRadius);
+void PressablePart::paintFocus(QPainter& painter, const QRectF& area, double radius) const {
+    if (hasFocus())
+        paintRing(painter, area, radius, style.theme.focus);
 }
 
-namespace {
-
-// In design units.
-constexpr double buttonHeight = 26;
-constexpr double padding = 10; ///< beside the content
-constexpr double symbolSize = 12;
-constexpr double symbolGap = 5;
-constexpr double cornerRadius = 6;
-constexpr double focusWidth = 2;
-constexpr double filledFocusWidth = 1.5;
-
-/// How far a disabled button fades into what it stands on. By colour: the toolkit starts threads
-/// for lines that it draws with an opacity.
-constexpr float disabledShare = 0.55F;
-
-} // namespace
-
-UtilityButton::UtilityButton(const ViewStyle& viewStyle, const QString& text,
-                             std::string_view symbolName, Treatment chosenTreatment,
-                             QWidget* parent)
-    : QPushButton(text, parent), style(viewStyle), symbol(symbolName), treatment(chosenTreatment) {
+UtilityButton::UtilityButton(const ViewStyle& viewStyle, const QString& text, Symbol chosenSymbol,
+                             Treatment chosenTreatment, QWidget* parent)
+    : QPushButton(text, parent), style(viewStyle), symbol(chosenSymbol),
+      treatment(chosenTreatment) {
     setAutoDefault(false);
     setFocusPolicy(Qt::TabFocus); // the ring is for the keyboard: a click does not move it here
     setAttribute(Qt::WA_Hover);
@@ -69,7 +76,7 @@ UtilityButton::UtilityButton(const ViewStyle& viewStyle, const QString& text,
 }
 
 double UtilityButton::symbolRoom() const {
-    if (symbol.empty())
+    if (symbol == Symbol::none)
         return 0;
     return text().isEmpty() ? symbolSize : symbolSize + symbolGap;
 }
@@ -98,13 +105,8 @@ bool UtilityButton::event(QEvent* event) {
 }
 
 void UtilityButton::keyPressEvent(QKeyEvent* event) {
-    const bool isReturn = event->key() == Qt::Key_Return || event->key() == Qt::Key_Enter;
-    if (!isReturn) {
+    if (!pressByReturn(*this, *event))
         QPushButton::keyPressEvent(event);
-        return;
-    }
-    if (!event->isAutoRepeat())
-        click();
 }
 
 QColor UtilityButton::inkColor() const {
@@ -144,29 +146,23 @@ void UtilityButton::paintEvent(QPaintEvent* /*event*/) {
 
 void UtilityButton::paintFrame(QPainter& painter, const QRectF& bounds) const {
     const Theme& theme = style.theme;
-    const bool isOutlined = treatment == Treatment::plain;
     const bool isBareAndIdle =
         treatment == Treatment::bare && !(isEnabled() && (isDown() || underMouse()));
-    if (!isBareAndIdle) {
-        const QColor outline = isEnabled()
-                                   ? theme.buttonOutline
-                                   : mixed(theme.buttonOutline, theme.button, disabledShare);
-        painter.setPen(isOutlined ? QPen(outline, 1) : QPen(Qt::NoPen));
-        painter.setBrush(fillColor());
-        const double inset = isOutlined ? 0.5 : 0;
-        painter.drawRoundedRect(bounds.adjusted(inset, inset, -inset, -inset), cornerRadius,
-                                cornerRadius);
-    }
+    const QColor outline =
+        isEnabled() ? theme.buttonOutline : mixed(theme.buttonOutline, theme.button, disabledShare);
+    if (treatment == Treatment::plain)
+        paintOutlined(painter, bounds, cornerRadius, outline, fillColor());
+    else if (!isBareAndIdle)
+        fillRounded(painter, bounds, cornerRadius, fillColor());
     if (!hasFocus())
         return;
     // Inside the frame, so that a button needs no room around it; on a fill, a little further in.
-    const bool isFilled = treatment == Treatment::prominent;
-    const double ringWidth = isFilled ? filledFocusWidth : focusWidth;
-    const double ringInset = ringWidth / 2 + (isFilled ? filledFocusWidth : 0);
-    painter.setPen(QPen(isFilled ? theme.prominentText : theme.focus, ringWidth));
-    painter.setBrush(Qt::NoBrush);
-    painter.drawRoundedRect(bounds.adjusted(ringInset, ringInset, -ringInset, -ringInset),
-                            cornerRadius - ringInset / 2, cornerRadius - ringInset / 2);
+    constexpr double gap = filledFocusWidth;
+    if (treatment == Treatment::prominent)
+        paintRing(painter, bounds.adjusted(gap, gap, -gap, -gap), cornerRadius - 0.75 * gap,
+                  theme.prominentText, filledFocusWidth);
+    else
+        paintRing(painter, bounds, cornerRadius - 0.5, theme.focus);
 }
 
 void UtilityButton::paintContent(QPainter& painter, const QRectF& bounds) const {
@@ -182,7 +178,7 @@ void UtilityButton::paintContent(QPainter& painter, const QRectF& bounds) const 
     const double room = bounds.width() - 2 * padding;
     double left = bounds.left() + padding;
     left += std::max(0.0, (room - symbolRoom() - textWidth) / 2);
-    if (!symbol.empty())
+    if (symbol != Symbol::none)
         drawSymbol(painter, symbolSquare.translated(left, 0), symbol, inkColor());
     left += symbolRoom();
     // Half the padding may be used before a letter is made smaller.
@@ -190,18 +186,6 @@ void UtilityButton::paintContent(QPainter& painter, const QRectF& bounds) const 
     drawFittedLine(painter, QRectF(left, bounds.top(), right - left, bounds.height()), text(), font,
                    inkColor());
 }
-
-namespace {
-
-// In design units.
-constexpr double boxHeight = 26;
-constexpr double boxSize = 14;
-constexpr double boxLeft = 3; ///< room for the ring
-constexpr double textLeft = boxLeft + boxSize + 6;
-constexpr double textRight = 3; ///< behind the text
-constexpr double boxRadius = 3.5;
-
-} // namespace
 
 UtilityCheckBox::UtilityCheckBox(const ViewStyle& viewStyle, const QString& text, QWidget* parent)
     : QCheckBox(text, parent), style(viewStyle) {
@@ -213,17 +197,12 @@ UtilityCheckBox::UtilityCheckBox(const ViewStyle& viewStyle, const QString& text
 QSize UtilityCheckBox::sizeHint() const {
     const double width = textLeft + lineWidth(text(), designFont(FontRole::body)) + textRight;
     return {static_cast<int>(std::ceil(width * style.scale)),
-            static_cast<int>(std::ceil(boxHeight * style.scale))};
+            static_cast<int>(std::ceil(buttonHeight * style.scale))};
 }
 
 void UtilityCheckBox::keyPressEvent(QKeyEvent* event) {
-    const bool isReturn = event->key() == Qt::Key_Return || event->key() == Qt::Key_Enter;
-    if (!isReturn) {
+    if (!pressByReturn(*this, *event))
         QCheckBox::keyPressEvent(event);
-        return;
-    }
-    if (!event->isAutoRepeat())
-        click();
 }
 
 QColor UtilityCheckBox::faded(const QColor& color) const {
@@ -242,21 +221,39 @@ void UtilityCheckBox::paintEvent(QPaintEvent* /*event*/) {
 void UtilityCheckBox::paintBox(QPainter& painter, const QRectF& box) const {
     const Theme& theme = style.theme;
     if (isChecked()) {
-        painter.setPen(Qt::NoPen);
-        painter.setBrush(faded(isDown() ? theme.prominent.darker(118) : theme.prominent));
-        painter.drawRoundedRect(box, boxRadius, boxRadius);
-        drawSymbol(painter, box.adjusted(2, 2, -2, -2), "checkmark", theme.prominentText);
+        fillRounded(painter, box, boxRadius,
+                    faded(isDown() ? theme.prominent.darker(118) : theme.prominent));
+        drawSymbol(painter, box.adjusted(2, 2, -2, -2), Symbol::check, theme.prominentText);
     } else {
         const bool isHovered = underMouse() && isEnabled();
-        painter.setPen(QPen(faded(isHovered ? theme.text : theme.secondaryText), 1));
-        painter.setBrush(isDown() ? theme.buttonPressed : theme.button);
-        painter.drawRoundedRect(box.adjusted(0.5, 0.5, -0.5, -0.5), boxRadius, boxRadius);
+        paintOutlined(painter, box, boxRadius, faded(isHovered ? theme.text : theme.secondaryText),
+                      isDown() ? theme.buttonPressed : theme.button);
     }
-    if (!hasFocus())
-        return;
-    painter.setPen(QPen(theme.focus, focusWidth));
-    painter.setBrush(Qt::NoBrush);
-    painter.drawRoundedRect(box.adjusted(-2, -2, 2, 2), boxRadius + 2, boxRadius + 2);
+    if (hasFocus())
+        paintRing(painter, box.adjusted(-3, -3, 3, 3), boxRadius + 2, theme.focus);
+}
+
+PinBox::PinBox(const ViewStyle& viewStyle, const QString& text, const UtilityActions& actions,
+               QWidget* parent)
+    : UtilityCheckBox(viewStyle, text, parent) {
+    setToolTip(QStringLiteral("Keep this window above all others"));
+    // Not its clicks: a screen reader toggles it without one.
+    connect(this, &QAbstractButton::toggled, this,
+            [&actions](bool checked) { actions.setPinned(checked); });
+}
+
+void PinBox::present(bool pinned) {
+    const QSignalBlocker nobodyChose(this);
+    setChecked(pinned);
+}
+
+UtilityButton* makeQuitButton(const ViewStyle& style, const UtilityActions& actions,
+                              QWidget* parent) {
+    auto* const button = new UtilityButton(style, QStringLiteral("Quit Tallywick"), Symbol::close,
+                                           UtilityButton::Treatment::bare, parent);
+    button->setToolTip(button->text());
+    performOnClick(button, actions, UtilityCommand::quit);
+    return button;
 }
 
 } // namespace tallywick

@@ -1,16 +1,20 @@
 #pragma once
 
 #include "views/look/Painting.h"
+#include "views/look/Symbols.h"
 #include "views/look/TextPainting.h"
+#include "views/parts/UtilityActions.h"
 
 #include <QAbstractButton>
 #include <QCheckBox>
 #include <QPushButton>
 
-#include <string>
-#include <string_view>
+class QKeyEvent;
 
 namespace tallywick {
+
+/// Whether it is the key Return, or Enter of the number pad.
+bool isReturn(const QKeyEvent& event);
 
 /// A part of the window that draws itself and is pressed like a button: with the mouse, with Space
 /// or Return once Tab has reached it, or by a screen reader, to which it is a button. Its text is
@@ -49,7 +53,7 @@ class UtilityButton final : public QPushButton {
     };
 
     /// The style must outlive the button.
-    UtilityButton(const ViewStyle& style, const QString& text, std::string_view symbol = {},
+    UtilityButton(const ViewStyle& style, const QString& text, Symbol symbol = Symbol::none,
                   Treatment treatment = Treatment::plain, QWidget* parent = nullptr);
 
     /// The size that its content needs, in design units times the style's scale.
@@ -76,13 +80,13 @@ class UtilityButton final : public QPushButton {
     void paintContent(QPainter& painter, const QRectF& bounds) const;
 
     const ViewStyle& style;
-    std::string symbol;
+    const Symbol symbol;
     const Treatment treatment;
 };
 
 /// A check box with its text. Space and Return toggle it; a ring shows the focus, and it is dimmed
 /// while disabled. The text is plain, as that of a `UtilityButton`.
-class UtilityCheckBox final : public QCheckBox {
+class UtilityCheckBox : public QCheckBox {
     Q_OBJECT
 
   public:
@@ -105,5 +109,22 @@ class UtilityCheckBox final : public QCheckBox {
 
     const ViewStyle& style;
 };
+
+/// The check box that keeps the window above all others.
+class PinBox final : public UtilityCheckBox {
+    Q_OBJECT
+
+  public:
+    /// The style and the actions must outlive the box.
+    PinBox(const ViewStyle& style, const QString& text, const UtilityActions& actions,
+           QWidget* parent);
+
+    /// Shows what is, which is no wish of the user's.
+    void present(bool pinned);
+};
+
+/// The cross that ends the program.
+UtilityButton* makeQuitButton(const ViewStyle& style, const UtilityActions& actions,
+                              QWidget* parent);
 
 } // namespace tallywick

@@ -2,10 +2,6 @@
 
 #include "codex/AccountAnswers.h"
 #include "state/NumberTexts.h"
-#include "views/look/Symbols.h"
-#include "views/look/TextPainting.h"
-
-#include <utility>
 
 namespace tallywick {
 
@@ -17,69 +13,63 @@ constexpr double titleHeight = 14;
 constexpr double valueHeight = 24;
 constexpr double symbolSize = 22;
 
-/// The space of the texts, which leave the symbol room beside them.
-double textWidth(double cardWidth, bool hasSymbol) {
-    return cardWidth - 2 * padding - (hasSymbol ? symbolSize + padding : 0);
-}
-
 } // namespace
 
-void paintCard(QPainter& painter, const QRectF& area, const Theme& theme,
-               const CardContent& content) {
-    painter.setPen(QPen(theme.cardOutline, 1));
-    painter.setBrush(theme.card);
-    painter.drawRoundedRect(area.adjusted(0.5, 0.5, -0.5, -0.5), cornerRadius, cornerRadius);
+FigureCard::FigureCard(const ViewStyle& viewStyle, Symbol symbol, QWidget* parent)
+    : Figure(viewStyle, parent), shownSymbol(symbol) {}
 
-    const double width = textWidth(area.width(), !content.symbol.empty());
-    const double top = area.center().y() - (titleHeight + valueHeight) / 2;
-    const QRectF title(area.left() + padding, top, width, titleHeight);
-    drawLine(painter, title, content.title, designFont(FontRole::caption), theme.secondaryText);
-    drawFigures(painter, QRectF(title.left(), title.bottom(), width, valueHeight), content.value,
-                designFont(FontRole::figure), theme.text);
-    const QRectF symbol(area.right() - padding - symbolSize, area.center().y() - symbolSize / 2,
-                        symbolSize, symbolSize);
-    drawSymbol(painter, symbol, content.symbol, theme.accent);
-}
-
-bool cardFits(const CardContent& content, double width) {
-    const double available = textWidth(width, !content.symbol.empty());
-    return lineWidth(content.title, designFont(FontRole::caption)) <= available
-           && figuresWidth(content.value, designFont(FontRole::figure)) <= available;
-}
-
-FigureCard::FigureCard(const ViewStyle& viewStyle, QWidget* parent)
-    : Figure(parent), style(viewStyle) {}
-
-void FigureCard::setContent(const CardContent& content) {
-    if (content == shown)
+void FigureCard::setTexts(const QString& title, const QString& figure) {
+    if (title == shownTitle && figure == shownValue)
         return;
-    shown = content;
+    shownTitle = title;
+    shownValue = figure;
     update();
+}
+
+/// The room of the texts, which leave the symbol its own beside them.
+double FigureCard::textWidth() const {
+    return width() / style.scale - 2 * padding
+           - (shownSymbol == Symbol::none ? 0 : symbolSize + padding);
+}
+
+bool FigureCard::showsAll() const {
+    return lineWidth(shownTitle, designFont(FontRole::caption)) <= textWidth()
+           && figuresWidth(shownValue, designFont(FontRole::figure)) <= textWidth();
 }
 
 void FigureCard::paintEvent(QPaintEvent* /*event*/) {
     PartPainter painter(this, style);
-    paintCard(painter, painter.bounds(), style.theme, shown);
+    const QRectF& area = painter.bounds();
+    const Theme& theme = style.theme;
+    paintOutlined(painter, area, cornerRadius, theme.cardOutline, theme.card);
+    const double top = area.center().y() - (titleHeight + valueHeight) / 2;
+    const QRectF titlePlace(area.left() + padding, top, textWidth(), titleHeight);
+    const QRectF valuePlace(titlePlace.left(), titlePlace.bottom(), textWidth(), valueHeight);
+    drawLine(painter, titlePlace, shownTitle, designFont(FontRole::caption), theme.secondaryText);
+    drawFigures(painter, valuePlace, shownValue, designFont(FontRole::figure), theme.text);
+    drawSymbol(painter,
+               QRectF(area.right() - padding - symbolSize, area.center().y() - symbolSize / 2,
+                      symbolSize, symbolSize),
+               shownSymbol, theme.accent);
 }
 
-MetricCard::MetricCard(const ViewStyle& viewStyle, std::string cardTitle, QWidget* parent)
-    : FigureCard(viewStyle, parent), title(std::move(cardTitle)) {
+MetricCard::MetricCard(const ViewStyle& viewStyle, const QString& cardTitle, Symbol symbol,
+                       QWidget* parent)
+    : FigureCard(viewStyle, symbol, parent), title(cardTitle) {
     present(std::nullopt);
 }
 
 void MetricCard::present(std::optional<double> percent) {
-    const QString shownTitle = QString::fromStdString(title);
-    describe(shownTitle, QString::fromStdString(loadAccessibilityValue(percent)));
-    setContent({shownTitle, QString::fromStdString(loadText(percent)), loadSymbol(title)});
+    describe(title, QString::fromStdString(loadAccessibilityValue(percent)));
+    setTexts(title, QString::fromStdString(loadText(percent)));
 }
 
 void TokenCard::present(std::string_view title, std::optional<std::int64_t> count,
                         std::string_view tokenStatus) {
-    const CardContent content{
-        QString::fromUtf8(title), QString::fromStdString(compactTokenCount(count)), {}};
-    describe(content.title, content.value,
-             QString::fromStdString(tokenTooltip(tokenStatus, count)));
-    setContent(content);
+    const QString caption = QString::fromUtf8(title);
+    const QString figure = QString::fromStdString(compactTokenCount(count));
+    describe(caption, figure, QString::fromStdString(tokenTooltip(tokenStatus, count)));
+    setTexts(caption, figure);
 }
 
 } // namespace tallywick

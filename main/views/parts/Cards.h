@@ -1,70 +1,53 @@
 #pragma once
 
-#include "views/look/Painting.h"
-#include "views/look/Theme.h"
+#include "views/look/Symbols.h"
 #include "views/parts/Figures.h"
 
-#include <QPainter>
-#include <QRectF>
 #include <QString>
 
 #include <cstdint>
 #include <optional>
-#include <string>
 #include <string_view>
 
 namespace tallywick {
 
-/// What a card shows.
-struct CardContent {
-    QString title;
-    QString value;
-    std::string_view symbol; ///< in the accent colour; empty: none
-
-    bool operator==(const CardContent&) const = default;
-};
-
-/// Draws a card: a rounded area with its title over its value. The value keeps its place when a
-/// digit changes.
-void paintCard(QPainter& painter, const QRectF& area, const Theme& theme,
-               const CardContent& content);
-
-/// Whether all of a card's text can be read in this width.
-bool cardFits(const CardContent& content, double width);
-
-/// A card that is a figure. The kinds of cards decide what it shows and tells.
+/// A card: a rounded area with a title over a value, which keeps its place when a digit changes,
+/// and perhaps a symbol. The kinds of cards decide what it shows and tells.
 class FigureCard : public Figure {
     Q_OBJECT
 
   public:
-    const CardContent& content() const { return shown; }
+    /// Whether all of its text can be read.
+    bool showsAll() const;
 
   protected:
-    /// The style must outlive the card.
-    FigureCard(const ViewStyle& style, QWidget* parent);
+    FigureCard(const ViewStyle& style, Symbol symbol, QWidget* parent);
 
     /// Draws the card anew when this is not what it shows.
-    void setContent(const CardContent& content);
+    void setTexts(const QString& title, const QString& value);
 
     void paintEvent(QPaintEvent* event) override;
 
   private:
-    const ViewStyle& style;
-    CardContent shown;
+    double textWidth() const;
+
+    const Symbol shownSymbol; ///< in the accent colour
+    QString shownTitle;
+    QString shownValue;
 };
 
-/// A card of one load of this machine. Its title chooses its symbol.
+/// A card of one load of this machine.
 class MetricCard final : public FigureCard {
     Q_OBJECT
 
   public:
-    MetricCard(const ViewStyle& style, std::string title, QWidget* parent);
+    MetricCard(const ViewStyle& style, const QString& title, Symbol symbol, QWidget* parent);
 
     /// Absent until it has been measured.
     void present(std::optional<double> percent);
 
   private:
-    const std::string title;
+    const QString title;
 };
 
 /// A card of a token count: short on the card, with all its digits in the tooltip.
@@ -72,7 +55,8 @@ class TokenCard final : public FigureCard {
     Q_OBJECT
 
   public:
-    TokenCard(const ViewStyle& viewStyle, QWidget* parent) : FigureCard(viewStyle, parent) {}
+    TokenCard(const ViewStyle& viewStyle, QWidget* parent)
+        : FigureCard(viewStyle, Symbol::none, parent) {}
 
     /// `tokenStatus` tells how far the count is to be trusted.
     void present(std::string_view title, std::optional<std::int64_t> count,

@@ -66,7 +66,7 @@ QAccessibleInterface* makeAccessibleFigure(const QString& /*className*/, QObject
 
 } // namespace
 
-Figure::Figure(QWidget* parent) : QWidget(parent) {}
+Figure::Figure(const ViewStyle& viewStyle, QWidget* parent) : QWidget(parent), style(viewStyle) {}
 
 void Figure::describe(const QString& name, const QString& newValue, const QString& help) {
     // Setting the name and the description announces a change of them, and only a change.
@@ -90,7 +90,7 @@ void Figure::describe(const QString& name, const QString& newValue, const QStrin
 void Figure::installAccessibility() { QAccessible::installFactory(makeAccessibleFigure); }
 
 TextLine::TextLine(const ViewStyle& viewStyle, const Look& wantedLook, QWidget* parent)
-    : Figure(parent), style(viewStyle), look(wantedLook) {}
+    : Figure(viewStyle, parent), look(wantedLook) {}
 
 void TextLine::present(const QString& text, const QString& newHelp) {
     if (text == shown && newHelp == help)
@@ -119,7 +119,7 @@ bool TextLine::isElided() const {
 void TextLine::describeLine() { describe(shown, {}, help.isEmpty() && isElided() ? shown : help); }
 
 PathLine::PathLine(const ViewStyle& viewStyle, const QString& accessibleName, QWidget* parent)
-    : Figure(parent), style(viewStyle), name(accessibleName) {
+    : Figure(viewStyle, parent), name(accessibleName) {
     setSizePolicy(QSizePolicy::Ignored, QSizePolicy::Fixed);
 }
 
@@ -148,9 +148,6 @@ constexpr double gap = 1; ///< beside the room that a digit keeps free by itself
 constexpr double markGap = 4;
 
 } // namespace
-
-WeeklyFigure::WeeklyFigure(const ViewStyle& viewStyle, QWidget* parent)
-    : Figure(parent), style(viewStyle) {}
 
 void WeeklyFigure::present(const std::optional<Quota>& quota) {
     const QString newNumber = QString::fromStdString(usageFigure(quota));
@@ -191,9 +188,6 @@ QString caption() { return QStringLiteral("RESET IN"); }
 
 } // namespace
 
-ResetCountdown::ResetCountdown(const ViewStyle& viewStyle, QWidget* parent)
-    : Figure(parent), style(viewStyle) {}
-
 void ResetCountdown::present(const std::optional<std::string>& countdown) {
     const QString text = QString::fromStdString(countdown.value_or(std::string()));
     setVisible(!text.isEmpty());
@@ -214,9 +208,6 @@ void ResetCountdown::paintEvent(QPaintEvent*) {
              designFont(FontRole::caption), style.theme.secondaryText, Qt::AlignRight);
 }
 
-StatusBadge::StatusBadge(const ViewStyle& viewStyle, QWidget* parent)
-    : Figure(parent), style(viewStyle) {}
-
 void StatusBadge::present(std::string_view word, bool newLive) {
     const QString text = QString::fromUtf8(word);
     if (text == shown && newLive == live)
@@ -234,10 +225,8 @@ void StatusBadge::paintEvent(QPaintEvent*) {
     QRectF pill = painter.bounds();
     pill.setLeft(pill.right() - std::min(lineWidth(shown, font) + 2 * padding, pill.width()));
     const QColor color = live ? style.theme.accentText : style.theme.secondaryText;
-    const double radius = pill.height() / 2;
-    painter.setPen(QPen(color, 1));
-    painter.setBrush(live ? style.theme.accentTint : style.theme.card);
-    painter.drawRoundedRect(pill.adjusted(0.5, 0.5, -0.5, -0.5), radius, radius);
+    paintOutlined(painter, pill, pill.height() / 2, color,
+                  live ? style.theme.accentTint : style.theme.card);
     drawLine(painter, pill, shown, font, color, Qt::AlignHCenter);
 }
 

@@ -22,7 +22,8 @@ class Figure : public QWidget {
     Q_OBJECT
 
   public:
-    explicit Figure(QWidget* parent = nullptr);
+    /// The style must outlive the figure.
+    Figure(const ViewStyle& style, QWidget* parent);
 
     /// Announces a value that has changed.
     void describe(const QString& name, const QString& value, const QString& help = {});
@@ -31,6 +32,9 @@ class Figure : public QWidget {
 
     /// Makes figures known to the accessibility of Qt. Once, before the first window.
     static void installAccessibility();
+
+  protected:
+    const ViewStyle& style;
 
   private:
     QString value;
@@ -65,7 +69,6 @@ class TextLine final : public Figure {
     bool isElided() const;
     void describeLine();
 
-    const ViewStyle& style;
     const Look look;
     QString shown;
     QString help;
@@ -77,8 +80,8 @@ class PathLine final : public Figure {
     Q_OBJECT
 
   public:
-    /// `name` is what a screen reader calls it. The style must outlive the line.
-    PathLine(const ViewStyle& style, const QString& name, QWidget* parent = nullptr);
+    /// `name` is what a screen reader calls it.
+    PathLine(const ViewStyle& style, const QString& name, QWidget* parent);
 
     void present(const QString& path);
 
@@ -90,7 +93,6 @@ class PathLine final : public Figure {
     void paintEvent(QPaintEvent* event) override;
 
   private:
-    const ViewStyle& style;
     const QString name;
 };
 
@@ -99,7 +101,7 @@ class WeeklyFigure final : public Figure {
     Q_OBJECT
 
   public:
-    WeeklyFigure(const ViewStyle& style, QWidget* parent);
+    using Figure::Figure;
 
     void present(const std::optional<Quota>& quota);
 
@@ -107,7 +109,6 @@ class WeeklyFigure final : public Figure {
     void paintEvent(QPaintEvent* event) override;
 
   private:
-    const ViewStyle& style;
     bool isKnown = false;
     QString number;
     QString unit;
@@ -118,7 +119,7 @@ class ResetCountdown final : public Figure {
     Q_OBJECT
 
   public:
-    ResetCountdown(const ViewStyle& style, QWidget* parent);
+    using Figure::Figure;
 
     void present(const std::optional<std::string>& countdown);
 
@@ -126,7 +127,6 @@ class ResetCountdown final : public Figure {
     void paintEvent(QPaintEvent* event) override;
 
   private:
-    const ViewStyle& style;
     QString shown;
 };
 
@@ -135,7 +135,7 @@ class StatusBadge final : public Figure {
     Q_OBJECT
 
   public:
-    StatusBadge(const ViewStyle& style, QWidget* parent);
+    using Figure::Figure;
 
     /// A live reading has the accent colour.
     void present(std::string_view word, bool live);
@@ -144,7 +144,6 @@ class StatusBadge final : public Figure {
     void paintEvent(QPaintEvent* event) override;
 
   private:
-    const ViewStyle& style;
     QString shown;
     bool live = false;
 };

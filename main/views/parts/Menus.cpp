@@ -5,8 +5,6 @@
 #include <QApplication>
 #include <QShowEvent>
 
-#include <utility>
-
 namespace tallywick {
 
 namespace {
@@ -116,6 +114,11 @@ PopupMenu::PopupMenu(const QString& title, QWidget* parent) : QMenu(title, paren
     QAccessible::installFactory(makeAccessibleMenu);
 }
 
+QAction* PopupMenu::addCommand(const QString& text, const UtilityActions& actions,
+                               UtilityCommand command) {
+    return addAction(text, this, [&actions, command] { actions.perform(command); });
+}
+
 PopupMenu* PopupMenu::openOver(const QWidget* window) {
     auto* const menu = qobject_cast<PopupMenu*>(QApplication::activePopupWidget());
     return menu && menu->parentWidget() && menu->parentWidget()->window() == window ? menu
@@ -134,21 +137,20 @@ void PopupMenu::hideEvent(QHideEvent* event) {
     announce(this, QAccessible::ObjectDestroyed);
 }
 
-UtilityMenu::UtilityMenu(const UtilityActions& actions, std::function<void()> showUtility,
-                         QWidget* parent)
+UtilityMenu::UtilityMenu(const UtilityActions& actions, QWidget* parent)
     : PopupMenu(QStringLiteral("Utility"), parent) {
-    const auto add = [this](const QString& text, std::function<void()> action,
-                            const QKeySequence& shortcut = {}) {
-        QAction* item = addAction(text, this, std::move(action));
+    const auto add = [&](const QString& text, UtilityCommand command,
+                         const QKeySequence& shortcut = {}) {
+        QAction* item = addCommand(text, actions, command);
         item->setShortcut(shortcut);
         item->setShortcutVisibleInContextMenu(true);
         return item;
     };
-    add(QStringLiteral("Show Utility"), std::move(showUtility));
-    layoutItem = add({}, actions.toggleLayout, Qt::CTRL | Qt::SHIFT | Qt::Key_M);
-    themeItem = add({}, actions.toggleTheme);
-    add(QStringLiteral("Refresh Usage"), actions.refresh, Qt::CTRL | Qt::Key_R);
-    add(QStringLiteral("Settings…"), actions.openSettings, Qt::CTRL | Qt::Key_Comma);
+    add(QStringLiteral("Show Utility"), UtilityCommand::showUtility);
+    layoutItem = add({}, UtilityCommand::toggleLayout, Qt::CTRL | Qt::SHIFT | Qt::Key_M);
+    themeItem = add({}, UtilityCommand::toggleTheme);
+    add(QStringLiteral("Refresh Usage"), UtilityCommand::refresh, Qt::CTRL | Qt::Key_R);
+    add(QStringLiteral("Settings…"), UtilityCommand::openSettings, Qt::CTRL | Qt::Key_Comma);
     present({});
 }
 

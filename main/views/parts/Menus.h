@@ -18,6 +18,9 @@ class PopupMenu : public QMenu {
   public:
     PopupMenu(const QString& title, QWidget* parent);
 
+    /// An item that has a command performed. The actions must outlive the menu.
+    QAction* addCommand(const QString& text, const UtilityActions& actions, UtilityCommand command);
+
     /// The one that is open over this window, or null.
     static PopupMenu* openOver(const QWidget* window);
 
@@ -31,7 +34,8 @@ class UtilityMenu final : public PopupMenu {
     Q_OBJECT
 
   public:
-    UtilityMenu(const UtilityActions& actions, std::function<void()> showUtility, QWidget* parent);
+    /// The actions must outlive the menu.
+    UtilityMenu(const UtilityActions& actions, QWidget* parent);
 
     /// Names what the items would do now.
     void present(const UtilityFields& fields);

@@ -49,18 +49,11 @@ QLinearGradient downward(const QRectF& area, const QColor& top, const QColor& bo
     return gradient;
 }
 
-void paintFrame(QPainter& painter, const QRectF& area, const Theme& theme) {
-    painter.setPen(QPen(theme.buttonOutline, 1));
-    painter.setBrush(withOpacity(theme.accent, 0.06));
-    painter.drawRoundedRect(area.adjusted(0.5, 0.5, -0.5, -0.5), meterRadius, meterRadius);
-}
-
 /// By day the white end of a filled segment would fade into what it stands on.
 void paintEdge(QPainter& painter, const QRectF& segment, const Theme& theme) {
-    painter.setPen(QPen(downward(segment, mixed(Qt::white, theme.accent, 0.6F), theme.accent), 1));
-    painter.setBrush(Qt::NoBrush);
-    painter.drawRoundedRect(segment.adjusted(0.5, 0.5, -0.5, -0.5), segmentRadius - 0.5,
-                            segmentRadius - 0.5);
+    paintOutlined(painter, segment, segmentRadius - 0.5,
+                  downward(segment, mixed(Qt::white, theme.accent, 0.6F), theme.accent),
+                  Qt::NoBrush);
 }
 
 } // namespace
@@ -73,7 +66,7 @@ int filledSegments(std::optional<double> percent) {
 }
 
 void paintMeter(QPainter& painter, const QRectF& area, const Theme& theme, int filled) {
-    paintFrame(painter, area, theme);
+    paintOutlined(painter, area, meterRadius, theme.buttonOutline, withOpacity(theme.accent, 0.06));
     const QRectF inside = area.adjusted(padding, padding, -padding, -padding);
     const QLinearGradient full = downward(inside, Qt::white, theme.accent);
     const QLinearGradient empty =
@@ -85,16 +78,11 @@ void paintMeter(QPainter& painter, const QRectF& area, const Theme& theme, int f
         const double left = grid.snapped(inside.left() + index * step);
         const double right = grid.snapped(inside.left() + (index + 1) * step) - gap;
         const QRectF segment(left, inside.top(), right - left, inside.height());
-        painter.setPen(Qt::NoPen);
-        painter.setBrush(index < filled ? full : empty);
-        painter.drawRoundedRect(segment, segmentRadius, segmentRadius);
+        fillRounded(painter, segment, segmentRadius, index < filled ? full : empty);
         if (index < filled && theme.light)
             paintEdge(painter, segment, theme);
     }
 }
-
-SegmentedMeter::SegmentedMeter(const ViewStyle& viewStyle, QWidget* parent)
-    : Figure(parent), style(viewStyle) {}
 
 void SegmentedMeter::present(const std::optional<Quota>& quota) {
     describe(QStringLiteral("Weekly usage"),
@@ -209,10 +197,8 @@ void paintHistoryGraph(QPainter& painter, const QRectF& area, const Theme& theme
     painter.save();
     painter.translate(area.topLeft());
     const QRectF bounds(QPointF(0, 0), area.size());
-    const QRectF outline = bounds.adjusted(0.5, 0.5, -0.5, -0.5);
-    painter.setPen(QPen(withOpacity(theme.accent, 0.32), 1));
-    painter.setBrush(withOpacity(Qt::black, 0.045));
-    painter.drawRoundedRect(outline, graphRadius, graphRadius);
+    paintOutlined(painter, bounds, graphRadius, withOpacity(theme.accent, 0.32),
+                  withOpacity(Qt::black, 0.045));
 
     QPainterPath clip;
     clip.addRoundedRect(bounds, graphRadius, graphRadius);
@@ -241,7 +227,7 @@ bool looksAlike(const HistoryGraphPoint& one, const HistoryGraphPoint& other) {
 } // namespace
 
 UsageHistoryGraph::UsageHistoryGraph(const ViewStyle& viewStyle, QWidget* parent)
-    : Figure(parent), style(viewStyle) {
+    : Figure(viewStyle, parent) {
     present({}, 0, std::nullopt);
 }
 

@@ -27,7 +27,7 @@ class SegmentedMeter final : public Figure {
     Q_OBJECT
 
   public:
-    SegmentedMeter(const ViewStyle& style, QWidget* parent);
+    using Figure::Figure;
 
     void present(const std::optional<Quota>& quota);
 
@@ -35,7 +35,6 @@ class SegmentedMeter final : public Figure {
     void paintEvent(QPaintEvent* event) override;
 
   private:
-    const ViewStyle& style;
     int filled = 0;
 };
 
@@ -62,7 +61,6 @@ class UsageHistoryGraph final : public Figure {
   private:
     std::vector<HistoryGraphPoint> currentPoints() const;
 
-    const ViewStyle& style;
     std::vector<UsageSample> week; ///< the samples that are shown
     Timestamp now = 0;
     std::optional<Timestamp> reset;

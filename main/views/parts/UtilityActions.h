@@ -2,45 +2,53 @@
 
 #include "hardware/HardwareSnapshot.h"
 
+#include <QAbstractButton>
+
 #include <functional>
 
 namespace tallywick {
 
+/// What the user can have done by one press, in the window, its menus and its sheets.
+enum class UtilityCommand {
+    showUtility,
+    toggleLayout,
+    toggleTheme,
+    refresh,
+    quit,
+    endResize, ///< the grip was released
+    openSettings,
+    closeSettings,
+    openHomePage,
+    openProductPage,
+    mailProductPage,
+    copyProductAddress,
+    retryConnection,
+    chooseHelper,
+    useAutomaticDiscovery,
+    startSignIn,
+    cancelSignIn,
+    copyConnectionDetails,
+    tryWithoutInstalling,
+};
+
 /// What the user can do in the window and its sheets. Every function may be called from the event
 /// loop's thread as long as the views live.
 struct UtilityActions {
-    using Action = std::function<void()>;
-
-    Action toggleLayout = [] {};
-    Action toggleTheme = [] {};
-    Action refresh = [] {};
-    Action openSettings = [] {};
-    Action quit = [] {};
-    Action openHomePage = [] {};
-    Action openProductPage = [] {};
-    Action mailProductPage = [] {};
-    Action copyProductAddress = [] {};
+    std::function<void(UtilityCommand)> perform = [](UtilityCommand) {};
     std::function<void(bool)> setPinned = [](bool) {};
     std::function<void(const VolumeInfo&)> openVolume = [](const VolumeInfo&) {};
 
     /// The grip was dragged so far, in points, since it was grasped; to the right and down count
-    /// positive.
+    /// positive. Ends with `UtilityCommand::endResize`.
     std::function<void(double, double)> resizeBy = [](double, double) {};
-    Action endResize = [] {};
-
-    // The settings sheet
-
-    Action closeSettings = [] {};
-    Action retryConnection = [] {};
-    Action chooseHelper = [] {};
-    Action useAutomaticDiscovery = [] {};
-    Action startSignIn = [] {};
-    Action cancelSignIn = [] {};
-    Action copyConnectionDetails = [] {};
-
-    // The sheet of the first run
-
-    Action tryWithoutInstalling = [] {};
 };
+
+/// Has the command performed whenever the button is pressed, however that happens. The actions must
+/// outlive the button.
+inline void performOnClick(QAbstractButton* button, const UtilityActions& actions,
+                           UtilityCommand command) {
+    QObject::connect(button, &QAbstractButton::clicked, button,
+                     [&actions, command] { actions.perform(command); });
+}
 
 } // namespace tallywick

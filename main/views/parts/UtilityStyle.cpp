@@ -43,11 +43,8 @@ void paintItem(QPainter& painter, const QStyleOptionMenuItem& item) {
     const QPalette::ColorGroup group = isEnabled ? QPalette::Active : QPalette::Disabled;
     painter.save();
     painter.setRenderHint(QPainter::Antialiasing);
-    if (isReached) {
-        painter.setPen(Qt::NoPen);
-        painter.setBrush(item.palette.color(QPalette::Highlight));
-        painter.drawRoundedRect(item.rect, itemRadius, itemRadius);
-    }
+    if (isReached)
+        fillRounded(painter, item.rect, itemRadius, item.palette.color(QPalette::Highlight));
     const auto ink = [&](QPalette::ColorRole idle) {
         return item.palette.color(group, isReached ? QPalette::HighlightedText : idle);
     };

@@ -1,7 +1,6 @@
 #include "views/parts/VolumeRow.h"
 
 #include "state/NumberTexts.h"
-#include "views/layouts/DesignLayout.h"
 #include "views/look/Painting.h"
 #include "views/look/Symbols.h"
 #include "views/look/TextPainting.h"
@@ -14,14 +13,21 @@ namespace {
 
 constexpr double cornerRadius = 6;
 
+constexpr QRectF symbolPlace{8, 4, 16, 16};
+constexpr QRectF namePlace{32, 2, 168, 20};
+constexpr QRectF barPlace{208, 9.5, 128, 5};
+constexpr QRectF capacityPlace{344, 2, 152, 20};
+
+Symbol symbolOf(const VolumeInfo& volume) {
+    return volume.url == "/" ? Symbol::internalDrive : Symbol::externalDrive;
+}
+
 } // namespace
 
 void paintFreeSpace(QPainter& painter, const QRectF& area, const Theme& theme,
                     const VolumeInfo& volume) {
     const double radius = area.height() / 2;
-    painter.setPen(Qt::NoPen);
-    painter.setBrush(withOpacity(theme.accent, 0.16));
-    painter.drawRoundedRect(area, radius, radius);
+    fillRounded(painter, area, radius, withOpacity(theme.accent, 0.16));
     if (volume.total <= 0)
         return;
     const double free =
@@ -30,8 +36,7 @@ void paintFreeSpace(QPainter& painter, const QRectF& area, const Theme& theme,
         return;
     QRectF filled = area;
     filled.setWidth(std::max(area.width() * free, area.height())); // at least a dot
-    painter.setBrush(theme.accent);
-    painter.drawRoundedRect(filled, radius, radius);
+    fillRounded(painter, filled, radius, theme.accent);
 }
 
 VolumeRow::VolumeRow(const ViewStyle& viewStyle, QWidget* parent)
@@ -49,26 +54,23 @@ void VolumeRow::present(const VolumeInfo& volume) {
     setAccessibleName(name + QStringLiteral(", ") + capacity);
     const QString help = QStringLiteral("Open ") + name
                          + QStringLiteral(" in Finder. APFS volumes may share container capacity.");
-    const bool isElided = figuresWidth(capacity, designFont(FontRole::body))
-                          > DesignLayout::VolumeRow::capacity.width();
+    const bool isElided =
+        figuresWidth(capacity, designFont(FontRole::body)) > capacityPlace.width();
     setHelp(isElided ? help + u' ' + capacity : help);
     update();
 }
 
 void VolumeRow::paintEvent(QPaintEvent*) {
-    namespace Place = DesignLayout::VolumeRow;
     PartPainter painter(this, style);
     const Theme& theme = style.theme;
     if (underMouse() || isDown()) {
-        painter.setPen(Qt::NoPen);
-        painter.setBrush(theme.card);
-        painter.drawRoundedRect(painter.bounds(), cornerRadius, cornerRadius);
+        fillRounded(painter, painter.bounds(), cornerRadius, theme.card);
     }
     const QFont font = designFont(FontRole::body);
-    drawSymbol(painter, Place::symbol, volumeSymbol(shown.url), theme.accent);
-    drawLine(painter, Place::name, name, font, theme.text);
-    paintFreeSpace(painter, Place::bar, theme, shown);
-    drawFigures(painter, Place::capacity, capacity, font, theme.secondaryText, Qt::AlignRight);
+    drawSymbol(painter, symbolPlace, symbolOf(shown), theme.accent);
+    drawLine(painter, namePlace, name, font, theme.text);
+    paintFreeSpace(painter, barPlace, theme, shown);
+    drawFigures(painter, capacityPlace, capacity, font, theme.secondaryText, Qt::AlignRight);
     paintFocus(painter, painter.bounds(), cornerRadius);
 }
 

@@ -23,7 +23,7 @@ QString uninstallHint() { return QStringLiteral("You can uninstall at any time f
 
 InstallationView::InstallationView(const Theme& theme, const UtilityActions& actions,
                                    QWidget* window)
-    : Sheet(title(), actions.tryWithoutInstalling, window) {
+    : Sheet(title(), actions, UtilityCommand::tryWithoutInstalling, window) {
     using Ink = SheetText::Ink;
     column().addWidget(new SheetText(FontRole::figure, Ink::text, title(), &content()));
     column().addWidget(new SheetText(FontRole::body, Ink::text, invitation(), &content()));
@@ -31,8 +31,8 @@ InstallationView::InstallationView(const Theme& theme, const UtilityActions& act
     status = new StatusNotice(&content());
     column().addWidget(status);
     buttonRow().addStretch();
-    buttonRow().addWidget(
-        makeDefaultButton(QStringLiteral("Try Without Installing"), actions.tryWithoutInstalling));
+    buttonRow().addWidget(makeDefaultButton(QStringLiteral("Try Without Installing"),
+                                            UtilityCommand::tryWithoutInstalling));
     setTheme(theme);
 }
 

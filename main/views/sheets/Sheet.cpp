@@ -1,45 +1,18 @@
 #include "views/sheets/Sheet.h"
 
-#include "views/look/Painting.h"
-
 #include <QEvent>
 #include <QKeyEvent>
-#include <QLinearGradient>
 #include <QPainter>
 #include <QScreen>
 #include <QScrollArea>
+#include <QScrollBar>
 #include <QStyle>
 #include <QStyleOptionSlider>
 #include <QVBoxLayout>
 
 #include <algorithm>
-#include <utility>
 
 namespace tallywick {
-
-namespace {
-
-constexpr int thickness = 10;
-constexpr double thumbMargin = 2;
-
-} // namespace
-
-SheetScrollBar::SheetScrollBar(const ViewStyle& viewStyle, QWidget* parent)
-    : QScrollBar(Qt::Vertical, parent), style(viewStyle) {}
-
-QSize SheetScrollBar::sizeHint() const { return {thickness, QScrollBar::sizeHint().height()}; }
-
-void SheetScrollBar::paintEvent(QPaintEvent* /*event*/) {
-    QStyleOptionSlider option;
-    initStyleOption(&option);
-    const QRectF place = QWidget::style()->subControlRect(QStyle::CC_ScrollBar, &option,
-                                                          QStyle::SC_ScrollBarSlider, this);
-    const QRectF thumb = place.adjusted(thumbMargin, thumbMargin, -thumbMargin, -thumbMargin);
-    PartPainter painter(this, style);
-    painter.setPen(Qt::NoPen);
-    painter.setBrush(style.theme.secondaryText);
-    painter.drawRoundedRect(thumb, thumb.width() / 2, thumb.width() / 2);
-}
 
 namespace {
 
@@ -47,15 +20,43 @@ constexpr int usualWidth = 460;
 constexpr int margin = 16;
 constexpr int spacing = 10;
 constexpr int buttonSpacing = 8;
-
 constexpr double cornerRadius = 10;
+
+/// The vertical scroll bar of a sheet in the sheet's colours: a slim thumb and nothing around it.
+class SheetScrollBar final : public QScrollBar {
+  public:
+    explicit SheetScrollBar(const ViewStyle& viewStyle)
+        : QScrollBar(Qt::Vertical), style(viewStyle) {}
+
+    QSize sizeHint() const override {
+        constexpr int thickness = 10;
+        return {thickness, QScrollBar::sizeHint().height()};
+    }
+
+  protected:
+    void paintEvent(QPaintEvent* /*event*/) override {
+        constexpr double inset = 2;
+        QStyleOptionSlider option;
+        initStyleOption(&option);
+        const QRectF place = QWidget::style()->subControlRect(QStyle::CC_ScrollBar, &option,
+                                                              QStyle::SC_ScrollBarSlider, this);
+        const QRectF thumb = place.adjusted(inset, inset, -inset, -inset);
+        PartPainter painter(this, style);
+        fillRounded(painter, thumb, thumb.width() / 2, style.theme.secondaryText);
+    }
+
+  private:
+    const ViewStyle& style;
+};
 
 } // namespace
 
-Sheet::Sheet(const QString& title, Action whenDismissed, QWidget* window)
-    : QDialog(window, Qt::Dialog | Qt::FramelessWindowHint), dismiss(std::move(whenDismissed)),
-      scroller(new QScrollArea(this)), page(new QWidget), contentColumn(new QVBoxLayout(page)),
-      buttonBar(new QWidget(this)), buttons(new QHBoxLayout(buttonBar)) {
+Sheet::Sheet(const QString& title, const UtilityActions& windowActions, UtilityCommand dismissedBy,
+             QWidget* window)
+    : QDialog(window, Qt::Dialog | Qt::FramelessWindowHint), actions(windowActions),
+      dismissal(dismissedBy), scroller(new QScrollArea(this)), page(new QWidget),
+      contentColumn(new QVBoxLayout(page)), buttonBar(new QWidget(this)),
+      buttons(new QHBoxLayout(buttonBar)) {
     setWindowTitle(title);
     setWindowModality(Qt::WindowModal);
     contentColumn->setContentsMargins(margin, margin, margin, 0);
@@ -93,16 +94,16 @@ void Sheet::setTheme(const Theme& theme) {
     update();
 }
 
-UtilityButton* Sheet::makeButton(const QString& text, const Action& action, QWidget& parent,
+UtilityButton* Sheet::makeButton(const QString& text, UtilityCommand command, QWidget& parent,
                                  UtilityButton::Treatment treatment) {
-    auto* button = new UtilityButton(style, text, {}, treatment, &parent);
-    connect(button, &UtilityButton::clicked, this, [action] { action(); });
+    auto* button = new UtilityButton(style, text, Symbol::none, treatment, &parent);
+    performOnClick(button, actions, command);
     return button;
 }
 
-UtilityButton* Sheet::makeDefaultButton(const QString& text, const Action& action) {
+UtilityButton* Sheet::makeDefaultButton(const QString& text, UtilityCommand command) {
     UtilityButton* button =
-        makeButton(text, action, *buttonBar, UtilityButton::Treatment::prominent);
+        makeButton(text, command, *buttonBar, UtilityButton::Treatment::prominent);
     button->setDefault(true);
     button->setFocus();
     return button;
@@ -120,8 +121,7 @@ bool Sheet::eventFilter(QObject* watched, QEvent* event) {
 
 /// As long as the sheet itself keeps the keyboard, Return is meant for a button that has to wait.
 void Sheet::keyPressEvent(QKeyEvent* event) {
-    const bool isReturn = event->key() == Qt::Key_Return || event->key() == Qt::Key_Enter;
-    if (!isReturn || focusWidget() != this)
+    if (!isReturn(*event) || focusWidget() != this)
         QDialog::keyPressEvent(event);
 }
 
@@ -165,10 +165,8 @@ void Sheet::place() {
 
 void Sheet::paintEvent(QPaintEvent* /*event*/) {
     QPainter painter(this);
-    QLinearGradient backdrop(rect().topLeft(), rect().bottomLeft());
-    backdrop.setColorAt(0, style.theme.backdropTop);
-    backdrop.setColorAt(1, style.theme.backdropBottom);
-    paintRoundedPanel(painter, rect(), cornerRadius, style.theme.buttonOutline, backdrop);
+    paintRoundedPanel(painter, rect(), cornerRadius, style.theme.buttonOutline,
+                      backdropOf(rect(), style.theme));
 }
 
 } // namespace tallywick

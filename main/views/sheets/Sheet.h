@@ -6,7 +6,6 @@
 #include "views/sheets/SheetParts.h"
 
 #include <QDialog>
-#include <QScrollBar>
 #include <QString>
 
 class QHBoxLayout;
@@ -14,23 +13,6 @@ class QScrollArea;
 class QVBoxLayout;
 
 namespace tallywick {
-
-/// The vertical scroll bar of a sheet in the sheet's colours: a slim thumb and nothing around it.
-class SheetScrollBar final : public QScrollBar {
-    Q_OBJECT
-
-  public:
-    /// The style must outlive the bar.
-    explicit SheetScrollBar(const ViewStyle& style, QWidget* parent = nullptr);
-
-    QSize sizeHint() const override;
-
-  protected:
-    void paintEvent(QPaintEvent* event) override;
-
-  private:
-    const ViewStyle& style;
-};
 
 /// What the sheets have in common: a dialog over one window, in its theme, with one column of
 /// content above one row of buttons. It is as high as its content needs, or as its screen allows,
@@ -43,31 +25,34 @@ class Sheet : public QDialog {
     Q_OBJECT
 
   public:
-    using Action = UtilityActions::Action;
-
     /// Called by each kind of sheet once it is complete, and whenever the theme may have changed.
     void setTheme(const Theme& theme);
 
-    /// What Escape and the window manager ask for.
-    void reject() override { dismiss(); }
-
-  protected:
-    /// `dismiss` is called when the user wants to be rid of the sheet.
-    Sheet(const QString& title, Action dismiss, QWidget* window);
-
     const ViewStyle& viewStyle() const { return style; }
+
     /// The parent of what is in the column.
     QWidget& content() { return *page; }
+
+    /// A button that has the command performed.
+    UtilityButton* makeButton(const QString& text, UtilityCommand command, QWidget& parent,
+                              UtilityButton::Treatment treatment = UtilityButton::Treatment::plain);
+
+    /// What Escape and the window manager ask for.
+    void reject() override { actions.perform(dismissal); }
+
+  protected:
+    /// `dismissal` is performed when the user wants to be rid of the sheet. The actions must
+    /// outlive the sheet.
+    Sheet(const QString& title, const UtilityActions& actions, UtilityCommand dismissal,
+          QWidget* window);
+
     QVBoxLayout& column() { return *contentColumn; }
     /// The row at the bottom, and the parent of what is in it.
     QWidget& footer() { return *buttonBar; }
     QHBoxLayout& buttonRow() { return *buttons; }
 
-    /// A button that calls the action.
-    UtilityButton* makeButton(const QString& text, const Action& action, QWidget& parent,
-                              UtilityButton::Treatment treatment = UtilityButton::Treatment::plain);
     /// The button that Return presses, and that has the keyboard at first.
-    UtilityButton* makeDefaultButton(const QString& text, const Action& action);
+    UtilityButton* makeDefaultButton(const QString& text, UtilityCommand command);
 
     bool eventFilter(QObject* watched, QEvent* event) override;
     void keyPressEvent(QKeyEvent* event) override;
@@ -82,7 +67,8 @@ class Sheet : public QDialog {
     /// Of the screen on which the window is.
     QRect availableArea() const;
 
-    const Action dismiss;
+    const UtilityActions& actions;
+    const UtilityCommand dismissal;
     ViewStyle style;
     QScrollArea* scroller;
     QWidget* page;

@@ -1,7 +1,6 @@
 #include "views/sheets/SheetHost.h"
 
 #include "views/sheets/InstallationView.h"
-#include "views/sheets/SettingsView.h"
 
 #include <QEvent>
 #include <QPainter>
@@ -10,26 +9,30 @@
 
 namespace tallywick {
 
-WindowShade::WindowShade(QWidget* window) : QWidget(window) {
-    setAttribute(Qt::WA_TransparentForMouseEvents);
-    window->installEventFilter(this);
-    setGeometry(window->rect());
-    raise();
-    show();
-}
-
-bool WindowShade::eventFilter(QObject* watched, QEvent* event) {
-    if (event->type() == QEvent::Resize)
-        setGeometry(parentWidget()->rect());
-    return QWidget::eventFilter(watched, event);
-}
-
-void WindowShade::paintEvent(QPaintEvent* /*event*/) {
-    constexpr int strength = 115; // of 255
-    QPainter(this).fillRect(rect(), QColor(0, 0, 0, strength));
-}
-
 namespace {
+
+/// Dims a window, with all of its content, as long as it is there.
+class WindowShade final : public QWidget {
+  public:
+    explicit WindowShade(QWidget* window) : QWidget(window) {
+        setAttribute(Qt::WA_TransparentForMouseEvents);
+        window->installEventFilter(this);
+        setGeometry(window->rect());
+        raise();
+        show();
+    }
+
+  protected:
+    bool eventFilter(QObject* watched, QEvent* event) override {
+        if (event->type() == QEvent::Resize)
+            setGeometry(parentWidget()->rect());
+        return QWidget::eventFilter(watched, event);
+    }
+    void paintEvent(QPaintEvent* /*event*/) override {
+        constexpr int strength = 115; // of 255
+        QPainter(this).fillRect(rect(), QColor(0, 0, 0, strength));
+    }
+};
 
 /// Gone for the user now, and for good once whatever it is doing has returned: the action that ends
 /// a sheet may be one of its own.
@@ -44,8 +47,8 @@ void end(QPointer<SheetType>& place) {
 
 } // namespace
 
-SheetHost::SheetHost(QWidget* shownWindow, UtilityActions given)
-    : window(shownWindow), actions(std::move(given)) {}
+SheetHost::SheetHost(QWidget* shownWindow, const UtilityActions& given)
+    : window(shownWindow), actions(given) {}
 
 SheetHost::~SheetHost() {
     delete settings.sheet.data();

@@ -10,29 +10,15 @@
 
 namespace tallywick {
 
-/// Dims a window, with all of its content, as long as it is there.
-class WindowShade final : public QWidget {
-    Q_OBJECT
-
-  public:
-    explicit WindowShade(QWidget* window);
-
-  protected:
-    bool eventFilter(QObject* watched, QEvent* event) override;
-    void paintEvent(QPaintEvent* event) override;
-};
-
 class InstallationView;
-class SettingsView;
-class WindowShade;
 
 /// The sheets over a window, which is dimmed as long as there is one. They are there while the
 /// state says so: one is made when its field has risen and the window is there, and goes when the
 /// field falls. The user's wish to close one is an action like any other. Main thread only.
 class SheetHost {
   public:
-    /// The window must outlive the host, or take its sheets with it.
-    SheetHost(QWidget* window, UtilityActions actions);
+    /// The window must outlive the host, or take its sheets with it; the actions outlive both.
+    SheetHost(QWidget* window, const UtilityActions& actions);
     ~SheetHost();
     SheetHost(const SheetHost&) = delete;
     SheetHost& operator=(const SheetHost&) = delete;
@@ -58,8 +44,8 @@ class SheetHost {
     void shadeWindow();
 
     QWidget* const window;
-    const UtilityActions actions;
-    QPointer<WindowShade> shade;
+    const UtilityActions& actions;
+    QPointer<QWidget> shade;
     Place<SettingsView> settings;
     Place<InstallationView> installer;
 };

@@ -18,6 +18,27 @@ QString withoutLoneWord(QString text) {
     return text;
 }
 
+class AccessibleNotice final : public QAccessibleWidget {
+  public:
+    explicit AccessibleNotice(StatusNotice* notice)
+        : QAccessibleWidget(notice, QAccessible::Notification) {}
+
+    QString text(QAccessible::Text kind) const override {
+        return kind == QAccessible::Name ? static_cast<StatusNotice*>(widget())->text()
+                                         : QAccessibleWidget::text(kind);
+    }
+};
+
+QAccessibleInterface* makeAccessibleNotice(const QString& /*className*/, QObject* object) {
+    auto* notice = qobject_cast<StatusNotice*>(object);
+    return notice ? new AccessibleNotice(notice) : nullptr;
+}
+
+void announce(QWidget* widget, QAccessible::Event kind) {
+    QAccessibleEvent event(widget, kind);
+    QAccessible::updateAccessibility(&event);
+}
+
 } // namespace
 
 SheetText::SheetText(FontRole role, Ink chosenInk, const QString& text, QWidget* parent)
@@ -44,55 +65,23 @@ void SheetText::setTheme(const Theme& theme) {
     setPalette(colors);
 }
 
-namespace {
-
-constexpr double cornerRadius = 8;
-constexpr int margin = 12;
-constexpr int spacing = 10;
-
-} // namespace
-
 SheetCard::SheetCard(const ViewStyle& viewStyle, QWidget* parent)
     : QWidget(parent), style(viewStyle), content(new QVBoxLayout(this)) {
+    constexpr int margin = 12;
+    constexpr int spacing = 10;
     content->setContentsMargins(margin, margin, margin, margin);
     content->setSpacing(spacing);
 }
 
 void SheetCard::paintEvent(QPaintEvent* /*event*/) {
+    constexpr double cornerRadius = 8;
     PartPainter painter(this, style);
-    painter.setPen(QPen(style.theme.cardOutline, 1));
-    painter.setBrush(style.theme.card);
-    painter.drawRoundedRect(painter.bounds().adjusted(0.5, 0.5, -0.5, -0.5), cornerRadius,
-                            cornerRadius);
+    paintOutlined(painter, painter.bounds(), cornerRadius, style.theme.cardOutline,
+                  style.theme.card);
 }
-
-namespace {
-
-class AccessibleNotice final : public QAccessibleWidget {
-  public:
-    explicit AccessibleNotice(StatusNotice* notice)
-        : QAccessibleWidget(notice, QAccessible::Notification) {}
-
-    QString text(QAccessible::Text kind) const override {
-        return kind == QAccessible::Name ? static_cast<StatusNotice*>(widget())->text()
-                                         : QAccessibleWidget::text(kind);
-    }
-};
-
-QAccessibleInterface* makeAccessibleNotice(const QString& /*className*/, QObject* object) {
-    auto* notice = qobject_cast<StatusNotice*>(object);
-    return notice ? new AccessibleNotice(notice) : nullptr;
-}
-
-void announce(QWidget* widget, QAccessible::Event kind) {
-    QAccessibleEvent event(widget, kind);
-    QAccessible::updateAccessibility(&event);
-}
-
-} // namespace
 
 StatusNotice::StatusNotice(QWidget* parent) : SheetText(FontRole::body, Ink::accent, {}, parent) {
-    installAccessibility();
+    QAccessible::installFactory(makeAccessibleNotice);
     hide();
 }
 
@@ -109,7 +98,5 @@ void StatusNotice::present(const QString& newText) {
         announce(this, QAccessible::ObjectShow);
     announce(this, QAccessible::Alert);
 }
-
-void StatusNotice::installAccessibility() { QAccessible::installFactory(makeAccessibleNotice); }
 
 } // namespace tallywick

@@ -59,9 +59,6 @@ class StatusNotice final : public SheetText {
 
     /// Shows the text, or hides for an empty one.
     void present(const QString& text);
-
-    /// Makes notices known to the accessibility of Qt. May be called again.
-    static void installAccessibility();
 };
 
 } // namespace tallywick

@@ -23,33 +23,59 @@
 
 namespace tallywick {
 
+namespace {
+
+void perform(UtilityState& state, UtilityCommand command) {
+    switch (command) {
+    case UtilityCommand::showUtility:
+        return state.showUtility();
+    case UtilityCommand::toggleLayout:
+        return state.toggleLayout();
+    case UtilityCommand::toggleTheme:
+        return state.toggleTheme();
+    case UtilityCommand::refresh:
+        return state.refreshNow();
+    case UtilityCommand::quit:
+        return state.quit();
+    case UtilityCommand::endResize:
+        return state.endResize();
+    case UtilityCommand::openSettings:
+        return state.setShowingSettings(true);
+    case UtilityCommand::closeSettings:
+        return state.setShowingSettings(false);
+    case UtilityCommand::openHomePage:
+        return state.openHomePage();
+    case UtilityCommand::openProductPage:
+        return state.openProductPage();
+    case UtilityCommand::mailProductPage:
+        return state.shareByMail();
+    case UtilityCommand::copyProductAddress:
+        return state.copyProductAddress();
+    case UtilityCommand::retryConnection:
+        return state.reloadConnection();
+    case UtilityCommand::chooseHelper:
+        return state.chooseHelper();
+    case UtilityCommand::useAutomaticDiscovery:
+        return state.useAutomaticDiscovery();
+    case UtilityCommand::startSignIn:
+        return state.startSignIn();
+    case UtilityCommand::cancelSignIn:
+        return state.cancelSignIn();
+    case UtilityCommand::copyConnectionDetails:
+        return state.copyConnectionDetails();
+    case UtilityCommand::tryWithoutInstalling:
+        return state.setShowingInstaller(false);
+    }
+}
+
 UtilityActions actionsOf(UtilityState& state) {
     return {
-        .toggleLayout = [&state] { state.toggleLayout(); },
-        .toggleTheme = [&state] { state.toggleTheme(); },
-        .refresh = [&state] { state.refreshNow(); },
-        .openSettings = [&state] { state.setShowingSettings(true); },
-        .quit = [&state] { state.quit(); },
-        .openHomePage = [&state] { state.openHomePage(); },
-        .openProductPage = [&state] { state.openProductPage(); },
-        .mailProductPage = [&state] { state.shareByMail(); },
-        .copyProductAddress = [&state] { state.copyProductAddress(); },
+        .perform = [&state](UtilityCommand command) { perform(state, command); },
         .setPinned = [&state](bool pinned) { state.choosePinned(pinned); },
         .openVolume = [&state](const VolumeInfo& volume) { state.openVolume(volume); },
         .resizeBy = [&state](double dx, double dy) { state.resizeBy(dx, dy); },
-        .endResize = [&state] { state.endResize(); },
-        .closeSettings = [&state] { state.setShowingSettings(false); },
-        .retryConnection = [&state] { state.reloadConnection(); },
-        .chooseHelper = [&state] { state.chooseHelper(); },
-        .useAutomaticDiscovery = [&state] { state.useAutomaticDiscovery(); },
-        .startSignIn = [&state] { state.startSignIn(); },
-        .cancelSignIn = [&state] { state.cancelSignIn(); },
-        .copyConnectionDetails = [&state] { state.copyConnectionDetails(); },
-        .tryWithoutInstalling = [&state] { state.setShowingInstaller(false); },
     };
 }
-
-namespace {
 
 constexpr std::chrono::milliseconds settlingTime{500};
 
@@ -100,10 +126,8 @@ QAccessibleInterface* makeAccessibleWindow(const QString& /*className*/, QObject
 } // namespace
 
 MainWindow::MainWindow(UtilityState& shown)
-    : state(shown), view(actionsOf(shown), this),
-      menu(
-          actionsOf(shown), [&shown] { shown.showUtility(); }, this),
-      sheets(this, actionsOf(shown)) {
+    : state(shown), actions(actionsOf(shown)), view(actions, this), menu(actions, this),
+      sheets(this, actions) {
     QAccessible::installFactory(makeAccessibleWindow);
     setWindowTitle(titleOf(state));
     setWindowIcon(applicationIcon());
@@ -141,9 +165,11 @@ void MainWindow::present() {
 
 /// Menus, tooltips and dialogs wear the theme as the views do.
 void MainWindow::colorTheRest() {
-    const QPalette palette = paletteOf(view.viewStyle().theme);
-    if (palette == QApplication::palette())
+    const Theme& theme = view.viewStyle().theme;
+    if (theme == worn)
         return;
+    worn = theme;
+    const QPalette palette = paletteOf(theme);
     QApplication::setPalette(palette);
     QToolTip::setPalette(palette);
 }

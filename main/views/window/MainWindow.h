@@ -15,11 +15,6 @@ namespace tallywick {
 
 class UtilityState;
 
-/// The actions of the views, carried out by this state, which must outlive the views.
-UtilityActions actionsOf(UtilityState& state);
-
-class UtilityState;
-
 /// The utility's window on the desktop: the content, the menu with its shortcuts, and the sheets
 /// over it. It shows what the state publishes, though nothing as long as it cannot be seen, and
 /// tells the state what the user does with the window. Main thread only.
@@ -71,12 +66,14 @@ class MainWindow final : public QWidget, public UtilityWindow {
     void applyLimits();
 
     UtilityState& state;
+    const UtilityActions actions;
     UtilityView view;
     UtilityMenu menu;
     SheetHost sheets;
     QTimer settling;
     bool exposed = false;
-    QPoint askedPlace; ///< of the frame
+    std::optional<Theme> worn; ///< by what the views do not paint themselves
+    QPoint askedPlace;         ///< of the frame
     QSize minimumContent;
     QSize maximumContent;
 };

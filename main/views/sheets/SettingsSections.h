@@ -1,0 +1,82 @@
+#pragma once
+
+#include "state/UtilityFields.h"
+#include "views/parts/Buttons.h"
+#include "views/sheets/SheetParts.h"
+
+#include <QWidget>
+
+#include <initializer_list>
+#include <vector>
+
+namespace tallywick {
+
+class PathLine;
+class Sheet;
+
+/// A section of the settings sheet: a card under its caption. Each is a class here and stands in
+/// the list of sections in `SettingsView`. What it holds is made in the order in which it is read.
+class SettingsSection : public QWidget {
+    Q_OBJECT
+
+  public:
+    /// Shows these values, and touches only what differs.
+    virtual void present(const UtilityFields& fields) = 0;
+
+  protected:
+    /// A section of the sheet, which adds it to its column.
+    SettingsSection(const QString& caption, Sheet& sheet);
+
+    /// What the section holds.
+    SheetCard& card() { return *frame; }
+
+    /// Adds a text to the card that tells what the section is about.
+    void addExplanation(const QString& text);
+    /// Adds buttons to the card, in two columns of one width, row by row.
+    void addButtons(std::initializer_list<UtilityButton*> buttons);
+
+    /// A button that is disabled for a while loses the keyboard to the sheet itself, and gets it
+    /// back. The toolkit would carry it to another button.
+    void enable(UtilityButton* button, bool enabled);
+    /// The sheet itself keeps the keyboard until the button is enabled again.
+    void restKeyboardFor(UtilityButton* button);
+
+    Sheet& sheet;
+
+  private:
+    SheetCard* frame;
+    UtilityButton* restsFor = nullptr; ///< the button whose keyboard the sheet keeps
+};
+
+/// The connection to Codex: which helper, the sign-in, and what to do about both.
+class ConnectionSection final : public SettingsSection {
+    Q_OBJECT
+
+  public:
+    explicit ConnectionSection(Sheet& sheet);
+
+    void present(const UtilityFields& fields) override;
+
+  private:
+    void offerCancel(bool offered);
+
+    PathLine* helperPath;
+    std::vector<UtilityButton*> accountButtons; ///< that wait while the account is busy
+    UtilityButton* signIn;                      ///< one of them
+    UtilityButton* cancelSignIn;                ///< shown during a sign-in
+};
+
+/// What is kept on this machine.
+class LocalDataSection final : public SettingsSection {
+    Q_OBJECT
+
+  public:
+    explicit LocalDataSection(Sheet& sheet);
+
+    void present(const UtilityFields& fields) override;
+
+  private:
+    SheetText* count;
+};
+
+} // namespace tallywick
