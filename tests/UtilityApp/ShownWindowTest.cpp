@@ -43,7 +43,6 @@ class ShownWindow : public ::testing::Test {
     void moveMouse(int x, int y) const {
         desktop.xdotool("mousemove " + std::to_string(x) + " " + std::to_string(y));
     }
-    void releaseMouse() const { desktop.xdotool("mouseup 1"); }
     void move(const ShownUtility& utility, const Box& place) const {
         desktop.xdotool("windowmove " + utility.window() + " " + std::to_string(place.x) + " "
                         + std::to_string(place.y));
@@ -99,38 +98,32 @@ TEST_F(ShownWindow, OpensInTheMiddleAndObeysTheKeyboard) {
 TEST_F(ShownWindow, FollowsItsGripAndSnapsWhenItIsReleased) {
     const ShownUtility utility;
     const Box full = utility.content();
-    dragGrip(full, {{0, -30}});
-    EXPECT_TRUE(utility.stands(full.sized(520, 605)));
-    releaseMouse();
-    EXPECT_TRUE(utility.stands(full));
-    dragGrip(full, {{0, -100}});
-    EXPECT_TRUE(utility.stands(full.sized(520, 535)));
-    EXPECT_TRUE(becomes([&] { return utility.limits(); }, miniLimits));
-    releaseMouse();
-    const Box wideMini = full.sized(520, 234); // 520 x 225 / 500
-    EXPECT_TRUE(utility.stands(wideMini));
-
-    dragGrip(wideMini, {{-20, 0}});
     const Box mini = full.sized(500, 225);
-    EXPECT_TRUE(utility.stands(full.sized(500, 234)));
-    releaseMouse();
-    EXPECT_TRUE(utility.stands(mini));
-
-    // Neither a press nor the smallest drag does anything, or the last drag would begin elsewhere.
-    // A drag that has begun is still one when it comes back.
-    dragGrip(mini, {});
-    releaseMouse();
-    dragGrip(mini, {{1, 0}});
-    releaseMouse();
-    dragGrip(mini, {{2, 0}, {1, 0}});
-    EXPECT_TRUE(utility.stands(full.sized(501, 225)));
-    releaseMouse();
-
-    dragGrip(full.sized(501, 225), {{0, 400}});
-    EXPECT_TRUE(utility.stands(full.sized(520, 625)));
-    releaseMouse();
-    EXPECT_TRUE(utility.stands(full));
-
+    const Box wideMini = full.sized(520, 234); // 520 x 225 / 500
+    const Box nearlyMini = full.sized(501, 225);
+    const struct {
+        const char* description;
+        Box from;
+        std::vector<std::pair<int, int>> drag;
+        Box dragged;
+        Box released;
+    } cases[] = {
+        {"a little up", full, {{0, -30}}, full.sized(520, 605), full},
+        {"far up", full, {{0, -100}}, full.sized(520, 535), wideMini},
+        {"to the side", wideMini, {{-20, 0}}, full.sized(500, 234), mini},
+        // Neither of these does anything, or the next would begin elsewhere.
+        {"a press alone", mini, {}, mini, mini},
+        {"the smallest drag", mini, {{1, 0}}, mini, mini},
+        {"a drag that has begun and comes back", mini, {{2, 0}, {1, 0}}, nearlyMini, nearlyMini},
+        {"far down", nearlyMini, {{0, 400}}, full.sized(520, 625), full},
+    };
+    for (const auto& row : cases) {
+        SCOPED_TRACE(row.description);
+        dragGrip(row.from, row.drag);
+        EXPECT_TRUE(utility.stands(row.dragged));
+        desktop.xdotool("mouseup 1");
+        EXPECT_TRUE(utility.stands(row.released));
+    }
     // So it does when the window manager resizes it.
     desktop.xdotool("windowsize " + utility.window() + " 520 400");
     EXPECT_TRUE(utility.stands(wideMini));

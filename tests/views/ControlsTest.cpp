@@ -97,20 +97,5 @@ TEST(Controls, HandTheKeyboardOverToTheOtherLayout) {
     EXPECT_EQ(accessibleName(view->focusWidget()), "Mini");
 }
 
-TEST(Controls, HaveFiguresBesideThemThatAreReadLetterByLetterAndExplained) {
-    ShownView view(sampleFields(), mini);
-    QWidget* const card = view.part("LIFETIME TOKENS");
-    QAccessibleInterface* const heard = QAccessible::queryAccessibleInterface(card);
-    EXPECT_EQ(heard->text(QAccessible::Value), u"123.5M"_qs);
-    EXPECT_EQ(heard->text(QAccessible::Description), u"ACCOUNT-REPORTED ACTIVITY · 123456789"_qs);
-    EXPECT_EQ(heard->text(QAccessible::Description), card->toolTip());
-    const QAccessibleTextInterface* const text = heard->textInterface();
-    EXPECT_EQ(text->text(1, 3), u"23"_qs);
-    EXPECT_EQ(text->text(-5, 999), u"123.5M"_qs);
-    EXPECT_EQ(text->text(999, 2), QString());
-    view->present({}, roomyScreen);
-    EXPECT_EQ(heard->text(QAccessible::Value), u"—"_qs) << "unknown";
-}
-
 } // namespace
 } // namespace tallywick::testing

@@ -14,6 +14,7 @@
 #include <algorithm>
 #include <map>
 #include <set>
+#include <tuple>
 #include <utility>
 
 namespace tallywick::testing {
@@ -126,20 +127,24 @@ TEST_F(Sheets, OpenWithTheirWindowAndOnceEndedOnlyWhenAskedForAnew) {
 
 TEST_F(Sheets, OfferWhatTheStateAllows) {
     open();
-    EXPECT_THAT(buttons(),
-                ElementsAre("Retry Connection", "Choose Codex…", "Use Automatic",
-                            "Sign In in Browser…", "Copy Connection Details", "Get Setup", "Done"));
     EXPECT_EQ(tabOrder(button("Retry Connection")), buttons());
-    for (bool UtilityFields::*busy : {&UtilityFields::accountBusy, &UtilityFields::validatingHelper,
-                                      &UtilityFields::maintenance}) {
-        fields.*busy = true;
+    const Strings all{
+        "Retry Connection",        "Choose Codex…", "Use Automatic", "Sign In in Browser…",
+        "Copy Connection Details", "Get Setup",     "Done"};
+    const Strings none{"Get Setup", "Done"};
+    const std::tuple<bool UtilityFields::*, Strings> cases[] = {
+        {&UtilityFields::accountBusy, none},
+        {&UtilityFields::validatingHelper, none},
+        {&UtilityFields::maintenance, none},
+        {&UtilityFields::loginPending, {"Cancel Sign-In", "Get Setup", "Done"}}};
+    for (const auto& [field, offered] : cases) {
+        EXPECT_EQ(buttons(), all);
+        fields.*field = true;
         present();
-        EXPECT_THAT(buttons(), ElementsAre("Get Setup", "Done"));
-        fields.*busy = false;
+        EXPECT_EQ(buttons(), offered);
+        fields.*field = false;
+        present();
     }
-    fields.loginPending = true;
-    present();
-    EXPECT_THAT(buttons(), ElementsAre("Cancel Sign-In", "Get Setup", "Done"));
 }
 
 TEST_F(Sheets, AlignTheirButtonsAndKeepTheLastWordsOfATextTogether) {

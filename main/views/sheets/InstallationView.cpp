@@ -21,9 +21,9 @@ QString uninstallHint() { return QStringLiteral("You can uninstall at any time f
 
 } // namespace
 
-InstallationView::InstallationView(const Theme& theme, const UtilityActions& actions,
+InstallationView::InstallationView(const Theme& theme, const UtilityActions& windowActions,
                                    QWidget* window)
-    : Sheet(title(), actions, UtilityCommand::tryWithoutInstalling, window) {
+    : Sheet(title(), windowActions, UtilityCommand::tryWithoutInstalling, window) {
     using Ink = SheetText::Ink;
     column().addWidget(new SheetText(FontRole::figure, Ink::text, title(), &content()));
     column().addWidget(new SheetText(FontRole::body, Ink::text, invitation(), &content()));
