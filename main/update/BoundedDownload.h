@@ -1,6 +1,5 @@
 #pragma once
 
-#include "update/CancellationFlag.h"
 #include "update/UpdateFailure.h"
 
 #include <tl/expected.hpp>

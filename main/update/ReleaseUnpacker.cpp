@@ -1,7 +1,6 @@
 #include "update/ReleaseUnpacker.h"
 
 #include "platform/process/ChildProcess.h"
-#include "update/ArchiveExtraction.h"
 
 #include <algorithm>
 #include <chrono>

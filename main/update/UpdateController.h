@@ -2,8 +2,8 @@
 
 #include "base/TaskRelay.h"
 #include "platform/desktop/Workspace.h"
-#include "update/ArchiveExtraction.h"
-#include "update/UpdateAssessment.h"
+#include "update/ReleaseUnpacker.h"
+#include "update/UpdateFeed.h"
 #include "update/UpdatePreparation.h"
 
 #include <cstdint>

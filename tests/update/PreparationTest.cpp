@@ -1,7 +1,7 @@
 #include "base/Sha256.h"
 #include "support/SampleBundle.h"
-#include "update/ArchiveExtraction.h"
-#include "update/RunningSystem.h"
+#include "update/ReleaseUnpacker.h"
+#include "update/UpdateFeed.h"
 #include "update/UpdatePreparation.h"
 #include "update/ZipBuilder.h"
 

@@ -1,8 +1,8 @@
-#include "update/ReleaseChecks.h"
+#include "update/UpdatePreparation.h"
 #include "base/Sha256.h"
 #include "platform/process/ChildProcess.h"
 #include "support/SampleBundle.h"
-#include "update/RunningSystem.h"
+#include "update/UpdateFeed.h"
 #include "update/UpdateCache.h"
 
 #include <gtest/gtest.h>

@@ -1,4 +1,4 @@
-#include "update/ArchiveExtraction.h"
+#include "update/ReleaseUnpacker.h"
 
 /// The tool that unpacks an archive, alone in a program: ARCHIVE SHA-256 FOLDER.
 int main(int argc, char** argv) {

@@ -1,7 +1,5 @@
 #include "update/UpdateFeed.h"
 #include "base/Json.h"
-#include "update/ReleaseVersion.h"
-#include "update/UpdateAssessment.h"
 
 #include <gtest/gtest.h>
 

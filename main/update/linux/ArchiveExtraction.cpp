@@ -1,4 +1,4 @@
-#include "update/ArchiveExtraction.h"
+#include "update/ReleaseUnpacker.h"
 
 #include "base/Product.h"
 #include "base/Sha256.h"

@@ -1,4 +1,4 @@
-#include "update/RunningSystem.h"
+#include "update/UpdateFeed.h"
 
 #include <QSysInfo>
 #include <QVersionNumber>

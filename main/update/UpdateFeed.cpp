@@ -1,19 +1,35 @@
-#include "update/UpdateManifest.h"
+#include "update/UpdateFeed.h"
 
 #include "base/Json.h"
-#include "update/ReleaseVersion.h"
-#include "update/UpdateFeed.h"
 
 #include <QList>
 #include <QString>
 #include <QStringDecoder>
 
 #include <algorithm>
+#include <charconv>
+#include <cstddef>
+#include <cstdint>
 #include <optional>
+#include <system_error>
 
 namespace tallywick {
 
 namespace {
+
+constexpr std::size_t maximumVersionBytes = 32;
+constexpr std::int64_t maximumComponent = 999'999;
+
+std::optional<std::int64_t> component(std::string_view digits) {
+    if (digits.empty() || digits.find_first_not_of("0123456789") != std::string_view::npos
+        || (digits.size() > 1 && digits.front() == '0'))
+        return std::nullopt;
+    std::int64_t value = 0;
+    const auto [end, error] = std::from_chars(digits.data(), digits.data() + digits.size(), value);
+    if (error != std::errc{} || value > maximumComponent)
+        return std::nullopt;
+    return value;
+}
 
 using Form = ReleaseVersion::Form;
 
@@ -105,7 +121,40 @@ std::optional<Json> readFeed(std::string_view body) {
     return feed;
 }
 
+/// A decimal number with or without a sign.
+std::optional<std::int64_t> signedInteger(std::string_view text) {
+    if (text.starts_with('+')) {
+        text.remove_prefix(1);
+        if (text.starts_with('-'))
+            return std::nullopt;
+    }
+    std::int64_t value = 0;
+    const char* const textEnd = text.data() + text.size();
+    const auto [end, error] = std::from_chars(text.data(), textEnd, value);
+    if (error != std::errc{} || end != textEnd)
+        return std::nullopt;
+    return value;
+}
+
 } // namespace
+
+std::optional<ReleaseVersion> ReleaseVersion::parse(std::string_view text, Form form) {
+    if (text.size() > maximumVersionBytes)
+        return std::nullopt;
+    ReleaseVersion version;
+    std::size_t count = 0;
+    for (std::size_t begin = 0; begin <= text.size(); ++count) {
+        const std::size_t end = std::min(text.find('.', begin), text.size());
+        const auto value = component(text.substr(begin, end - begin));
+        if (!value || count == version.components.size())
+            return std::nullopt;
+        version.components[count] = *value;
+        begin = end + 1;
+    }
+    if (count < (form == Form::threeNumbers ? 3U : 2U))
+        return std::nullopt;
+    return version;
+}
 
 tl::expected<UpdateManifest, UpdateFailure> UpdateManifest::parse(std::string_view body) {
     const auto feed = readFeed(body);
@@ -138,6 +187,26 @@ bool UpdateManifest::isCompatible(std::string_view systemVersion,
     const auto system = ReleaseVersion::parse(systemVersion, Form::twoOrThreeNumbers);
     return minimum && system && *minimum <= *system
            && std::ranges::find(architectures, architecture) != architectures.end();
+}
+
+tl::expected<UpdateAssessment, UpdateFailure>
+assess(const UpdateManifest& manifest, const RunningCopy& copy, const RunningSystem& system) {
+    constexpr auto form = ReleaseVersion::Form::threeNumbers;
+    const auto running = ReleaseVersion::parse(copy.version.value_or("0.0.0"), form);
+    const auto published = ReleaseVersion::parse(manifest.version, form);
+    if (!running || !published)
+        return tl::unexpected(UpdateFailure::invalidFeed);
+    if (*published < *running)
+        return UpdateAssessment::newerInstalled;
+    if (*published > *running) {
+        if (!manifest.isCompatible(system.version, system.architecture))
+            return tl::unexpected(UpdateFailure::incompatible);
+        return UpdateAssessment::available;
+    }
+    const auto runningBuild = signedInteger(copy.build.value_or("0"));
+    if (!runningBuild || manifest.build > *runningBuild)
+        return tl::unexpected(UpdateFailure::invalidFeed);
+    return UpdateAssessment::upToDate;
 }
 
 } // namespace tallywick
