@@ -1,12 +1,14 @@
 #include "base/Sha256.h"
+#include "platform/process/ChildProcess.h"
 #include "support/SampleBundle.h"
-#include "update/ReleaseUnpacker.h"
-#include "update/UpdateFeed.h"
 #include "update/UpdatePreparation.h"
 #include "update/ZipBuilder.h"
 
 #include <gtest/gtest.h>
 
+#include <sys/xattr.h>
+
+#include <cmath>
 #include <functional>
 #include <thread>
 
@@ -23,8 +25,24 @@ using testing::writeAll;
 using testing::ZipArchive;
 using testing::ZipEntry;
 namespace fs = std::filesystem;
+using namespace std::string_literals;
 
-/// A cache into which an archive has been downloaded.
+std::string nameOf(const tl::expected<void, UpdateFailure>& outcome) {
+    return outcome ? "passed" : std::string(name(outcome.error()));
+}
+
+/// A sealed copy of the release that the tests' feed tells of, with a program that runs here.
+fs::path makeRelease(const fs::path& parent, const Json& changes = Json::object()) {
+    Json information{{"CFBundleShortVersionString", "0.7.0"}, {"CFBundleVersion", "42"}};
+    information.merge_patch(changes);
+    fs::path bundle = makeSampleBundle(parent, information);
+    fs::copy_file("/bin/cat", bundle / Product::executablePath,
+                  fs::copy_options::overwrite_existing);
+    EXPECT_TRUE(sealBundle(bundle));
+    return bundle;
+}
+
+/// A cache into which an archive may have been downloaded, of which a feed has told.
 class PreparationTest : public ::testing::Test {
   protected:
     PreparationTest() {
@@ -35,14 +53,9 @@ class PreparationTest : public ::testing::Test {
     }
 
     /// The files of a release, as they are packed. `change` is run in the application's folder.
-    std::vector<ZipEntry> release(const char* change = "") {
+    static std::vector<ZipEntry> release(const char* change = "") {
         const TemporaryFolder made;
-        const fs::path bundle = makeSampleBundle(
-            made.path(), {{"CFBundleShortVersionString", "0.7.0"}, {"CFBundleVersion", "42"}});
-        fs::copy_file("/bin/cat", bundle / "Contents/MacOS/CorvaneUtility",
-                      fs::copy_options::overwrite_existing);
-        EXPECT_TRUE(sealBundle(bundle));
-        runIn(bundle, change);
+        runIn(makeRelease(made.path()), change);
         std::vector<ZipEntry> entries = testing::releaseEntries();
         for (ZipEntry& entry : entries) {
             entry.content = entry.name.ends_with('/') ? "" : readAll(made.path() / entry.name);
@@ -51,7 +64,7 @@ class PreparationTest : public ::testing::Test {
         return entries;
     }
 
-    /// Lays the archive down as a finished download that the feed has told of.
+    /// Lays the archive down as a finished download.
     void download(const std::string& archive) {
         EXPECT_TRUE(cache.clear());
         writeAll(cache.partialArchive(), archive);
@@ -65,9 +78,8 @@ class PreparationTest : public ::testing::Test {
     }
 
     std::string recheck() {
-        const auto outcome = UpdatePreparation::recheck({cache.archive(), cache.preparedApp()},
-                                                        manifest, *signature, flag);
-        return outcome ? "passed" : std::string(name(outcome.error()));
+        return nameOf(UpdatePreparation::recheck({cache.archive(), cache.preparedApp()}, manifest,
+                                                 *signature, flag));
     }
 
     const TemporaryFolder folder;
@@ -79,6 +91,143 @@ class PreparationTest : public ::testing::Test {
     const UpdatePreparation::Means means{cache, tool, *signature};
 };
 
+using UpdateCacheTest = PreparationTest;
+using ReleaseChecksTest = PreparationTest;
+
+TEST_F(UpdateCacheTest, isAFolderOfItsOwnThatNoLinkLeadsTo) {
+    EXPECT_EQ(cache.folder(), folder / "com.corvane.tallywick/Update");
+    EXPECT_EQ(fs::status(cache.folder()).permissions(), fs::perms::owner_all);
+    EXPECT_TRUE(UpdateCache::open(folder.path())) << "it may be there already";
+    runIn(folder.path(), "ln -s . link; mkdir -p other/com.corvane.tallywick file\n"
+                         "ln -s ../.. other/com.corvane.tallywick/Update\n"
+                         "touch file/com.corvane.tallywick");
+    for (const char* caches : {"link", "other", "file"})
+        EXPECT_FALSE(UpdateCache::open(folder / caches)) << caches;
+}
+
+TEST_F(UpdateCacheTest, isClearedOfItsItemsAloneAndClaimedByOneAtATime) {
+    EXPECT_TRUE(cache.clear()) << "nothing there";
+    auto claim = cache.claim();
+    ASSERT_TRUE(claim);
+    EXPECT_EQ(cache.claim().error(), UpdateFailure::disk);
+    EXPECT_TRUE(fs::is_empty(cache.folder())) << "the items have the folder for themselves";
+    claim->reset();
+    EXPECT_TRUE(cache.claim());
+
+    const auto fill = [&] {
+        runIn(cache.folder(), "touch candidate.zip more; ln -s more partial.zip\n"
+                              "mkdir -p 'candidate/a b/c'; touch candidate/a\\ b/c/d");
+    };
+    fill();
+    EXPECT_TRUE(cache.clear());
+    EXPECT_EQ(std::distance(fs::directory_iterator(cache.folder()), {}), 1);
+    EXPECT_TRUE(fs::exists(cache.folder() / "more"));
+    fill();
+    runIn(folder.path(), "mv com.corvane.tallywick real; ln -s real com.corvane.tallywick");
+    EXPECT_EQ(nameOf(cache.clear()), "disk") << "reached through a link meanwhile";
+    EXPECT_TRUE(fs::exists(cache.archive()));
+}
+
+TEST_F(UpdateCacheTest, losesWhatIsOlderThanFourteenDays) {
+    constexpr Timestamp day = 24 * 60 * 60;
+    runIn(cache.folder(), "mkdir candidate; touch candidate/x candidate.zip\n"
+                          "ln -s /usr/bin/env partial.zip");
+    const Timestamp now = std::ceil(systemNow()) + 1;
+    cache.purgeStaleItems(now + 13 * day);
+    EXPECT_TRUE(fs::exists(cache.unpackFolder()) && fs::exists(cache.archive()));
+    EXPECT_TRUE(fs::is_symlink(cache.partialArchive())) << "its own age counts";
+    cache.purgeStaleItems(now + 14 * day);
+    EXPECT_TRUE(fs::is_empty(cache.folder()));
+    EXPECT_TRUE(fs::exists("/usr/bin/env"));
+}
+
+TEST_F(UpdateCacheTest, keepsThePreparedApplicationWhileItRuns) {
+    fs::create_directories(cache.unpackFolder());
+    fs::copy(makeRelease(cache.unpackFolder()), cache.folder() / "candidate.app",
+             fs::copy_options::recursive);
+    const auto runs = [](const fs::path& bundle) {
+        return ChildProcess::launch({bundle / Product::executablePath, {}, "/"}, {});
+    };
+    auto other = runs(cache.folder() / "candidate.app");
+    EXPECT_FALSE(cache.isPreparedAppRunning()) << "a copy that lies elsewhere";
+    auto prepared = runs(cache.preparedApp());
+    EXPECT_TRUE(cache.isPreparedAppRunning());
+    EXPECT_EQ(nameOf(cache.clear()), "disk");
+    cache.purgeStaleItems(systemNow() + 1e9);
+    EXPECT_TRUE(fs::exists(cache.preparedApp()));
+    prepared.reset();
+    other.reset();
+    ASSERT_TRUE(waitForChildProcesses(std::chrono::seconds(20)));
+    EXPECT_TRUE(cache.clear());
+    EXPECT_FALSE(fs::exists(cache.unpackFolder()));
+}
+
+TEST_F(ReleaseChecksTest, verifyThatAnArchiveIsTheOneOfTheFeed) {
+    std::string content(2'500'000, 'x');
+    content.back() = 'y';
+    download(content);
+    const auto outcome = [&](const std::string& bytes) {
+        writeAll(folder / "made.zip", bytes);
+        return nameOf(ReleaseChecks::verifyArchive(manifest, folder / "made.zip"));
+    };
+    for (const auto& other : {content + 'y', content.substr(1), std::string(2'500'000, 'x')})
+        EXPECT_EQ(outcome(other), "corrupt");
+    EXPECT_EQ(outcome(content), "passed");
+    runIn(folder.path(), "ln -s made.zip link; mkfifo pipe");
+    for (const char* place : {"link", "pipe", "missing", "."})
+        EXPECT_EQ(nameOf(ReleaseChecks::verifyArchive(manifest, folder / place)), "corrupt")
+            << place;
+    const fs::path unreadable = fs::canonical("/proc/self") / "mem"; // at its beginning
+    EXPECT_EQ(nameOf(ReleaseChecks::verifyArchive(manifest, unreadable)), "disk");
+}
+
+TEST_F(ReleaseChecksTest, validateThatAnApplicationIsTheReleaseOfTheFeed) {
+    const std::string own = manifest.architectures[0];
+    const struct {
+        const char* what;
+        Json information = Json::object();
+        const char* change = "";
+        std::vector<std::string> architectures = {};
+        const char* outcome = "invalidBundle";
+    } rows[] = {
+        {"as it should be", Json::object(), "", {own}, "passed"},
+        {"of both processors", Json::object(), "", {"arm64", "x86_64"}},
+        {"of another processor", Json::object(), "", {own == "arm64" ? "x86_64" : "arm64"}},
+        {"a preview", {{"CorvanePreview", false}}},
+        {"another version", {{"CFBundleShortVersionString", "0.7"}}},
+        {"another build", {{"CFBundleVersion", "0042"}}},
+        {"no build", {{"CFBundleVersion", nullptr}}},
+        {"another system", {{"LSMinimumSystemVersion", "6.1.0"}}},
+        {"another identity", {{"CFBundleIdentifier", "com.corvane.other"}}},
+        {"changed since", Json::object(), "echo x >>Contents/Resources/corvane-logo.png"},
+        {"with something added", Json::object(), "touch Contents/PkgInfo"},
+        {"without a seal", Json::object(), "rm Contents/_CodeSignature/CodeResources"},
+    };
+    for (const auto& row : rows) {
+        const TemporaryFolder made;
+        const fs::path bundle = makeRelease(made.path(), row.information);
+        runIn(bundle, row.change);
+        manifest.architectures = row.architectures;
+        EXPECT_EQ(nameOf(ReleaseChecks::validateApp(manifest, bundle, *signature)), row.outcome)
+            << row.what;
+    }
+}
+
+TEST_F(ReleaseChecksTest, markWhatWasDownloaded) {
+    EXPECT_EQ(ReleaseChecks::quarantineMark(1'795'443'213.9, "ID"),
+              "0081;6b044a0d;Corvane Tallywick;ID");
+    EXPECT_EQ(nameOf(ReleaseChecks::markQuarantined(folder / "missing", 1)), "disk");
+    ASSERT_EQ(nameOf(ReleaseChecks::markQuarantined(folder.path(), 0x6b04360d)), "passed");
+    char mark[100]{};
+    const auto length =
+        ::getxattr(folder.path().c_str(), "user.com.apple.quarantine", mark, sizeof mark);
+    if (length < 0 && errno == ENOTSUP)
+        GTEST_SKIP() << "the file system of temporary files has no extended attributes";
+    EXPECT_EQ(length, 32 + 36);
+    EXPECT_TRUE(std::string(mark).starts_with("0081;6b04360d;Corvane Tallywick;")) << mark;
+    EXPECT_EQ(std::string(mark + 32).find_first_not_of("0123456789ABCDEF-"), std::string::npos);
+}
+
 TEST_F(PreparationTest, makesAnApplicationOfAnArchive) {
     ASSERT_TRUE(ArchiveExtraction::isPossible());
     download(buildZip(release()).bytes);
@@ -87,11 +236,6 @@ TEST_F(PreparationTest, makesAnApplicationOfAnArchive) {
     EXPECT_EQ(fs::status(cache.preparedApp() / Product::executablePath).permissions(),
               fs::perms{0755});
     EXPECT_EQ(recheck(), "passed");
-
-    const auto aside = folder / "aside";
-    fs::rename(cache.preparedApp(), aside);
-    EXPECT_EQ(recheck(), "invalidBundle");
-    fs::rename(aside, cache.preparedApp());
     runIn(cache.preparedApp(), "echo >>Contents/Resources/corvane-logo.png");
     EXPECT_EQ(recheck(), "invalidBundle");
     runIn(cache.folder(), "echo >>candidate.zip");
@@ -101,16 +245,12 @@ TEST_F(PreparationTest, makesAnApplicationOfAnArchive) {
 }
 
 TEST_F(PreparationTest, takesWhatRealToolsHavePacked) {
-    for (const char* command :
-         {"/usr/bin/zip -qr", "/usr/bin/zip -qr0X", "/usr/bin/bsdtar --format zip -cf",
+    for (const std::string command :
+         {"/usr/bin/zip -qr", "/usr/bin/zip -qrDX0", "/usr/bin/bsdtar --format zip -cf",
           "/usr/bin/python3 -m zipfile -c"}) {
         const TemporaryFolder made;
-        makeSampleBundle(made.path());
-        for (const ZipEntry& entry : release()) {
-            if (!entry.name.ends_with('/'))
-                writeAll(made.path() / entry.name, entry.content);
-        }
-        runIn(made.path(), std::string(command) + " made.zip 'Corvane Tallywick.app'");
+        makeRelease(made.path());
+        runIn(made.path(), command + " made.zip 'Corvane Tallywick.app'");
         download(readAll(made / "made.zip"));
         EXPECT_EQ(prepare(), "prepared") << command;
     }
@@ -136,10 +276,8 @@ TEST_F(PreparationTest, endsAtTheFirstStepThatFails) {
     download(archive);
     fs::create_directory(cache.unpackFolder());
     EXPECT_EQ(prepare(), "disk") << "something lies where it is to be unpacked";
-
     download(buildZip(release("echo x >>Contents/Resources/corvane-logo.png")).bytes);
     EXPECT_EQ(prepare(), "invalidBundle");
-
     download(archive);
     tool.executable = "/nowhere";
     EXPECT_EQ(prepare(), "disk");
@@ -154,20 +292,20 @@ TEST_F(PreparationTest, looksAtWhatTheToolHasLeft) {
     const struct {
         const char* what;
         const char* after; ///< run in "Contents" of what was unpacked into $D
-        const char* outcome;
+        const char* outcome = "unsafeArchive";
     } rows[] = {
         {"as it is", ":", "prepared"},
-        {"a file more", "touch $D/x", "unsafeArchive"},
-        {"a folder more", "mkdir x", "unsafeArchive"},
-        {"a file less", "rm Resources/corvane-logo.png", "unsafeArchive"},
-        {"a longer file", "echo >>Info.plist", "unsafeArchive"},
-        {"a link", "mv Info.plist $D/../x; ln -s $D/../x Info.plist", "unsafeArchive"},
-        {"a link to a folder", "mv Resources $D/../y; ln -s $D/../y Resources", "unsafeArchive"},
-        {"a second name", "ln Info.plist $D/../x", "unsafeArchive"},
-        {"a setuid program", "chmod u+s MacOS/*", "unsafeArchive"},
-        {"a FIFO", "rm Info.plist; mkfifo Info.plist", "unsafeArchive"},
-        {"a failure", "exit 1", "unsafeArchive"},
-        {"a death", "kill -9 $$", "unsafeArchive"},
+        {"a file more", "touch $D/x"},
+        {"a folder more", "mkdir x"},
+        {"a file less", "rm Resources/corvane-logo.png"},
+        {"a longer file", "echo >>Info.plist"},
+        {"a link", "mv Info.plist $D/../x; ln -s $D/../x Info.plist"},
+        {"a link to a folder", "mv Resources $D/../y; ln -s $D/../y Resources"},
+        {"a second name", "ln Info.plist $D/../x"},
+        {"a setuid program", "chmod u+s MacOS/*"},
+        {"a FIFO", "rm Info.plist; mkfifo Info.plist"},
+        {"a failure", "exit 1"},
+        {"a death", "kill -9 $$"},
     };
     for (const auto& row : rows) {
         download(archive);
@@ -196,88 +334,69 @@ TEST_F(PreparationTest, stopsAToolThatTakesTooLong) {
     });
     EXPECT_EQ(prepare(), "cancelled");
     cancelling.join();
-    EXPECT_TRUE(cache.clear());
+}
+
+/// An extra field of a local header, which the layout does not look at.
+std::string extra(const std::string& id, const std::string& data) {
+    return id + std::string{static_cast<char>(data.size()), '\0'} + data;
+}
+
+std::string renamed(const std::string& entry, const std::string& to) {
+    std::string data = "\1";
+    for (int shift = 0; shift < 32; shift += 8)
+        data += static_cast<char>(testing::crc32(entry) >> shift);
+    return extra("up", data + to);
 }
 
 TEST_F(PreparationTest, refusesAnArchiveThatKeepsTheLayoutButLiesAboutTheRest) {
-    // Extra fields of a local header, which the layout does not look at: another name, and another
-    // mode.
-    const auto extra = [](const std::string& id, const std::string& data) {
-        return id + std::string{static_cast<char>(data.size()), '\0'} + data;
+    const auto inBoth = [](std::size_t entry, std::size_t inLocal, std::uint32_t value) {
+        return [=](ZipArchive& archive) {
+            put32(archive.bytes, archive.locals[entry] + inLocal, value);
+            put32(archive.bytes, archive.centrals[entry] + inLocal + 2, value);
+        };
     };
-    const auto renamed = [&](const std::string& entry, const std::string& to) {
-        const std::uint32_t crc = testing::crc32(entry);
-        std::string data = "\1";
-        for (int shift = 0; shift < 32; shift += 8)
-            data += static_cast<char>(crc >> shift);
-        return extra("up", data + to);
-    };
+    constexpr std::size_t checksum = 14, size = 22;
     const struct {
         const char* what;
         std::function<void(std::vector<ZipEntry>&)> change;
-        std::function<void(ZipArchive&)> damage;
+        std::function<void(ZipArchive&)> damage = [](auto&) {};
     } rows[] = {
         {"renamed into the folder above",
-         [&](auto& entries) { entries[0].localExtra = renamed(entries[0].name, "../evil"); },
-         {}},
+         [](auto& entries) { entries[0].localExtra = renamed(entries[0].name, "../evil"); }},
         {"renamed to an absolute place",
-         [&](auto& entries) {
-             entries[0].localExtra = renamed(entries[0].name, (folder / "evil").string());
-         },
-         {}},
+         [&](auto& entries) { entries[0].localExtra = renamed(entries[0].name, folder / "evil"); }},
         {"made a link",
-         [&](auto& entries) {
-             entries[0].localExtra = extra("xl", {'\5', '\x1E', '\3', '\0', '\0', '\xFF', '\xA1'});
-         },
-         {}},
-        {"a folder with content", [](auto& entries) { entries[7].content = "x"; }, {}},
-        {"content that is longer than declared",
+         [](auto& entries) { entries[0].localExtra = extra("xl", "\5\x1E\3\0\0\xFF\xA1"s); }},
+        {"a folder with content", [](auto& entries) { entries[7].content = "x"; }},
+        {"longer than declared",
          [](auto& entries) {
-             entries[2].content = std::string(2'000'000, 'x'), entries[2].deflate = true;
+             entries[2].content = std::string(2'000'000, 'x');
+             entries[2].deflate = true;
          },
+         inBoth(2, size, 10)},
+        {"shorter than declared", [](auto&) {}, inBoth(2, size, 1'000'000)},
+        {"with another checksum", [](auto&) {}, inBoth(1, checksum, 1)},
+        {"that cannot be inflated", [](auto&) {},
          [](ZipArchive& archive) {
-             put32(archive.bytes, archive.locals[2] + 22, 10);
-             put32(archive.bytes, archive.centrals[2] + 24, 10);
+             const std::size_t name = testing::releaseEntries()[1].name.size();
+             archive.bytes.replace(archive.locals[1] + 30 + name, 8, 8, '\xFF');
          }},
-        {"content that is shorter than declared", [](auto&) {},
-         [](ZipArchive& archive) {
-             put32(archive.bytes, archive.locals[2] + 22, 1'000'000);
-             put32(archive.bytes, archive.centrals[2] + 24, 1'000'000);
-         }},
-        {"content that cannot be inflated", [](auto&) {},
-         [](ZipArchive& archive) {
-             const std::size_t at =
-                 archive.locals[1] + 30 + testing::releaseEntries()[1].name.size();
-             archive.bytes.replace(at, 8, "\xFF\xFF\xFF\xFF\xFF\xFF\xFF\xFF");
-         }},
-        {"content with another checksum", [](auto&) {},
-         [](ZipArchive& archive) {
-             put32(archive.bytes, archive.locals[1] + 14, 1);
-             put32(archive.bytes, archive.centrals[1] + 16, 1);
-         }},
-        {"one that begins like a tar", {}, {}},
     };
     for (const auto& row : rows) {
         std::vector<ZipEntry> entries = release();
-        if (row.change)
-            row.change(entries);
+        row.change(entries);
         ZipArchive archive = buildZip(entries);
-        if (row.damage)
-            row.damage(archive);
-        bool isHarmless = false;
-        if (!row.change && !row.damage) {
-            runIn(folder.path(), "ln -s /etc link; /usr/bin/bsdtar -cf made.tar link");
-            archive = buildZip(entries, 0, readAll(folder / "made.tar"));
-            isHarmless = true; // its directory is a release's, and is what is read
-        }
+        row.damage(archive);
         download(archive.bytes);
         EXPECT_TRUE(SafeUpdateArchive::validate(archive.bytes)) << row.what;
-        const std::string outcome = prepare();
-        EXPECT_TRUE(outcome == "unsafeArchive" || (isHarmless && outcome == "prepared"))
-            << row.what << ": " << outcome;
+        EXPECT_EQ(prepare(), "unsafeArchive") << row.what;
         EXPECT_FALSE(fs::exists(cache.folder() / "evil") || fs::exists(folder / "evil"))
             << row.what;
     }
+    // One that begins like a tar: its directory is a release's, and is what is read.
+    runIn(folder.path(), "ln -s /etc link; /usr/bin/bsdtar -cf made.tar link");
+    download(buildZip(release(), 0, readAll(folder / "made.tar")).bytes);
+    EXPECT_EQ(prepare(), "prepared");
 }
 
 } // namespace

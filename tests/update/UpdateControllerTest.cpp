@@ -1,7 +1,6 @@
 #include "update/UpdateController.h"
 #include "base/Sha256.h"
 #include "support/PrivateBus.h"
-#include "update/UpdateFeed.h"
 #include "update/UpdateThreads.h"
 
 #include <gmock/gmock.h>
@@ -160,7 +159,8 @@ TEST_F(UpdateControllerTest, tellsWhatTheFeedMeansForThisCopy) {
         EXPECT_THAT(told, ElementsAre(checking, row.status));
         EXPECT_EQ(fields().offersDownload, row.status.starts_with("Mac 0.7.0"));
     }
-    EXPECT_EQ(requests[0].url, UpdateFeed::feedURL());
+    EXPECT_EQ(requests[0].url,
+              "https://corvane.example/toolyard/tallywick/downloads/mac-latest.json");
     EXPECT_EQ(requests[0].maximum, 16'384);
     EXPECT_EQ(requests[0].wholeLimit, 20s);
     EXPECT_EQ(outcomeOf(&UpdateController::download), message(UpdateFailure::server))

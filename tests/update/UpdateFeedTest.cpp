@@ -9,78 +9,46 @@ namespace {
 using namespace std::string_literals;
 
 TEST(ReleaseVersion, isStrictAboutItsText) {
-    const auto parses = [](const std::string& text, ReleaseVersion::Form form) {
-        return ReleaseVersion::parse(text, form).has_value();
-    };
-    const struct {
-        std::string text;
-        bool asRelease, asSystem;
-    } rows[] = {
-        {"0.0.0", true, true},
-        {"999999.0.1", true, true},
-        {"999999.999999.999999", true, true},
-        {"1.2", false, true},
-        {"1", false, false},
-        {"", false, false},
-        {"1.2.3.4", false, false},
-        {"1..3", false, false},
-        {"1.2.", false, false},
-        {".1.2", false, false},
-        {"01.2.3", false, false},
-        {"1.00.3", false, false},
-        {"1.2.-3", false, false},
-        {"1.+2.3", false, false},
-        {"1.2.3 ", false, false},
-        {"1.2.3\n", false, false},
-        {"1000000.0.0", false, false},
-        {"1.2.3\0"s, false, false},
-        {"1.2.\u0663", false, false},
-        {"99999999999999999999.0.0", false, false},
-        {"0.0." + std::string(40, '0'), false, false},
-    };
-    for (const auto& row : rows) {
-        EXPECT_EQ(parses(row.text, ReleaseVersion::Form::threeNumbers), row.asRelease) << row.text;
-        EXPECT_EQ(parses(row.text, ReleaseVersion::Form::twoOrThreeNumbers), row.asSystem)
-            << row.text;
+    constexpr auto release = ReleaseVersion::Form::threeNumbers;
+    constexpr auto system = ReleaseVersion::Form::twoOrThreeNumbers;
+    for (const char* text : {"0.0.0", "999999.0.1", "999999.999999.999999"}) {
+        EXPECT_TRUE(ReleaseVersion::parse(text, release)) << text;
+        EXPECT_TRUE(ReleaseVersion::parse(text, system)) << text;
     }
-    const auto version = [](const char* text) {
-        return ReleaseVersion::parse(text, ReleaseVersion::Form::twoOrThreeNumbers).value();
-    };
-    EXPECT_LT(version("1.9.9"), version("1.10.0"));
-    EXPECT_LT(version("1.9.10"), version("2.0.0"));
-    EXPECT_EQ(version("14.0"), version("14.0.0"));
+    EXPECT_FALSE(ReleaseVersion::parse("1.2", release));
+    EXPECT_TRUE(ReleaseVersion::parse("1.2", system));
+    for (const std::string& text :
+         {"1"s, ""s, "1.2.3.4"s, "1..3"s, "1.2."s, ".1.2"s, "01.2.3"s, "1.00.3"s, "1.2.-3"s,
+          "1.+2.3"s, "1.2.3 "s, "1.2.3\n"s, "1000000.0.0"s, "1.2.3\0"s, "1.2.\u0663"s,
+          "99999999999999999999.0.0"s, "0.0." + std::string(40, '0')}) {
+        EXPECT_FALSE(ReleaseVersion::parse(text, release)) << text;
+        EXPECT_FALSE(ReleaseVersion::parse(text, system)) << text;
+    }
+    EXPECT_LT(ReleaseVersion::parse("1.9.9", system), ReleaseVersion::parse("1.10.0", system));
+    EXPECT_LT(ReleaseVersion::parse("1.9.10", system), ReleaseVersion::parse("2.0.0", system));
+    EXPECT_EQ(ReleaseVersion::parse("14.0", system), ReleaseVersion::parse("14.0.0", system));
 }
 
-TEST(UpdateFailure, hasASentenceForEachCase) {
-    EXPECT_EQ(name(UpdateFailure::invalidFeed), "invalidFeed");
-    EXPECT_EQ(name(UpdateFailure::invalidBundle), "invalidBundle");
-    const struct {
-        UpdateFailure failure;
-        const char* message;
-    } rows[] = {
-        {UpdateFailure::invalidFeed,
-         "The Mac update feed is missing or invalid. No update was installed."},
-        {UpdateFailure::incompatible,
-         "The available update requires a different macOS version or processor."},
-        {UpdateFailure::redirect,
-         "The update server redirected to another location. Download blocked."},
-        {UpdateFailure::server, "The Mac update feed is not available on the website yet, or the "
-                                "server returned an error."},
-        {UpdateFailure::offline,
-         "Unable to contact the update server. Check your connection and retry."},
-        {UpdateFailure::oversized, "The update exceeded the allowed download size."},
-        {UpdateFailure::corrupt,
-         "The update's size or SHA-256 does not match. The download was rejected."},
-        {UpdateFailure::unsafeArchive,
-         "This update contains an unsafe or unsupported archive layout."},
-        {UpdateFailure::cancelled, "Update cancelled."},
-        {UpdateFailure::disk,
-         "Cannot prepare the update cache. Check free space and folder permissions."},
-        {UpdateFailure::invalidBundle,
-         "The downloaded app's identity, version, or signature is invalid."},
+TEST(UpdateFailure, hasANameAndASentenceForEachCase) {
+    using enum UpdateFailure;
+    EXPECT_EQ(name(invalidFeed), "invalidFeed");
+    EXPECT_EQ(name(invalidBundle), "invalidBundle");
+    const std::pair<UpdateFailure, const char*> sentences[] = {
+        {invalidFeed, "The Mac update feed is missing or invalid. No update was installed."},
+        {incompatible, "The available update requires a different macOS version or processor."},
+        {redirect, "The update server redirected to another location. Download blocked."},
+        {server, "The Mac update feed is not available on the website yet, or the server returned "
+                 "an error."},
+        {offline, "Unable to contact the update server. Check your connection and retry."},
+        {oversized, "The update exceeded the allowed download size."},
+        {corrupt, "The update's size or SHA-256 does not match. The download was rejected."},
+        {unsafeArchive, "This update contains an unsafe or unsupported archive layout."},
+        {cancelled, "Update cancelled."},
+        {disk, "Cannot prepare the update cache. Check free space and folder permissions."},
+        {invalidBundle, "The downloaded app's identity, version, or signature is invalid."},
     };
-    for (const auto& row : rows)
-        EXPECT_EQ(message(row.failure), row.message) << name(row.failure);
+    for (const auto& [failure, sentence] : sentences)
+        EXPECT_EQ(message(failure), sentence);
 }
 
 /// A feed that is accepted, as the maker publishes it.
@@ -95,8 +63,6 @@ Json sampleFeed() {
 }
 
 TEST(UpdateManifest, keepsWhatTheFeedTells) {
-    EXPECT_EQ(UpdateFeed::feedURL(),
-              "https://corvane.example/toolyard/tallywick/downloads/mac-latest.json");
     Json feed = sampleFeed();
     feed["releaseNotes"] = "Faster.\nQuieter – and “smaller”.";
     const auto manifest = UpdateManifest::parse(writeJson(feed));
@@ -222,16 +188,10 @@ TEST(UpdateAssessment, comparesVersionsFirstAndBuildsOfTheSameVersion) {
     const RunningSystem fitting{"6.1.0", "x86_64"};
     const auto outcome = [&](const RunningCopy& copy, const RunningSystem& system) -> std::string {
         const auto result = assess(manifest, copy, system);
-        if (!result)
-            return std::string(name(result.error()));
-        return *result == UpdateAssessment::available  ? "available"
-               : *result == UpdateAssessment::upToDate ? "up to date"
-                                                       : "newer installed";
+        const char* const texts[] = {"available", "up to date", "newer installed"};
+        return result ? texts[static_cast<int>(*result)] : std::string(name(result.error()));
     };
-    const struct {
-        RunningCopy copy;
-        const char* outcome;
-    } rows[] = {
+    const std::pair<RunningCopy, const char*> rows[] = {
         {{"1.3.8", "99"}, "available"},
         {{std::nullopt, "42"}, "available"},
         {{"1.4.0", "1"}, "newer installed"},
@@ -248,10 +208,9 @@ TEST(UpdateAssessment, comparesVersionsFirstAndBuildsOfTheSameVersion) {
         {{"1.3", "42"}, "invalidFeed"},
         {{"", "42"}, "invalidFeed"},
     };
-    for (const auto& row : rows)
-        EXPECT_EQ(outcome(row.copy, fitting), row.outcome)
-            << row.copy.version.value_or("none") << " " << row.copy.build.value_or("none");
-
+    for (const auto& [copy, expected] : rows)
+        EXPECT_EQ(outcome(copy, fitting), expected)
+            << copy.version.value_or("none") << " " << copy.build.value_or("none");
     EXPECT_EQ(outcome({"1.3.8", "1"}, {"6.0.9", "x86_64"}), "incompatible");
     EXPECT_EQ(outcome({"1.3.8", "1"}, {"6.1.0", "arm64"}), "incompatible");
     EXPECT_EQ(outcome({"1.3.9", "42"}, {"6.0.9", "arm64"}), "up to date");
