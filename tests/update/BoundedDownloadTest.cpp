@@ -131,23 +131,16 @@ TEST_F(BoundedDownloadTest, refusesAnAnswerThatIsNotThePlainBody) {
         return std::string("HTTP/1.1 ") + status + " Moved\r\nLocation: https://127.0.0.1:"
                + std::to_string(target.port()) + "/\r\nContent-Length: 0\r\n\r\n";
     };
-    const std::string ok = "HTTP/1.1 200 OK\r\n";
     const struct {
         const char* what;
         Script script;
         std::string outcome;
     } rows[] = {
         {"moved for good", {.pieces = {moved("301")}}, "redirect"},
-        {"found elsewhere", {.pieces = {moved("302")}}, "redirect"},
         {"moved for now", {.pieces = {moved("307")}}, "redirect"},
         {"not found", {.pieces = {"HTTP/1.1 404 Not Found\r\n\r\nbody"}}, "server"},
-        {"no content", {.pieces = {"HTTP/1.1 204 No Content\r\n\r\n"}}, "server"},
-        {"a part", {.pieces = {"HTTP/1.1 206 Part\r\nContent-Length: 4\r\n\r\nbody"}}, "server"},
-        {"compressed", {.pieces = {ok + "Content-Encoding: gzip\r\n\r\nbody"}}, "server"},
-        {"no HTTP", {.pieces = {"220 mail.corvane.example\r\n"}}, "server"},
         {"too much announced", {.pieces = {answer("", 9)}}, "oversized"},
-        {"too much sent", {.pieces = {ok + "\r\n", "body", "01234"}}, "oversized"},
-        {"too many headers", {.pieces = {ok, "X: " + std::string(65'536, 'x')}}, "oversized"},
+        {"too much sent", {.pieces = {"HTTP/1.1 200 OK\r\n\r\n", "body", "01234"}}, "oversized"},
         {"cut", {.pieces = {answer("body", 8)}, .end = End::close}, "offline"},
         {"closed without an answer", {.pieces = {}, .end = End::close}, "offline"},
         {"as much as allowed", {.pieces = {answer("01234567")}}, "01234567"},
@@ -223,42 +216,37 @@ TEST_F(BoundedDownloadTest, endsAStallAndWhatTakesTooLong) {
     EXPECT_EQ(outcomeOf(wanted), "offline");
 
     const HttpsServer steady(certificates.server("maker"),
-                             {.pieces = {answer("", 8), "01", "23", "45", "67"}, .pause = 700ms});
+                             {.pieces = {answer("", 8), "01", "23", "45", "67"}, .pause = 450ms});
     wanted = request(steady, 8);
-    wanted.stallLimit = 3s;
+    wanted.stallLimit = 2s; // less than the pauses together
     EXPECT_EQ(outcomeOf(wanted), "01234567");
     EXPECT_EQ(DownloadRequest().stallLimit, 20s) << "the limit that the program has";
 }
 
 TEST_F(BoundedDownloadTest, isCancelledAtAnyMoment) {
-    const HttpsServer endless(
-        certificates.server("maker"),
-        {.pieces = std::vector<std::string>(100'000, std::string(1000, 'x')), .pause = 1ms});
-    const std::string endlessHead = "HTTP/1.1 200 OK\r\n\r\n";
-    const HttpsServer server(certificates.server("maker"),
-                             {.pieces = {endlessHead, std::string(1000, 'x')}});
-    for (const HttpsServer* answering : {&endless, &server}) {
-        DownloadRequest wanted = request(*answering, 1 << 30);
+    const std::string piece(1000, 'x');
+    const HttpsServer endless(certificates.server("maker"),
+                              {.pieces = std::vector<std::string>(100'000, piece), .pause = 1ms});
+    const HttpsServer stalled(certificates.server("maker"),
+                              {.pieces = {"HTTP/1.1 200 OK\r\n\r\n", piece}});
+    for (const HttpsServer* server : {&endless, &stalled}) {
+        DownloadRequest wanted = request(*server, 1 << 30);
         wanted.destination = file();
-        const auto requestsBefore = answering->requests().size();
-        const struct {
-            const char* what;
-            std::function<void(BoundedDownload&)> meanwhile;
-        } rows[] = {
-            {"before the first byte", [](auto& download) { download.cancel(); }},
-            {"twice", [](auto& download) { download.cancel(), download.cancel(); }},
-            {"once the server has been asked",
-             [&](auto& download) {
-                 while (answering->requests().size() == requestsBefore)
-                     std::this_thread::yield();
-                 download.cancel();
-             }},
-            {"from another thread",
-             [](auto& download) { std::thread([&] { download.cancel(); }).join(); }},
+        std::size_t before = 0;
+        const auto asked = [&] {
+            while (server->requests().size() == before)
+                std::this_thread::yield();
         };
-        for (const auto& row : rows) {
-            EXPECT_EQ(outcomeOf(wanted, row.meanwhile), "cancelled") << row.what;
-            EXPECT_FALSE(fs::exists(file())) << row.what;
+        const std::function<void(BoundedDownload&)> moments[] = {
+            [](auto& download) { download.cancel(); },
+            [](auto& download) { download.cancel(), download.cancel(); },
+            [&](auto& download) { asked(), download.cancel(); },
+            [](auto& download) { std::thread([&] { download.cancel(); }).join(); },
+        };
+        for (const auto& moment : moments) {
+            before = server->requests().size();
+            EXPECT_EQ(outcomeOf(wanted, moment), "cancelled") << &moment - moments;
+            EXPECT_FALSE(fs::exists(file())) << &moment - moments;
         }
     }
 }

@@ -9,26 +9,32 @@
 
 namespace tallywick::testing {
 
-Certificates::Certificates() {
-    runIn(folder.path(), R"(exec 2>openssl.log
-        key='-newkey ec -pkeyopt ec_paramgen_curve:prime256v1 -nodes'
-        for authority in ca strangers-ca; do
-            openssl req -x509 $key -keyout $authority.key -out $authority.pem -days 2 \
-                -subj "/CN=$authority"
-        done
-        certificate() { # NAME AUTHORITY HOST DAYS
-            openssl req $key -keyout $1.key -out $1.csr -subj "/CN=$3"
-            echo "subjectAltName=DNS:$3" >$1.ext
-            openssl x509 -req -in $1.csr -CA $2.pem -CAkey $2.key -CAcreateserial -days $4 \
-                -extfile $1.ext -out $1.pem
-        }
-        certificate maker ca corvane.example 2
-        certificate expired ca corvane.example -1
-        certificate stranger strangers-ca corvane.example 2
-        certificate elsewhere ca elsewhere.example 2)");
+namespace {
+
+/// For openssl, which takes its time: a certificate is made when it is asked for.
+constexpr const char* key = "-newkey ec -pkeyopt ec_paramgen_curve:prime256v1 -nodes 2>openssl.log";
+
+} // namespace
+
+Certificates::Certificates() { makeAuthority("ca"); }
+
+void Certificates::makeAuthority(const std::string& name) const {
+    runIn(folder.path(), "openssl req -x509 -keyout " + name + ".key -out " + name
+                             + ".pem -days 2 -subj /CN=" + name + " " + key);
 }
 
 QSslConfiguration Certificates::server(const std::string& name) const {
+    const std::string authority = name == "stranger" ? "strangers-ca" : "ca";
+    const std::string host = name == "elsewhere" ? "elsewhere.example" : "corvane.example";
+    if (!std::filesystem::exists(folder / (authority + ".pem")))
+        makeAuthority(authority);
+    if (!std::filesystem::exists(folder / (name + ".pem")))
+        runIn(folder.path(), "openssl req -keyout " + name + ".key -out csr -subj /CN=" + host + " "
+                                 + key + "\necho subjectAltName=DNS:" + host
+                                 + " >extension\nopenssl x509 -req -in csr -CA " + authority
+                                 + ".pem -CAkey " + authority + ".key -CAcreateserial -days "
+                                 + (name == "expired" ? "-1" : "2") + " -extfile extension -out "
+                                 + name + ".pem 2>openssl.log");
     const auto read = [&](const char* extension) {
         return QByteArray::fromStdString(readAll(folder / (name + extension)));
     };

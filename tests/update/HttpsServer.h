@@ -14,7 +14,7 @@
 
 namespace tallywick::testing {
 
-/// Certificates that are made when a test begins, and are gone with it.
+/// Certificates that are made for one test, and are gone with it.
 class Certificates {
   public:
     Certificates();
@@ -27,6 +27,8 @@ class Certificates {
     QSslConfiguration server(const std::string& name) const;
 
   private:
+    void makeAuthority(const std::string& name) const;
+
     TemporaryFolder folder;
 };
 
