@@ -1,6 +1,5 @@
 #include "platform/bundle/ApplicationBundle.h"
 #include "platform/bundle/linux/ApplicationBundle.h"
-#include "platform/process/ChildProcess.h"
 #include "support/SampleBundle.h"
 
 #include <unistd.h>
@@ -34,25 +33,6 @@ TEST(ApplicationBundle, isFoundAndTellsItsInformation) {
     EXPECT_FALSE(informationDictionary(bundle)) << "an empty dictionary";
     fs::remove(information);
     EXPECT_FALSE(informationDictionary(bundle)) << "none";
-}
-
-TEST(RunningApplications, areFoundForAsLongAsTheyRun) {
-    const TemporaryFolder folder;
-    const fs::path bundle = makeSampleBundle(folder.path(), {{"CFBundleIdentifier", "org.one"}});
-    fs::copy_file("/bin/cat", bundle / executableName, fs::copy_options::overwrite_existing);
-    EXPECT_EQ(runningApplications({"org.one"}), Applications{});
-
-    auto process = ChildProcess::launch({bundle / executableName, {}, "/"}, {});
-    const Applications running = runningApplications({"org.other", "org.one"});
-    ASSERT_EQ(running.size(), 1U);
-    EXPECT_EQ(running[0].bundle, bundle);
-    EXPECT_EQ(fs::read_symlink("/proc/" + std::to_string(running[0].processId) + "/exe"),
-              bundle / executableName);
-    EXPECT_EQ(runningApplications({"org.other"}), Applications{});
-
-    process.reset();
-    ASSERT_TRUE(waitForChildProcesses(std::chrono::seconds(20)));
-    EXPECT_EQ(runningApplications({"org.one"}), Applications{});
 }
 
 TEST(RunningApplications, areThisUsersProcessesOfBundles) {
