@@ -12,6 +12,7 @@
 #include <array>
 #include <charconv>
 #include <chrono>
+#include <cstddef>
 #include <cstdint>
 #include <utility>
 
@@ -128,6 +129,20 @@ std::optional<unsigned> digitsValue(std::string_view digits) {
     return value;
 }
 
+/// Whether the text is a day of the Gregorian calendar from year 1 on, written "yyyy-MM-dd" with
+/// ASCII digits and nothing else.
+bool isCalendarDay(std::string_view text) {
+    if (text.size() != 10 || text[4] != '-' || text[7] != '-')
+        return false;
+    const auto year = digitsValue(text.substr(0, 4));
+    const auto month = digitsValue(text.substr(5, 2));
+    const auto day = digitsValue(text.substr(8, 2));
+    return year && *year >= 1 && month && day
+           && std::chrono::year_month_day(std::chrono::year(static_cast<int>(*year)),
+                                          std::chrono::month(*month), std::chrono::day(*day))
+                  .ok();
+}
+
 /// As printf's "%.1f" writes it in the C locale, whatever the locale is.
 std::string withOneDecimal(double value) {
     std::array<char, 32> text{}; // the largest count of billions takes 12
@@ -162,18 +177,6 @@ TokenActivity tokenActivityFromUsage(const Json& result) {
     return activity;
 }
 
-bool isCalendarDay(std::string_view text) {
-    if (text.size() != 10 || text[4] != '-' || text[7] != '-')
-        return false;
-    const auto year = digitsValue(text.substr(0, 4));
-    const auto month = digitsValue(text.substr(5, 2));
-    const auto day = digitsValue(text.substr(8, 2));
-    return year && *year >= 1 && month && day
-           && std::chrono::year_month_day(std::chrono::year(static_cast<int>(*year)),
-                                          std::chrono::month(*month), std::chrono::day(*day))
-                  .ok();
-}
-
 std::string compactTokenCount(std::optional<std::int64_t> count) {
     if (!count)
         return "—";
@@ -194,6 +197,9 @@ std::string compactTokenCount(std::optional<std::int64_t> count) {
 // The browser sign-in
 
 namespace {
+
+/// Longest sign-in address that is opened. Real ones take about 400 bytes.
+constexpr std::size_t maximumSignInLinkBytes = 8192;
 
 bool isSignInHost(std::string_view host) {
     const QLatin1String text(host.data(), static_cast<qsizetype>(host.size()));

@@ -3,7 +3,6 @@
 #include "base/Json.h"
 #include "base/Time.h"
 
-#include <cstddef>
 #include <cstdint>
 #include <optional>
 #include <string>
@@ -55,20 +54,14 @@ struct TokenActivity {
 /// is rejected.
 TokenActivity tokenActivityFromUsage(const Json& result);
 
-/// Whether the text is a day of the Gregorian calendar from year 1 on, written "yyyy-MM-dd" with
-/// ASCII digits and nothing else.
-bool isCalendarDay(std::string_view text);
-
 /// The count for display: "1.5K", "123.5M", "2.5B", below a thousand all its digits, "—" when
 /// absent. The decimal point is a full stop in every locale.
 std::string compactTokenCount(std::optional<std::int64_t> count);
 
-/// Longest sign-in address that is opened. Real ones take about 400 bytes.
-inline constexpr std::size_t maximumSignInLinkBytes = 8192;
-
 /// The text, unchanged, when it is an address that may be opened in the browser for a sign-in: a
-/// valid ASCII URL (RFC 3986) that begins with "https://" and one of the account provider's two
-/// sign-in hosts, without user, password, port or fragment, not even an empty one.
+/// valid ASCII URL (RFC 3986) of at most 8,192 bytes that begins with "https://" and one of the
+/// account provider's two sign-in hosts, without user, password, port or fragment, not even an
+/// empty one.
 std::optional<std::string> signInLink(std::string_view text);
 
 /// A browser sign-in that a helper has begun.

@@ -92,12 +92,17 @@ TEST(TokenActivity, TakesTheLifetimeAndTheLatestDay) {
 }
 
 TEST(TokenActivity, KnowsTheDaysOfTheCalendar) {
+    const auto isTaken = [](const std::string& day) {
+        const Json bucket{{"startDate", day}, {"tokens", 1}};
+        return tokenActivityFromUsage({{"dailyUsageBuckets", Json::array({bucket})}}).latestDay
+               == day;
+    };
     for (const char* day : {"2024-02-29", "2000-02-29", "0001-01-01", "9999-12-31"})
-        EXPECT_TRUE(isCalendarDay(day)) << day;
+        EXPECT_TRUE(isTaken(day)) << day;
     for (const char* text :
          {"2024-02-30", "1900-02-29", "2024-13-01", "2024-00-01", "2024-01-00", "0000-01-01",
           "2024-2-03", "2024-02-3x", "+024-02-03", "2024/02/03", "2024-02-033", "", "２024-02-3"})
-        EXPECT_FALSE(isCalendarDay(text)) << text;
+        EXPECT_FALSE(isTaken(text)) << text;
 }
 
 TEST(TokenActivity, WritesCountsShort) {

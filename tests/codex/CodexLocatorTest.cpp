@@ -228,6 +228,9 @@ TEST(CodexLocator, LooksBehindALinkAShimAndThePackage) {
     machine.put(store + script, "#!/usr/bin/env node\n");
     machine.link("npm/bin/codex", "../lib/node_modules/@openai/codex/bin/codex.js");
     machine.link("own/codex", machine / "npm/bin/codex");
+    machine.link("linked/bin", "../npm/bin");
+    machine.link("looping/codex", "codex");
+    machine.link("npm/lib/node_modules/.bin/codex", "../@openai/codex/bin/codex.js");
     machine.link("alias", "npm/lib/node_modules/@openai/codex");
     machine.link("home/.local/share/mise/shims/codex", machine / "tools/mise");
     machine.link(pnpm, machine / (store + "@openai/codex"));
@@ -236,6 +239,8 @@ TEST(CodexLocator, LooksBehindALinkAShimAndThePackage) {
         std::string helper;
     } cases[] = {{"npm/bin/codex", npm},
                  {"own/codex", npm},
+                 {"linked/bin/codex", npm},
+                 {"npm/lib/node_modules/.bin/codex", npm},
                  {"npm/lib/node_modules/@openai/codex/bin/codex.js", npm},
                  {"npm/lib/node_modules/@openai/codex", npm},
                  {"npm/lib/node_modules/@openai/codex/", npm},
@@ -246,11 +251,15 @@ TEST(CodexLocator, LooksBehindALinkAShimAndThePackage) {
                  {"home/.local/share/mise/shims/codex", mise},
                  {"home/.local/share/pnpm/bin/codex", store + packagedHelper},
                  {pnpm, store + packagedHelper},
+                 {"looping/codex", ""},
                  {"home/.asdf/shims/node", ""},
                  {"npm/lib/node_modules/other/codex", ""},
                  {"tools/mise", ""}};
     for (const auto& [chosen, helper] : cases)
         EXPECT_EQ(machine.resolve(chosen), helper) << chosen;
+    machine.link("home/.local/bin/codex", machine / "npm/bin/codex");
+    EXPECT_EQ(machine.candidates(), (Names{npm, store + packagedHelper, asdf}))
+        << "the link of a fixed place first";
 }
 
 TEST(CodexLocator, PutsTheChoiceFirstAndNamesEveryFileOnce) {
@@ -280,24 +289,6 @@ TEST(CodexLocator, LooksAtTheFirst24PartsOfTheSearchPath) {
     EXPECT_EQ(count(others + part), 1);
     EXPECT_EQ(count(others + "/none:" + part), 0);
     EXPECT_EQ(count(fs::relative(part)), 0);
-}
-
-TEST(CodexLocator, FollowsLinksIntoPackages) {
-    const std::string script = "../lib/node_modules/@openai/codex/bin/codex.js";
-    const std::string helper = "/node_modules/" + packagedHelper;
-    Machine machine;
-    machine.link("home/.local/bin/codex", "../share/fixed/node_modules/@openai/codex/bin/codex.js");
-    machine.search({"loop/bin", "other/bin", "global/bin", "linked/bin", "own/bin"});
-    machine.link("loop/bin/codex", "codex");
-    machine.link("other/bin/codex", "../lib/node_modules/codex/codex");
-    machine.link("global/bin/codex", script);
-    machine.link("linked/bin", "../deep/er/bin");
-    machine.link("deep/er/bin/codex", script);
-    machine.link("own/bin/codex", "../../project/node_modules/.bin/codex");
-    machine.link("project/node_modules/.bin/codex", "../@openai/codex/bin/codex.js");
-    machine.plant({"loop/lib" + helper, "other/lib" + helper});
-    machine.expectOrder({"home/.local/share/fixed" + helper, "global/lib" + helper,
-                         "deep/er/lib" + helper, "project" + helper});
 }
 
 TEST(CodexLocator, LooksAtTheLastSixExtensionsByNameAndAtTheNewest48Versions) {
