@@ -20,9 +20,8 @@ namespace {
 
 constexpr std::size_t headerSize = 4'096; // holds every header that tells the processor
 constexpr std::size_t magicSize = 4;
-constexpr std::size_t maximumSearchParts = 24;       // longer search paths are made by accident
-constexpr std::size_t maximumExtensions = 6;         // editors leave old versions behind
-constexpr std::size_t maximumFolderEntries = 10'000; // a folder of extensions holds some hundred
+constexpr std::size_t maximumSearchParts = 24; // longer search paths are made by accident
+constexpr std::size_t maximumExtensions = 6;   // editors leave old versions behind
 constexpr std::string_view helperName = "codex";
 constexpr std::string_view helperInApplication = "Contents/Resources/codex";
 constexpr std::string_view extensionPrefix = "openai.chatgpt-";
@@ -62,16 +61,12 @@ Paths onSearchPath(const HelperPlaces& places) {
 /// The extensions of Codex in the folder, last ones by name.
 std::set<std::string> lastExtensions(const fs::path& folder) {
     std::set<std::string> names;
-    std::error_code error;
-    fs::directory_iterator entry(folder, error);
-    for (std::size_t seen = 0;
-         !error && entry != fs::directory_iterator() && seen < maximumFolderEntries; ++seen) {
-        if (const std::string name = entry->path().filename(); name.starts_with(extensionPrefix))
+    visitEntries(folder, [&](const fs::directory_entry& entry) {
+        if (const std::string name = entry.path().filename(); name.starts_with(extensionPrefix))
             names.insert(name);
         if (names.size() > maximumExtensions)
             names.erase(names.begin());
-        entry.increment(error);
-    }
+    });
     return names;
 }
 

@@ -133,8 +133,7 @@ HelperPlaces linuxHelperPlaces(const HelperSurroundings& surroundings,
 namespace {
 
 constexpr std::size_t maximumFolders = 48; // a version for each month of four years
-constexpr std::size_t maximumEntries = 10'000;
-constexpr int maximumLinks = 8; // from a command into a package; 1 or 2
+constexpr int maximumLinks = 8;            // from a command into a package; 1 or 2
 
 bool startsWithDigit(std::string_view text) {
     return !text.empty() && text.front() >= '0' && text.front() <= '9';
@@ -178,14 +177,10 @@ bool isAlias(const fs::directory_entry& entry) {
 /// The names of the versions that lie there, the newest first.
 std::vector<std::string> versionsIn(const fs::path& folder) {
     std::vector<std::string> versions;
-    std::error_code error;
-    fs::directory_iterator entry(folder, error);
-    for (std::size_t seen = 0; !error && entry != fs::directory_iterator() && seen < maximumEntries;
-         ++seen) {
-        if (!isAlias(*entry))
-            versions.push_back(entry->path().filename());
-        entry.increment(error);
-    }
+    visitEntries(folder, [&](const fs::directory_entry& entry) {
+        if (!isAlias(entry))
+            versions.push_back(entry.path().filename());
+    });
     std::sort(versions.begin(), versions.end(),
               [](const std::string& a, const std::string& b) { return isOlder(b, a); });
     return versions;
@@ -209,6 +204,18 @@ void addFolders(const fs::path& base, fs::path::const_iterator part, fs::path::c
 }
 
 } // namespace
+
+void visitEntries(const fs::path& folder,
+                  const std::function<void(const fs::directory_entry&)>& visit) {
+    constexpr std::size_t maximumEntries = 10'000;
+    std::error_code error;
+    fs::directory_iterator entry(folder, error);
+    for (std::size_t seen = 0; !error && entry != fs::directory_iterator() && seen < maximumEntries;
+         ++seen) {
+        visit(*entry);
+        entry.increment(error);
+    }
+}
 
 Paths packageFolders(const PackageFolders& places) {
     Paths found;

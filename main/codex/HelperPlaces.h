@@ -70,6 +70,11 @@ HelperPlaces linuxHelperPlaces(const HelperSurroundings& surroundings,
 /// The places on the system, for the processor and in the environment of this program.
 HelperPlaces systemHelperPlaces();
 
+/// Looks at the entries of a folder of versions or extensions, 10,000 at most: real ones have some
+/// hundred. One that cannot be read has none.
+void visitEntries(const std::filesystem::path& folder,
+                  const std::function<void(const std::filesystem::directory_entry&)>& visit);
+
 /// The folders that the pattern stands for, the newest version first: names are compared with their
 /// numbers as numbers, so that v20.10.0 is newer than v20.9.0. A link from one version to another
 /// beside it is no version of its own. At most 48, and those without a star need not exist.
