@@ -1,6 +1,7 @@
 #include "codex/AccountAnswers.h"
 
 #include "base/Sha256.h"
+#include "base/WholeNumber.h"
 #include "codex/ConnectionIssue.h"
 #include "codex/HelperProtocol.h"
 
@@ -118,25 +119,14 @@ std::optional<std::int64_t> tokenCount(const Json* value) {
     return count && *count >= 0 ? count : std::nullopt;
 }
 
-/// The value of ASCII digits; absent when anything else stands among them.
-std::optional<unsigned> digitsValue(std::string_view digits) {
-    unsigned value = 0;
-    for (const char c : digits) {
-        if (c < '0' || c > '9')
-            return std::nullopt;
-        value = value * 10 + static_cast<unsigned>(c - '0');
-    }
-    return value;
-}
-
 /// Whether the text is a day of the Gregorian calendar from year 1 on, written "yyyy-MM-dd" with
 /// ASCII digits and nothing else.
 bool isCalendarDay(std::string_view text) {
     if (text.size() != 10 || text[4] != '-' || text[7] != '-')
         return false;
-    const auto year = digitsValue(text.substr(0, 4));
-    const auto month = digitsValue(text.substr(5, 2));
-    const auto day = digitsValue(text.substr(8, 2));
+    const auto year = wholeNumber<unsigned>(text.substr(0, 4));
+    const auto month = wholeNumber<unsigned>(text.substr(5, 2));
+    const auto day = wholeNumber<unsigned>(text.substr(8, 2));
     return year && *year >= 1 && month && day
            && std::chrono::year_month_day(std::chrono::year(static_cast<int>(*year)),
                                           std::chrono::month(*month), std::chrono::day(*day))
