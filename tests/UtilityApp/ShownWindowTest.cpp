@@ -1,7 +1,6 @@
 // The window as its users meet it: on a display, under a window manager, with mouse and keyboard.
 
 #include "Desktop.h"
-#include "ShownUtility.h"
 
 #include <gmock/gmock.h>
 

@@ -5,7 +5,6 @@
 #include <gtest/gtest.h>
 
 #include <QAbstractButton>
-#include <QAccessible>
 #include <QApplication>
 #include <QKeyEvent>
 #include <QMenu>
@@ -54,6 +53,14 @@ TEST(Controls, DoTheSameForMouseAndKeyboard) {
             press(control);
             EXPECT_EQ(view.calls, Strings{call}) << name;
         }
+}
+
+TEST(Controls, SwitchLayoutsByTheGripUnlessItIsClicked) {
+    ShownView view(sampleFields(), mini);
+    QTest::mouseClick(view.part("Resize utility"), Qt::LeftButton);
+    EXPECT_EQ(view.calls, Strings());
+    QTest::keyClick(view.part("Resize utility"), Qt::Key_Return);
+    EXPECT_EQ(view.calls, Strings{called(UtilityCommand::toggleLayout)});
 }
 
 TEST(Controls, ShareTheLinkThroughAMenu) {

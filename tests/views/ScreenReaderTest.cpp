@@ -153,15 +153,5 @@ MenuItem Settings…
     EXPECT_THAT(calls, ElementsAre(called(UtilityCommand::refresh)));
 }
 
-TEST(ScreenReader, SwitchesLayoutsByPressingTheGrip) {
-    ShownView view(sampleFields(), {500, 225});
-    QWidget* const grip = view.part("Resize utility");
-    EXPECT_EQ(grip->accessibleDescription(),
-              u"Drag upward for Mini or downward to expand. Press to switch layouts."_qs);
-    press(QAccessible::queryAccessibleInterface(grip)); // shows the press, then clicks
-    QTest::qWaitFor([&] { return !view.calls.empty(); });
-    EXPECT_THAT(view.calls, ElementsAre(called(UtilityCommand::toggleLayout)));
-}
-
 } // namespace
 } // namespace tallywick::testing
