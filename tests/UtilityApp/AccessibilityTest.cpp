@@ -73,9 +73,10 @@ class AccessibilityBus {
         const QVariant name = element.ask(bus, "org.freedesktop.DBus.Properties", "Get",
                                           {QLatin1String(interface), u"Name"_qs});
         const QVariant text = element.ask(bus, "org.a11y.atspi.Text", "GetText", {0, -1});
-        const QString line =
-            role.toString() + u": " + name.value<QDBusVariant>().variant().toString();
-        return (text.toString().isEmpty() ? line : line + u" = " + text.toString()).toStdString();
+        std::string line = role.toString().toStdString() + ": ";
+        line += name.value<QDBusVariant>().variant().toString().toStdString();
+        const std::string value = text.toString().toStdString();
+        return value.empty() ? line : line + " = " + value;
     }
 
     bool findBelow(const Element& parent, const std::string& line, Element& found) const {

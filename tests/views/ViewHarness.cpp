@@ -150,7 +150,7 @@ UtilityActions recordingActions(Strings& calls) {
 Strings tabOrder(QWidget* first) {
     Strings names;
     for (QWidget* part = first; names.empty() || part != first; part = part->nextInFocusChain())
-        if (part->isVisible() && part->focusPolicy() & Qt::TabFocus)
+        if (part->isVisible() && part->isEnabled() && part->focusPolicy() & Qt::TabFocus)
             names.push_back(accessibleName(part));
     return names;
 }

@@ -1,0 +1,2 @@
+// Has been linked: that is all.
+int main() {}
