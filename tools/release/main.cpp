@@ -3,7 +3,7 @@
 #include "platform/bundle/linux/CodeSignature.h"
 #include "platform/files/FileAccess.h"
 #include "release/Release.h"
-#include "update/ArchiveExtraction.h"
+#include "update/ReleaseUnpacker.h"
 
 #include <functional>
 #include <iostream>
