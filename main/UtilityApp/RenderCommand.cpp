@@ -40,7 +40,7 @@ class Canvas final : public UtilityWindow {
 };
 
 bool isComplete(const UtilityFields& fields) {
-    return !fields.accountBusy && fields.status != StatusText::findingCodex && fields.cpuPercent
+    return !fields.accountBusy && fields.status != Status::Kind::findingCodex && fields.cpuPercent
            && !fields.volumes.empty();
 }
 

@@ -3,8 +3,6 @@
 #include "base/Json.h"
 #include "state/NumberTexts.h"
 
-#include <QDateTime>
-
 #include <algorithm>
 #include <cmath>
 #include <string_view>
@@ -27,12 +25,6 @@ std::string helperLine(const std::optional<std::string>& location) {
     return location ? line("HELPER", *location) : std::string();
 }
 
-std::string localTime(Timestamp time) {
-    return QDateTime::fromSecsSinceEpoch(static_cast<qint64>(time))
-        .toString(QStringLiteral("yyyy-MM-dd HH:mm"))
-        .toStdString();
-}
-
 template <typename Value>
 Json orNull(const std::optional<Value>& value) {
     return value ? Json(*value) : Json(nullptr);
@@ -48,7 +40,7 @@ std::string reportText(const Report& report) {
         tokens.latestDay ? *tokens.latestDay + " · " + compactTokenCount(tokens.latestTokens)
                          : std::string(absent);
     return line("WEEKLY USAGE", weeklyUsageText(quota)) + line("REMAINING", remainingText(quota))
-           + line("RESETS", quota ? localTime(quota->reset) : absent)
+           + line("RESETS", quota ? localDateTime(quota->reset) : absent)
            + line("RESET IN", quota ? resetCountdown(quota->reset, observedAt) : absent)
            + line("LIFETIME TOKENS", compactTokenCount(tokens.lifetime))
            + line("LATEST DAY", latestDay) + helperLine(helperLocation);
@@ -79,6 +71,21 @@ std::string reportJson(const Report& report) {
 
 std::string failureText(ConnectionIssue issue, const std::optional<std::string>& helperLocation) {
     return std::string(sentence(issue)) + '\n' + helperLine(helperLocation);
+}
+
+std::string watchLine(const UtilityFields& fields) {
+    const auto& quota = fields.quota;
+    const TokenActivity& tokens = fields.tokens;
+    std::string line = "[";
+    line.append(fields.status.badge(fields.loginPending)).append("] ").append(fields.status.text());
+    if (quota)
+        line += " | " + weeklyUsageText(quota) + ", " + remainingText(quota) + " | resets "
+                + localDateTime(quota->reset);
+    if (tokens.lifetime)
+        line += " | " + compactTokenCount(tokens.lifetime) + " lifetime tokens";
+    if (tokens.latestDay)
+        line += " | " + compactTokenCount(tokens.latestTokens) + " on " + *tokens.latestDay;
+    return line;
 }
 
 } // namespace tallywick

@@ -3,6 +3,7 @@
 #include "base/Time.h"
 #include "codex/AccountAnswers.h"
 #include "codex/ConnectionIssue.h"
+#include "state/UtilityFields.h"
 
 #include <optional>
 #include <string>
@@ -27,5 +28,9 @@ std::string reportJson(const Report& report);
 /// What a failed poll tells: the issue's sentence and, when it was asked for, where the helper
 /// lies.
 std::string failureText(ConnectionIssue issue, const std::optional<std::string>& helperLocation);
+
+/// What a watch tells on one line: the badge, the status line, and the reading as far as there is
+/// one. It changes exactly when one of these does, and not with the time alone.
+std::string watchLine(const UtilityFields& fields);
 
 } // namespace tallywick

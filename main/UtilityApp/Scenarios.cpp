@@ -56,20 +56,22 @@ UtilityFields live() {
     fields.quota = Quota{42, fields.now + 2 * day + 5 * hour + 13 * minute};
     fields.tokens = {123'456'789, "2026-11-20", 1'382'400};
     fields.tokenStatus = TokenStatusText::reported;
-    fields.status = liveStatus(fields.now);
+    fields.status = Status::live(fields.now);
     fields.volumes = {volume("/", "File System", 80.2, 251.9),
                       volume("/media/backup", "Backup", 1'204.7, 1'862.9),
                       volume("/media/photos", "Photos", 88.0, 465.7)};
     fields.cpuPercent = 17;
     fields.memoryPercent = 63;
-    fields.history = readings(fields.now, *fields.quota);
+    const std::vector<UsageSample> history = readings(fields.now, *fields.quota);
+    fields.historyCount = history.size();
+    fields.week = HistoryGraphModel::graph(history, fields.now, fields.quota->reset);
     fields.displayedHelperPath = "/usr/local/bin/codex";
     return fields;
 }
 
 UtilityFields stale() {
     UtilityFields fields = live();
-    fields.status = staleStatus(fields.now - 7 * minute, ConnectionIssue::throttled);
+    fields.status = Status::stale(fields.now - 7 * minute, ConnectionIssue::throttled);
     fields.tokenStatus = TokenStatusText::stale;
     return fields;
 }
@@ -82,7 +84,7 @@ UtilityFields searching() {
 
 UtilityFields signedOut() {
     UtilityFields fields = searching();
-    fields.status = sentence(ConnectionIssue::signedOut);
+    fields.status = Status::failed(ConnectionIssue::signedOut);
     fields.volumes = {volume("/", "File System", 80.2, 251.9)};
     fields.cpuPercent = 4;
     fields.memoryPercent = 31;
@@ -94,9 +96,10 @@ UtilityFields crowded() {
     UtilityFields fields = live();
     fields.quota->used = 100;
     fields.quota->reset = fields.now + 6 * day + 23 * hour + 59 * minute;
-    fields.history.clear();
+    fields.historyCount = 0;
+    fields.week = {};
     fields.tokens = {987'654'321'098'765, "2026-11-20", 98'765'432'109};
-    fields.status = staleStatus(fields.now - 12 * hour, ConnectionIssue::externalSession);
+    fields.status = Status::stale(fields.now - 12 * hour, ConnectionIssue::externalSession);
     fields.cpuPercent = 100;
     fields.memoryPercent = 100;
     fields.volumes = {volume("/",

@@ -7,7 +7,7 @@
 #include "platform/bundle/CodeSignature.h"
 #include "platform/files/FileAccess.h"
 #include "platform/files/StandardFolders.h"
-#include "state/StatusTexts.h"
+#include "state/SettingsTexts.h"
 
 #include <cstdio>
 

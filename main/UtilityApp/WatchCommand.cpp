@@ -1,5 +1,6 @@
 #include "UtilityApp/WatchCommand.h"
 
+#include "UtilityApp/Report.h"
 #include "UtilityApp/SystemServices.h"
 #include "platform/process/ChildProcess.h"
 #include "platform/process/TerminationSignals.h"

@@ -39,23 +39,31 @@ std::vector<UsageSample> weekSamples(std::span<const UsageSample> samples, Times
     return selected;
 }
 
-std::vector<HistoryGraphPoint> points(std::span<const UsageSample> samples, Timestamp now,
-                                      std::optional<Timestamp> reset, QSizeF area) {
+HistoryGraph graph(std::span<const UsageSample> samples, Timestamp now,
+                   std::optional<Timestamp> reset) {
     const Timestamp start = weekEnd(now, reset) - week;
-    const double width = std::max(area.width() - 2 * inset, 0.0);
-    const double height = std::max(area.height() - 2 * inset, 0.0);
     const std::vector<UsageSample> shown = weekSamples(samples, now, reset);
-    std::vector<HistoryGraphPoint> found;
-    found.reserve(shown.size());
+    HistoryGraph graph;
+    graph.points.reserve(shown.size());
     const UsageSample* previous = nullptr;
     for (const UsageSample& sample : shown) {
         const double across = std::clamp((sample.timestamp - start) / week, 0.0, 1.0);
         const double down = std::clamp(1 - sample.usedPercent / 100, 0.0, 1.0);
-        found.push_back({{inset + width * across, inset + height * down},
-                         !previous || !isJoined(sample, *previous)});
+        graph.points.push_back({{across, down}, !previous || !isJoined(sample, *previous)});
         previous = &sample;
     }
-    return found;
+    if (!shown.empty())
+        graph.since = shown.front().timestamp;
+    return graph;
+}
+
+std::vector<HistoryGraphPoint> points(const HistoryGraph& graph, QSizeF area) {
+    const double width = std::max(area.width() - 2 * inset, 0.0);
+    const double height = std::max(area.height() - 2 * inset, 0.0);
+    std::vector<HistoryGraphPoint> placed = graph.points;
+    for (HistoryGraphPoint& point : placed)
+        point.location = {inset + width * point.location.x(), inset + height * point.location.y()};
+    return placed;
 }
 
 } // namespace tallywick::HistoryGraphModel

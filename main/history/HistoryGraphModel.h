@@ -16,6 +16,16 @@ namespace tallywick {
 struct HistoryGraphPoint {
     QPointF location;
     bool startsSegment = false; ///< no line joins it to the point before
+
+    bool operator==(const HistoryGraphPoint&) const = default;
+};
+
+/// The readings of one allowance week, as its graph shows them.
+struct HistoryGraph {
+    std::vector<HistoryGraphPoint> points; ///< in an area of the size 1 × 1 without any inset
+    Timestamp since = 0;                   ///< when the first of them was observed
+
+    bool operator==(const HistoryGraph&) const = default;
 };
 
 /// Which stored readings the graph of the current allowance week shows, and where. Pure functions.
@@ -36,9 +46,12 @@ std::vector<UsageSample> weekSamples(std::span<const UsageSample> samples, Times
                                      std::optional<Timestamp> reset);
 
 /// One point for each of `weekSamples`, in the same order. The whole week is as wide, and 0 to 100
-/// percent are as high, as the area without its insets.
-std::vector<HistoryGraphPoint> points(std::span<const UsageSample> samples, Timestamp now,
-                                      std::optional<Timestamp> reset, QSizeF area);
+/// percent are as high, as the area.
+HistoryGraph graph(std::span<const UsageSample> samples, Timestamp now,
+                   std::optional<Timestamp> reset);
+
+/// The points of the graph in an area of that size, within its insets.
+std::vector<HistoryGraphPoint> points(const HistoryGraph& graph, QSizeF area);
 
 } // namespace HistoryGraphModel
 

@@ -1,7 +1,6 @@
 #include "state/AccountRefresh.h"
 
 #include "codex/ConnectionIssue.h"
-#include "state/StatusTexts.h"
 
 #include <QFile>
 
@@ -29,17 +28,19 @@ bool isIdentityIssue(ConnectionIssue issue) {
 
 } // namespace
 
-AccountRefresh::AccountRefresh(StateContext& given, AccountConnection& way, HistoryStore store)
-    : context(given), fields(given.fields()), connection(way), history(std::move(store)) {
+AccountRefresh::AccountRefresh(StateContext& given, AccountConnection& way, HistoryStore readings)
+    : context(given), fields(given.fields()), connection(way), store(std::move(readings)) {
     connection.whenAbandoned([this] { settle(); });
 }
 
 // Refreshing
 
 void AccountRefresh::keepUp() {
-    history.prune(fields.now);
+    store.prune(fields.now);
     endOverdue();
     markStale();
+    if (hidesReadings || liesAhead())
+        showWeek();
 }
 
 void AccountRefresh::makeDue() {
@@ -70,7 +71,7 @@ void AccountRefresh::refreshWith(const HelperDiscovery::Outcome& found) {
     }
     if (found->empty()) {
         context.change().displayedHelperPath = HelperPathText::notFound;
-        context.change().status = StatusText::codexNotFound;
+        context.change().status = Status::Kind::codexNotFound;
         nextRefresh.set(fields.now, discoveryInterval);
         endNoteOfReading();
         finish();
@@ -108,10 +109,8 @@ void AccountRefresh::apply(const AccountService::SnapshotOutcome& result) {
 }
 
 void AccountRefresh::applySnapshot(const AccountSnapshot& snapshot) {
-    if (snapshot.accountHash != knownAccountHash) {
+    if (snapshot.accountHash != knownAccountHash)
         context.change().tokens = {};
-        context.change().history.clear();
-    }
     if (lastGood) // the reading before has lasted until this one
         automaticReloads = 0;
     reloadPendingSince.reset(); // whatever changed is in this reading
@@ -122,13 +121,11 @@ void AccountRefresh::applySnapshot(const AccountSnapshot& snapshot) {
 
     context.advanceClock(); // a reading that lies ahead of the clock on show would not be seen
     context.change().quota = snapshot.quota;
-    if (snapshot.quota && snapshot.accountHash)
-        context.change().history =
-            history.record(*snapshot.quota, *snapshot.accountHash, snapshot.observedAt);
-    else
-        context.change().history.clear();
-    context.change().status = snapshot.quota ? liveStatus(snapshot.observedAt)
-                                             : std::string(StatusText::withoutAllowance);
+    showHistory(snapshot.quota && snapshot.accountHash
+                    ? store.record(*snapshot.quota, *snapshot.accountHash, snapshot.observedAt)
+                    : std::vector<UsageSample>());
+    context.change().status =
+        snapshot.quota ? Status::live(snapshot.observedAt) : Status(Status::Kind::withoutAllowance);
 }
 
 void AccountRefresh::applyFailure(ConnectionIssue issue) {
@@ -137,7 +134,7 @@ void AccountRefresh::applyFailure(ConnectionIssue issue) {
     if (isIdentityIssue(issue) || !knownAccountHash)
         clearAccountData();
     context.change().status =
-        fields.quota && lastGood ? staleStatus(*lastGood, issue) : std::string(sentence(issue));
+        fields.quota && lastGood ? Status::stale(*lastGood, issue) : Status::failed(issue);
 }
 
 void AccountRefresh::applyActivity(const std::optional<std::string>& accountHash,
@@ -167,7 +164,7 @@ void AccountRefresh::reload() {
         return;
     connection.reset();
     reloadPendingSince.reset();
-    context.change().status = fields.quota ? StatusText::retrying : StatusText::reloading;
+    context.change().status = fields.quota ? Status::Kind::retrying : Status::Kind::reloading;
     context.refreshNow();
 }
 
@@ -197,12 +194,30 @@ void AccountRefresh::reloadLater() {
     ++automaticReloads;
 }
 
+/// The graph is made here, and not each time that it is drawn.
+void AccountRefresh::showHistory(std::vector<UsageSample> samples) {
+    history = std::move(samples);
+    context.change().historyCount = history.size();
+    showWeek();
+}
+
+/// A clock that was set back hides readings until it comes to them again.
+void AccountRefresh::showWeek() {
+    hidesReadings = liesAhead();
+    context.change().week = HistoryGraphModel::graph(
+        history, fields.now, fields.quota ? std::optional(fields.quota->reset) : std::nullopt);
+}
+
+bool AccountRefresh::liesAhead() const {
+    return !history.empty() && history.back().timestamp > fields.now;
+}
+
 void AccountRefresh::clearAccountData() {
     UtilityFields& shown = context.change();
     shown.quota.reset();
     shown.tokens = {};
     shown.tokenStatus = TokenStatusText::notYetReported;
-    shown.history.clear();
+    showHistory({});
     knownAccountHash.reset();
     lastGood.reset();
 }
@@ -210,8 +225,8 @@ void AccountRefresh::clearAccountData() {
 /// Clears the account data, and the status line where it speaks of them.
 void AccountRefresh::forgetReading() {
     clearAccountData();
-    if (describesReading(fields.status))
-        context.change().status = StatusText::reloading;
+    if (fields.status.describesReading())
+        context.change().status = Status::Kind::reloading;
 }
 
 void AccountRefresh::startOver() {
@@ -241,8 +256,8 @@ void AccountRefresh::endOverdue() {
 }
 
 void AccountRefresh::markStale() {
-    if (isLive(fields.status) && lastGood && isStale(*lastGood, fields.now))
-        context.change().status = staleStatus(*lastGood);
+    if (lastGood && fields.status.isOverdue(fields.now))
+        context.change().status = Status::stale(*lastGood);
 }
 
 /// The reading that a completed sign-in has promised has come, or has failed.

@@ -9,6 +9,7 @@
 #include <cstdint>
 #include <optional>
 #include <string>
+#include <vector>
 
 namespace tallywick {
 
@@ -21,7 +22,7 @@ namespace tallywick {
 class AccountRefresh {
   public:
     /// Context and connection must outlive it.
-    AccountRefresh(StateContext& given, AccountConnection& way, HistoryStore store);
+    AccountRefresh(StateContext& given, AccountConnection& way, HistoryStore readings);
 
     /// Part of each tick: lets grow old what has grown old, and gives up what is overdue.
     void keepUp();
@@ -57,13 +58,18 @@ class AccountRefresh {
     void markStale();
     void endNoteOfReading();
     void reloadLater();
+    void showHistory(std::vector<UsageSample> samples);
+    void showWeek();
+    bool liesAhead() const;
     void clearAccountData();
     void forgetReading();
 
     StateContext& context;
     const UtilityFields& fields;
     AccountConnection& connection;
-    HistoryStore history;
+    HistoryStore store;
+    std::vector<UsageSample> history; ///< of the current account
+    bool hidesReadings = false;       ///< which lie ahead of the clock
 
     std::int64_t failures = 0; ///< consecutive failed refreshes
     DueTime nextRefresh;

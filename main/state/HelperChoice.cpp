@@ -1,7 +1,5 @@
 #include "state/HelperChoice.h"
 
-#include "state/StatusTexts.h"
-
 #include <optional>
 
 namespace tallywick {

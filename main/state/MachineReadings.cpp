@@ -1,7 +1,6 @@
 #include "state/MachineReadings.h"
 
 #include "base/CanonicalPath.h"
-#include "state/StatusTexts.h"
 
 #include <algorithm>
 #include <utility>

@@ -1,5 +1,8 @@
 #include "state/NumberTexts.h"
 
+#include <QDateTime>
+#include <QLocale>
+
 #include <array>
 #include <charconv>
 #include <cmath>
@@ -23,6 +26,12 @@ std::string gibibytes(std::int64_t bytes) {
 
 /// A half goes away from zero.
 std::string roundedText(double value) { return std::to_string(std::llround(value)); }
+
+/// The locale's own short form. What could be made of its long form reads wrong in some languages.
+std::string shortDate(Timestamp time) {
+    const QDate date = QDateTime::fromSecsSinceEpoch(static_cast<qint64>(time)).date();
+    return QLocale().toString(date, QLocale::ShortFormat).toStdString();
+}
 
 } // namespace
 
@@ -70,6 +79,39 @@ std::string meterAccessibilityValue(const std::optional<Quota>& quota) {
 
 std::string loadAccessibilityValue(std::optional<double> percent) {
     return percent ? roundedText(*percent) + " percent" : "Measuring";
+}
+
+std::string shortTime(Timestamp time) {
+    constexpr double millisecondsPerSecond = 1000;
+    const QTime local =
+        QDateTime::fromMSecsSinceEpoch(static_cast<qint64>(time * millisecondsPerSecond)).time();
+    const QLocale locale;
+    // The C locale is the only one whose short time has seconds.
+    return (locale.language() == QLocale::C ? local.toString(QStringLiteral("HH:mm"))
+                                            : locale.toString(local, QLocale::ShortFormat))
+        .toStdString();
+}
+
+std::string localDateTime(Timestamp time) {
+    return QDateTime::fromSecsSinceEpoch(static_cast<qint64>(time))
+        .toString(QStringLiteral("yyyy-MM-dd HH:mm"))
+        .toStdString();
+}
+
+std::string historyGraphValue(const HistoryGraph& graph) {
+    if (graph.points.empty())
+        return "No local readings in this allowance week yet";
+    return std::to_string(graph.points.size()) + " local readings in this allowance week";
+}
+
+std::string historyGraphHelp(const HistoryGraph& graph) {
+    if (graph.points.empty())
+        return "No readings saved in this allowance week yet. History begins when this utility "
+               "observes your allowance; it cannot backfill earlier usage.";
+    return std::to_string(graph.points.size()) + " saved readings since " + shortDate(graph.since)
+           + ", " + shortTime(graph.since)
+           + ". A short recording may look like a dot on the full-week scale. Gaps over 30 minutes "
+             "and reset/correction segments stay separate; no history is fabricated.";
 }
 
 } // namespace tallywick

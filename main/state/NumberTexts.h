@@ -3,6 +3,7 @@
 #include "base/Time.h"
 #include "codex/AccountAnswers.h"
 #include "hardware/HardwareSnapshot.h"
+#include "history/HistoryGraphModel.h"
 
 #include <cstddef>
 #include <cstdint>
@@ -10,9 +11,10 @@
 #include <string>
 #include <string_view>
 
-/// The texts that stand for numbers, on the screen and for a screen reader. Pure functions; the
-/// decimal point is a full stop in every locale. Figures on the screen round an exact half to the
-/// even neighbour, as printf does; what a screen reader says rounds it away from zero.
+/// The texts that stand for numbers and times, on the screen and for a screen reader. Pure
+/// functions; the decimal point is a full stop in every locale. Figures on the screen round an
+/// exact half to the even neighbour, as printf does; what a screen reader says rounds it away from
+/// zero.
 namespace tallywick {
 
 std::string weeklyUsageText(const std::optional<Quota>& quota); ///< "42% used"
@@ -35,6 +37,12 @@ std::string tokenTooltip(std::string_view tokenStatus, std::optional<std::int64_
 /// The time left until the reset; absent without a reading.
 std::optional<std::string> resetText(const std::optional<Quota>& quota, Timestamp now);
 
+/// Hours and minutes of the local time as the default locale writes them, without seconds.
+std::string shortTime(Timestamp time);
+
+/// Date and time of day in the local time zone, the same in every locale: "2026-11-24 20:22".
+std::string localDateTime(Timestamp time);
+
 /// "Current account history: 12 samples"
 std::string historyCountText(std::size_t samples);
 
@@ -43,5 +51,17 @@ std::string meterAccessibilityValue(const std::optional<Quota>& quota);
 
 /// What a screen reader says for a load: "42 percent".
 std::string loadAccessibilityValue(std::optional<double> percent);
+
+// The graph of the allowance week
+
+/// Its name for a screen reader.
+inline constexpr std::string_view historyGraphLabel = "Current weekly usage history";
+
+/// Its value for a screen reader.
+std::string historyGraphValue(const HistoryGraph& graph);
+
+/// What it tells when it is pointed at; its date is written in the short form of the default
+/// locale.
+std::string historyGraphHelp(const HistoryGraph& graph);
 
 } // namespace tallywick

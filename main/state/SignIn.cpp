@@ -1,8 +1,6 @@
 #include "state/SignIn.h"
 
 #include "codex/AccountAnswers.h"
-#include "state/StatusTexts.h"
-
 namespace tallywick {
 
 namespace {
@@ -20,7 +18,7 @@ void SignIn::start() {
     refresh.signInDidBegin();
     deadline.emplace().set(context.clock(), longestSignIn);
     context.change().loginPending = true;
-    context.change().status = StatusText::preparingSignIn;
+    context.change().status = Status::Kind::preparingSignIn;
     context.change().settingsStatus = SettingsText::preparingSignIn;
     connection.findHelpers([this](const HelperDiscovery::Outcome& found) { startWith(found); });
 }
@@ -42,8 +40,8 @@ void SignIn::didStart(const AccountService::LinkOutcome& result) {
         return;
     if (!result) {
         end();
-        context.change().status = sentence(result.error());
-        context.change().settingsStatus = sentence(result.error());
+        context.change().status = Status::failed(result.error());
+        context.change().settingsStatus = fields.status.text();
         return;
     }
     const auto link = signInLink(*result);
@@ -51,7 +49,7 @@ void SignIn::didStart(const AccountService::LinkOutcome& result) {
         cancel();
         return;
     }
-    context.change().status = StatusText::waitingForSignIn;
+    context.change().status = Status::Kind::waitingForSignIn;
     context.change().settingsStatus = SettingsText::waitingForSignIn;
     if (!workspace.openAddress(*link)) {
         cancel();
@@ -72,8 +70,8 @@ void SignIn::cancel() {
     connection.abandonWork();
     end();
     connection.service().cancelLogin();
-    context.change().status = StatusText::signInCancelled;
-    context.change().settingsStatus = StatusText::signInCancelled;
+    context.change().status = Status::Kind::signInCancelled;
+    context.change().settingsStatus = fields.status.text();
     refresh.postpone(delayAfterCancel);
 }
 

@@ -4,9 +4,11 @@
 #include "codex/AccountAnswers.h"
 #include "codex/ConnectionIssue.h"
 #include "hardware/HardwareSnapshot.h"
-#include "history/UsageHistory.h"
-#include "state/StatusTexts.h"
+#include "history/HistoryGraphModel.h"
+#include "state/SettingsTexts.h"
+#include "state/Status.h"
 
+#include <cstddef>
 #include <optional>
 #include <string>
 #include <vector>
@@ -17,12 +19,13 @@ namespace tallywick {
 struct UtilityFields {
     std::optional<Quota> quota; ///< the current account's last reading
     TokenActivity tokens;
-    std::string status{StatusText::findingCodex};
+    Status status;
     std::vector<VolumeInfo> volumes;
     std::optional<double> cpuPercent;
     std::optional<double> memoryPercent;
-    std::vector<UsageSample> history; ///< of the current account
-    bool mini = false;                ///< the mini layout, else the full one
+    std::size_t historyCount = 0; ///< readings of the current account that are kept
+    HistoryGraph week;            ///< those of the current allowance week
+    bool mini = false;            ///< the mini layout, else the full one
     /// The desktop decides the window's size: it shows the layout of `mini`, whatever its height.
     bool sizeIsImposed = false;
     bool light = false;  ///< the day theme, else the night theme
@@ -44,10 +47,9 @@ struct UtilityFields {
 };
 
 /// Whether the account actions of Settings have to wait.
-bool accountActionsBusy(const UtilityFields& fields);
-
-/// One line for a terminal: the badge, the status line, and the reading as far as there is one. It
-/// changes exactly when one of these does, and not with the time alone.
-std::string watchLine(const UtilityFields& fields);
+inline bool accountActionsBusy(const UtilityFields& fields) {
+    return fields.accountBusy || fields.validatingHelper || fields.loginPending
+           || fields.maintenance;
+}
 
 } // namespace tallywick

@@ -1,7 +1,6 @@
 #include "state/UtilityState.h"
 
 #include "base/Product.h"
-#include "state/StatusTexts.h"
 
 #include <QCoreApplication>
 #include <QUrl>

@@ -17,9 +17,16 @@ const Report full{.quota = Quota{42, 1'795'531'020},
                   .observedAt = now,
                   .helperLocation = std::nullopt};
 
-TEST(Report, WritesALineAValue) {
-    ::setenv("TZ", "Asia/Kathmandu", 1); // UTC+5:45
-    ::tzset();
+/// Far from the universal time.
+class ReportTest : public ::testing::Test {
+  protected:
+    ReportTest() {
+        ::setenv("TZ", "Asia/Kathmandu", 1); // UTC+5:45
+        ::tzset();
+    }
+};
+
+TEST_F(ReportTest, WritesALineAValue) {
     EXPECT_EQ(reportText(full), "WEEKLY USAGE     42% used\n"
                                 "REMAINING        58% remaining\n"
                                 "RESETS           2026-11-24 20:22\n"
@@ -30,7 +37,7 @@ TEST(Report, WritesALineAValue) {
               "Codex helper stopped. Retrying shortly.\nHELPER           not found\n");
 }
 
-TEST(Report, WritesOneJsonObject) {
+TEST_F(ReportTest, WritesOneJsonObject) {
     EXPECT_EQ(reportJson(full),
               R"({"helperLocation":null,"latestDay":"2026-11-22","latestDayTokens":2088648,)"
               R"("lifetimeTokens":1828976990,"observedAt":1795390000,"remainingPercent":58,)"
@@ -40,6 +47,22 @@ TEST(Report, WritesOneJsonObject) {
     overdue.observedAt = full.quota->reset + 5;
     EXPECT_THAT(reportJson(overdue), HasSubstr(R"("secondsUntilReset":0,)"));
     EXPECT_THAT(reportJson({}), HasSubstr(R"("resetsAt":null,)"));
+}
+
+TEST_F(ReportTest, OfAWatchTellsBadgeStatusAndReadingButNotTheTime) {
+    UtilityFields fields;
+    EXPECT_EQ(watchLine(fields), "[CONNECTING] Finding Codex…");
+    fields.status = Status::failed(ConnectionIssue::stopped);
+    fields.loginPending = true;
+    EXPECT_EQ(watchLine(fields), "[CONNECTING] Codex helper stopped. Retrying shortly.");
+    fields.status = Status::Kind::withoutAllowance;
+    fields.loginPending = false;
+    fields.quota = full.quota;
+    fields.tokens = full.tokens;
+    for (fields.now = now; fields.now < now + 100; fields.now += 60)
+        EXPECT_EQ(watchLine(fields),
+                  "[STATUS] Connected · Weekly allowance unavailable | 42% used, 58% remaining | "
+                  "resets 2026-11-24 20:22 | 1.8B lifetime tokens | 2.1M on 2026-11-22");
 }
 
 } // namespace

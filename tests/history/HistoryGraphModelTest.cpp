@@ -38,7 +38,7 @@ TEST(HistoryGraphModel, ShowsTheSamplesOfTheCurrentWeekInTheirOrder) {
 
 TEST(HistoryGraphModel, PutsThemWhereTimeAndUsageSay) {
     const auto location = [](const UsageSample& sample, std::optional<Timestamp> end, QSizeF area) {
-        return points(std::vector{sample}, sample.timestamp, end, area).at(0).location;
+        return points(graph(std::vector{sample}, sample.timestamp, end), area).at(0).location;
     };
     EXPECT_EQ(location(at(start, 0), reset, {206, 36}), QPointF(3, 33));
     EXPECT_EQ(location(at(start + 302'400, 50), reset, {206, 36}), QPointF(103, 18));
@@ -49,7 +49,7 @@ TEST(HistoryGraphModel, PutsThemWhereTimeAndUsageSay) {
 
 TEST(HistoryGraphModel, JoinsOnlyWhatWasObservedInOnePiece) {
     const auto isJoined = [](const UsageSample& next) {
-        const auto shown = points(std::vector{at(now - 3'600), next}, now, {}, {206, 36});
+        const auto shown = graph(std::vector{at(now - 3'600), next}, now, {}).points;
         EXPECT_TRUE(shown.at(0).startsSegment);
         return !shown.at(1).startsSegment;
     };

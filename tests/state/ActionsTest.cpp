@@ -14,15 +14,15 @@ class SignIn : public StateTest {
   protected:
     SignIn() {
         start();
-        EXPECT_EQ(signIn(), StatusText::waitingForSignIn);
+        EXPECT_EQ(signIn(), Status::Kind::waitingForSignIn);
     }
 
     /// The status once the sign-in has been prepared.
-    std::string signIn() {
+    Status signIn() {
         state->startSignIn();
-        EXPECT_EQ(fields().status, StatusText::preparingSignIn);
+        EXPECT_EQ(fields().status, Status::Kind::preparingSignIn);
         EXPECT_EQ(fields().settingsStatus, SettingsText::preparingSignIn);
-        waitUntil([this] { return fields().status != StatusText::preparingSignIn; });
+        waitUntil([this] { return fields().status != Status::Kind::preparingSignIn; });
         return fields().status;
     }
     void complete(bool success) {
@@ -43,13 +43,13 @@ TEST_F(SignIn, OpensTheBrowserAndReadsTheAccountWhenItIsDone) {
     EXPECT_EQ(takeRefreshes(), std::vector<int>()) << "nothing disturbs it";
     helper->changeAccount();
     waitUntil([&] { return !fields().quota; });
-    EXPECT_EQ(fields().status, StatusText::waitingForSignIn);
+    EXPECT_EQ(fields().status, Status::Kind::waitingForSignIn);
 
     notes.clear();
     complete(true);
     EXPECT_THAT(notes, ElementsAre(SettingsText::signInCompleted, ""))
         << "it promises a reading, which has come";
-    EXPECT_EQ(fields().status, "LIVE · Synced 14:04");
+    EXPECT_EQ(fields().status.text(), "LIVE · Synced 14:04");
     EXPECT_EQ(launches, 1);
     signIn();
     account = fails(ConnectionIssue::offline);
@@ -62,10 +62,10 @@ TEST_F(SignIn, OpensTheBrowserAndReadsTheAccountWhenItIsDone) {
 
 TEST_F(SignIn, EndsAfterTenMinutesOrWhenItIsCancelled) {
     pass(600);
-    EXPECT_EQ(fields().status, StatusText::waitingForSignIn) << "the last tick came early";
+    EXPECT_EQ(fields().status, Status::Kind::waitingForSignIn) << "the last tick came early";
     EXPECT_EQ(fields().settingsStatus, SettingsText::waitingForSignIn);
     pass(5);
-    EXPECT_EQ(fields().status, StatusText::signInCancelled);
+    EXPECT_EQ(fields().status, Status::Kind::signInCancelled);
     EXPECT_EQ(fields().settingsStatus, SettingsText::signInTimedOut);
     pass(20);
     EXPECT_EQ(takeRefreshes(), std::vector<int>{620});
@@ -74,26 +74,26 @@ TEST_F(SignIn, EndsAfterTenMinutesOrWhenItIsCancelled) {
     helper->emit(LoginCompleted{"L1", true}); // too late
     state->cancelSignIn();
     waitUntil([this] { return fields().connectionDetails.category == "cancelled"; });
-    EXPECT_EQ(fields().status, StatusText::signInCancelled);
-    EXPECT_EQ(fields().settingsStatus, StatusText::signInCancelled);
+    EXPECT_EQ(fields().status, Status::Kind::signInCancelled);
+    EXPECT_EQ(fields().settingsStatus, fields().status.text());
     pass(15);
     state->cancelSignIn(); // there is none
-    EXPECT_EQ(fields().status, "LIVE · Synced 14:10");
+    EXPECT_EQ(fields().status.text(), "LIVE · Synced 14:10");
 }
 
 TEST_F(SignIn, EndsWhenItCannotGoOn) {
     state->cancelSignIn();
     workspace.works = false;
-    EXPECT_EQ(signIn(), StatusText::signInCancelled);
+    EXPECT_EQ(signIn(), Status::Kind::signInCancelled);
     EXPECT_EQ(fields().settingsStatus, SettingsText::browserFailed);
     login = fails(ConnectionIssue::offline);
-    EXPECT_EQ(signIn(), sentence(ConnectionIssue::offline));
-    EXPECT_EQ(fields().settingsStatus, fields().status);
+    EXPECT_EQ(signIn(), Status::failed(ConnectionIssue::offline));
+    EXPECT_EQ(fields().settingsStatus, fields().status.text());
     EXPECT_EQ(fields().connectionDetails.category, rawValue(ConnectionIssue::offline));
     candidates.clear();
     state->reloadConnection();
     settle();
-    EXPECT_EQ(signIn(), sentence(ConnectionIssue::missingHelper));
+    EXPECT_EQ(signIn(), Status::failed(ConnectionIssue::missingHelper));
     EXPECT_FALSE(fields().loginPending);
 }
 
@@ -123,7 +123,7 @@ class HelperChoice : public StateTest {
     }
     std::string useAutomatic() {
         state->useAutomaticDiscovery();
-        EXPECT_EQ(fields().status, StatusText::reloading);
+        EXPECT_EQ(fields().status, Status::Kind::reloading);
         waitUntil([this] { return !fields().settingsStatus.empty(); });
         settle();
         return fields().settingsStatus;
@@ -138,7 +138,7 @@ TEST_F(HelperChoice, IsKeptAfterTheHandshakeUntilItIsForgotten) {
     initialize = fails(BridgeFailure::timeout());
     EXPECT_EQ(choose("/home/me/codex"), SettingsText::helperRefused);
     EXPECT_EQ(kept(), std::nullopt);
-    EXPECT_EQ(fields().status, "LIVE · Synced 14:00");
+    EXPECT_EQ(fields().status.text(), "LIVE · Synced 14:00");
     EXPECT_EQ(launches, 2);
 
     initialize = gives({});

@@ -77,7 +77,7 @@ TEST_F(StateLifeCycle, MaintenancePausesEverythingAndIsSurvived) {
     EXPECT_TRUE(accountActionsBusy(fields()));
     pass(300);
     tryEverything();
-    EXPECT_EQ(fields().status, "LIVE · Synced 14:00");
+    EXPECT_EQ(fields().status.text(), "LIVE · Synced 14:00");
 
     allowance = gives(allowanceOf("A1", 50));
     state->leaveMaintenance();

@@ -50,11 +50,11 @@ TEST(SampleHelper, EachScenarioBecomesAStatus) {
         SCOPED_TRACE(row.scenario);
         RealHelper harness(row.scenario, row.accountCheck);
         const UtilityFields& fields = harness.fields();
-        EXPECT_EQ(statusBadge(fields.status, false), row.badge);
-        EXPECT_TRUE(fields.status.starts_with(row.status)) << fields.status;
+        EXPECT_EQ(fields.status.badge(false), row.badge);
+        EXPECT_TRUE(fields.status.text().starts_with(row.status)) << fields.status.text();
         EXPECT_EQ(fields.quota.has_value(), row.quota);
         EXPECT_EQ(fields.tokens.lifetime.has_value(), row.tokens);
-        EXPECT_EQ(fields.history.empty(), !row.quota);
+        EXPECT_EQ(fields.historyCount == 0, !row.quota);
         EXPECT_EQ(fields.connectionDetails.helperVersion, "0.169.0");
         EXPECT_EQ(harness.launches, row.launches);
     }

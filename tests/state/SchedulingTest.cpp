@@ -18,8 +18,8 @@ TEST_F(Scheduling, RefreshesAccountAndActivityInTheirTurn) {
     EXPECT_EQ(activities, 2);
     EXPECT_EQ(launches, 1);
     EXPECT_EQ(fields().displayedHelperPath, "/opt/tools/codex");
-    EXPECT_EQ(fields().status, "LIVE · Synced 14:04");
-    EXPECT_EQ(statuses.size(), 6U) << "it does not flicker";
+    EXPECT_EQ(fields().status.text(), "LIVE · Synced 14:04");
+    EXPECT_EQ(statuses.size(), 7U) << "it does not flicker";
 }
 
 TEST_F(Scheduling, WaitsLongerAfterEachFailureUntilASuccess) {
@@ -41,7 +41,7 @@ TEST_F(Scheduling, WithoutAHelperItLooksAgainEachMinute) {
     candidates.clear();
     preferences.setString("codexPath", "/home/me/codex");
     start();
-    EXPECT_EQ(fields().status, StatusText::codexNotFound);
+    EXPECT_EQ(fields().status, Status::Kind::codexNotFound);
     EXPECT_EQ(fields().displayedHelperPath, HelperPathText::notFound);
     EXPECT_EQ(preferred, "/home/me/codex");
     candidates = {"/opt/b\xE9ta/codex"};
@@ -54,9 +54,9 @@ TEST_F(Scheduling, AClockThatIsSetBackHoldsNothingUp) {
     start();
     now = now - 86'400;
     pass(5);
-    EXPECT_EQ(fields().status, "STALE · Last synced 14:00");
+    EXPECT_EQ(fields().status.text(), "STALE · Last synced 14:00");
     pass(65);
-    EXPECT_EQ(fields().status, "LIVE · Synced 14:01");
+    EXPECT_EQ(fields().status.text(), "LIVE · Synced 14:01");
     allowance = fails(ConnectionIssue::offline);
     pass(65);
     EXPECT_EQ(takeRefreshes().size(), 2U);
@@ -71,11 +71,11 @@ TEST_F(Scheduling, ADiskThatDoesNotAnswerHoldsUpNobody) {
     construct();
     tickAfter(5);
     EXPECT_TRUE(fields().accountBusy);
-    EXPECT_EQ(fields().status, StatusText::findingCodex);
+    EXPECT_EQ(fields().status, Status::Kind::findingCodex);
     construct(); // nor does the end of the state before wait for it
     disk.set_value();
     settle();
-    EXPECT_EQ(fields().status, "LIVE · Synced 14:00");
+    EXPECT_EQ(fields().status.text(), "LIVE · Synced 14:00");
 }
 
 TEST_F(Scheduling, RequestsInMidRefreshAreHonouredAfterIt) {
@@ -101,7 +101,7 @@ TEST_F(Scheduling, SleepSilencesARefreshAndWakeBeginsAnother) {
     pass(125);
     EXPECT_EQ(takeRefreshes(), Times()) << "not while asleep";
     EXPECT_EQ(fields().quota->used, 40);
-    EXPECT_EQ(fields().status, "STALE · Last synced 14:00");
+    EXPECT_EQ(fields().status.text(), "STALE · Last synced 14:00");
 
     usage = gives(usageOf(1));
     powerEvents.handlers.didWake();
@@ -121,7 +121,7 @@ TEST_F(Scheduling, ARefreshWithoutEndIsGivenUp) {
     EXPECT_TRUE(fields().accountBusy);
     tickAfter(1);
     EXPECT_FALSE(fields().accountBusy);
-    EXPECT_EQ(fields().status,
+    EXPECT_EQ(fields().status.text(),
               "STALE · Last synced 14:00 · " + std::string(sentence(ConnectionIssue::timeout)));
     allowance = gives(allowanceOf("A1"));
     pass(15);
@@ -133,9 +133,9 @@ TEST_F(Scheduling, AReadingGrowsStaleWithTheClock) {
     start();
     state->setShowingInstaller(true); // no refresh
     tickAfter(120);
-    EXPECT_EQ(fields().status, "LIVE · Synced 14:00");
+    EXPECT_EQ(fields().status.text(), "LIVE · Synced 14:00");
     tickAfter(1);
-    EXPECT_EQ(fields().status, "STALE · Last synced 14:00");
+    EXPECT_EQ(fields().status.text(), "STALE · Last synced 14:00");
 }
 
 TEST_F(Scheduling, OnlyAWayToTheInternetThatComesBackRefreshes) {

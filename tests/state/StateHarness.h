@@ -9,6 +9,12 @@
 
 #include <atomic>
 
+namespace tallywick {
+
+inline void PrintTo(const Status& status, std::ostream* out) { *out << status.text(); }
+
+} // namespace tallywick
+
 namespace tallywick::testing {
 
 struct FakePowerEvents : PowerEvents {
@@ -190,7 +196,7 @@ class StateHarness {
     std::vector<int> takeRefreshes() { return std::exchange(refreshes, {}); }
     const UtilityFields& fields() const { return state->fields(); }
 
-    std::vector<std::string> statuses;                 ///< that were announced
+    std::vector<Status> statuses;                      ///< that were announced
     std::vector<std::string> notes;                    ///< in the settings, that were announced
     static constexpr double startTime = 1'795'010'400; // 2026-11-18 14:00:00 UTC
     std::atomic<double> now = startTime;

@@ -1,4 +1,3 @@
-#include "state/HistoryGraphTexts.h"
 #include "state/NumberTexts.h"
 #include "state/UtilityFields.h"
 
@@ -23,39 +22,52 @@ TEST(Texts, ShowFiguresAndTheirAbsence) {
     EXPECT_EQ(capacityText({"/", "Root", 13'421'772'800, 512'110'190'592}), "12.5 / 476.9 GiB");
     EXPECT_EQ(tokenTooltip("ACTIVITY STALE", 1'234'567), "ACTIVITY STALE · 1234567");
     EXPECT_EQ(historyCountText(12), "Current account history: 12 samples");
-    EXPECT_EQ(historyGraphValue(1), "1 local readings in this allowance week");
+    EXPECT_EQ(historyGraphValue({{HistoryGraphPoint()}}),
+              "1 local readings in this allowance week");
     EXPECT_EQ(installationLabel(false, true, std::nullopt), "Checking installed bundle…");
     EXPECT_EQ(installationLabel(false, true, false), "Installation needs repair — Get Setup");
 }
 
-TEST(Texts, TellBadgeStatusAndReadingButNotTheTime) {
-    UtilityFields fields;
-    EXPECT_EQ(watchLine(fields), "[CONNECTING] Finding Codex…");
-    fields.status = sentence(ConnectionIssue::unsupportedAccount);
-    EXPECT_EQ(watchLine(fields), "[STATUS] " + fields.status);
-    fields.loginPending = true;
-    EXPECT_EQ(watchLine(fields), "[CONNECTING] " + fields.status);
-    fields.status = staleStatus(afternoon);
-    EXPECT_EQ(watchLine(fields), "[STALE] STALE · Last synced 14:01");
-    fields.status = liveStatus(afternoon);
-    fields.quota = {42, afternoon + 3 * 86'400};
-    fields.tokens = {1500, "2025-06-17", 999};
-    const std::string line = "[LIVE] LIVE · Synced 14:01 | 42% used, 58% remaining | resets "
-                             "2025-06-21 14:01 | 1.5K lifetime tokens | 999 on 2025-06-17";
-    EXPECT_EQ(watchLine(fields), line);
-    fields.now = afternoon + 60;
-    EXPECT_EQ(watchLine(fields), line);
+TEST(Texts, TellHowTheConnectionStands) {
+    using Kind = Status::Kind;
+    const struct {
+        Status status;
+        std::string_view badge, text;
+    } cases[] = {
+        {Status(), "CONNECTING", "Finding Codex…"},
+        {Kind::codexNotFound, "STATUS", "Codex not found · Choose it in Settings"},
+        {Status::live(afternoon), "LIVE", "LIVE · Synced 14:01"},
+        {Kind::withoutAllowance, "STATUS", "Connected · Weekly allowance unavailable"},
+        {Status::stale(afternoon), "STALE", "STALE · Last synced 14:01"},
+        {Status::stale(afternoon, ConnectionIssue::stopped), "STALE",
+         "STALE · Last synced 14:01 · Codex helper stopped. Retrying shortly."},
+        {Kind::retrying, "STALE", "STALE · Retrying Codex connection…"},
+        {Status::failed(ConnectionIssue::stopped), "STATUS",
+         "Codex helper stopped. Retrying shortly."},
+        {Kind::reloading, "CONNECTING", "CONNECTING · Reloading saved Codex sign-in…"},
+        {Kind::preparingSignIn, "CONNECTING",
+         "CONNECTING · Preparing your requested browser sign-in…"},
+        {Kind::waitingForSignIn, "CONNECTING",
+         "CONNECTING · Complete sign-in in your browser (up to 10 minutes)."},
+        {Kind::signInCancelled, "STATUS",
+         "Sign-in cancelled. Your Codex account was not logged out."},
+    };
+    for (const auto& row : cases) {
+        EXPECT_EQ(row.status.text(), row.text);
+        EXPECT_EQ(row.status.badge(false), row.badge) << row.text;
+        EXPECT_EQ(row.status.badge(true), row.badge == "STATUS" ? "CONNECTING" : row.badge);
+    }
 }
 
 TEST(Texts, NameNeitherSecondsNorTheDayOfTheWeekInAnyLocale) {
-    const std::vector<UsageSample> sample{{afternoon, 1, 0, "a", {}}};
+    const HistoryGraph one{{HistoryGraphPoint()}, afternoon};
     const auto locales =
         QLocale::matchingLocales(QLocale::AnyLanguage, QLocale::AnyScript, QLocale::AnyTerritory);
     ASSERT_GT(locales.size(), 100);
     for (const QLocale& locale : locales) {
         QLocale::setDefault(locale);
         EXPECT_THAT(shortTime(afternoon), Not(HasSubstr(locale.toString(37).toStdString())));
-        EXPECT_THAT(historyGraphHelp(sample),
+        EXPECT_THAT(historyGraphHelp(one),
                     Not(HasSubstr(locale.dayName(3, QLocale::LongFormat).toStdString())));
     }
     const std::pair<QLocale, const char*> dates[] = {{QLocale::Japanese, "2025/06/18, 14:01."},
@@ -64,8 +76,7 @@ TEST(Texts, NameNeitherSecondsNorTheDayOfTheWeekInAnyLocale) {
                                                      {QLocale::c(), "18 Jun 2025, 14:01."}};
     for (const auto& [locale, date] : dates) {
         QLocale::setDefault(locale);
-        EXPECT_THAT(historyGraphHelp(sample),
-                    HasSubstr(std::string(" saved readings since ") + date));
+        EXPECT_THAT(historyGraphHelp(one), HasSubstr(std::string(" saved readings since ") + date));
     }
     EXPECT_THAT(historyGraphHelp({}), HasSubstr("No readings saved in this allowance week yet."));
 }

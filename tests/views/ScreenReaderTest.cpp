@@ -62,7 +62,7 @@ Button Open corvane.example
 StaticText CODEX WEEKLY USAGE
 StaticText ACCOUNT + THIS MAC
 StaticText Connection = LIVE
-StaticText LIVE · Synced 9:41
+StaticText LIVE · Synced 09:33
 Button Quit Tallywick
 StaticText 42% used
 StaticText 58% remaining
@@ -88,7 +88,7 @@ CheckBox Always on top
 Button Refresh
 Button Settings
 Button Share
-StaticText LIVE · Synced 9:41
+StaticText LIVE · Synced 09:33
 Button Resize utility
 )";
 

@@ -236,7 +236,7 @@ TEST_F(Sheets, ClipNothingOfTheLongestTexts) {
     fields.settingsStatus =
         std::string(SettingsText::detailsCopied) + " " + std::string(SettingsText::helperRefused);
     fields.displayedHelperPath = std::string(10000, '/') + "codex";
-    fields.history.resize(4096);
+    fields.historyCount = 4096;
     texts = {u"1234567890.1234567890.1234567890"_qs,
              u"PREVIEW — awaiting your approval · Installer / portable copy — install before "
              u"creating an alias"_qs};

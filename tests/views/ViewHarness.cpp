@@ -28,6 +28,8 @@ class ViewsEnvironment : public ::testing::EmptyTestEventListener {
   public:
     void OnEnvironmentsSetUpStart(const ::testing::UnitTest& /*suite*/) override {
         qputenv("QT_QPA_PLATFORM", "offscreen");
+        qputenv("TZ", "UTC");
+        qputenv("LC_ALL", "C.UTF-8");
         for (const char* inherited : {"QT_SCALE_FACTOR", "QT_SCREEN_SCALE_FACTORS",
                                       "QT_QPA_PLATFORMTHEME", "QT_STYLE_OVERRIDE"})
             qunsetenv(inherited);
@@ -72,7 +74,7 @@ UtilityFields sampleFields() {
     fields.quota = Quota{42, now + 2 * 86'400 + 5 * 3'600 + 13 * 60 + 30};
     fields.tokens = {123'456'789, "2026-11-21", 1'400'000};
     fields.tokenStatus = TokenStatusText::reported;
-    fields.status = "LIVE · Synced 9:41";
+    fields.status = Status::live(now);
     fields.cpuPercent = 17;
     fields.memoryPercent = 63;
     fields.volumes = manyVolumes(3);
@@ -84,9 +86,7 @@ UtilityFields widestFields() {
     fields.quota = Quota{100, now + 7 * 86'400 - 1};
     fields.tokens.lifetime = std::numeric_limits<std::int64_t>::max();
     fields.tokens.latestTokens = fields.tokens.lifetime;
-    fields.status =
-        "STALE · Last synced 12:59:59 AM · Codex could not be reached, which takes a very "
-        "long text to explain: longer than any line of the window.";
+    fields.status = Status::stale(now, ConnectionIssue::externalSession);
     fields.cpuPercent = 100;
     fields.memoryPercent = 100;
     fields.volumes[0] = {"/", std::string(10'000, 'W'), 999'999 * gibibyte, 999'999 * gibibyte};

@@ -2,7 +2,7 @@
 
 #include "base/Product.h"
 #include "state/NumberTexts.h"
-#include "state/StatusTexts.h"
+#include "state/Status.h"
 #include "views/layouts/DesignLayout.h"
 #include "views/look/Painting.h"
 #include "views/look/TextPainting.h"
@@ -83,8 +83,8 @@ class FullView::Header final : public QWidget {
     }
 
     void present(const UtilityFields& fields) {
-        badge->present(statusBadge(fields.status, fields.loginPending), isLive(fields.status));
-        status->present(QString::fromStdString(fields.status));
+        badge->present(fields.status.badge(fields.loginPending), fields.status.isLive());
+        status->present(QString::fromStdString(fields.status.text()));
     }
 
   protected:
@@ -209,8 +209,7 @@ void FullView::present(const UtilityFields& fields, int volumeRows) {
     remaining->present(QString::fromStdString(remainingText(fields.quota)));
     countdown->present(resetText(fields.quota, fields.now));
     meter->present(fields.quota);
-    graph->present(fields.history, fields.now,
-                   fields.quota ? std::optional(fields.quota->reset) : std::nullopt);
+    graph->present(fields.week);
     lifetime->present("LIFETIME TOKENS", fields.tokens.lifetime, fields.tokenStatus);
     latestDay->present(latestDayTitle(fields.tokens), fields.tokens.latestTokens,
                        fields.tokenStatus);
@@ -218,7 +217,7 @@ void FullView::present(const UtilityFields& fields, int volumeRows) {
     memory->present(fields.memoryPercent);
     presentVolumes(fields.volumes, volumeRows);
     toolbar->present(fields);
-    const QString status = QString::fromStdString(fields.status);
+    const QString status = QString::fromStdString(fields.status.text());
     footer->present(status, status);
 }
 

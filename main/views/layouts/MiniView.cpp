@@ -33,7 +33,7 @@ MiniView::MiniView(const ViewStyle& viewStyle, const UtilityActions& actions, QW
 
 void MiniView::present(const UtilityFields& fields) {
     pin->present(fields.pinned);
-    const QString freshness = QString::fromStdString(fields.status);
+    const QString freshness = QString::fromStdString(fields.status.text());
     usage->present(QString::fromStdString(weeklyUsageText(fields.quota)), freshness);
     remaining->present(QString::fromStdString(remainingText(fields.quota)));
     meter->present(fields.quota);
@@ -41,7 +41,7 @@ void MiniView::present(const UtilityFields& fields) {
     latestDay->present(latestDayTitle(fields.tokens), fields.tokens.latestTokens,
                        fields.tokenStatus);
     status->present(freshness);
-    status->setVisible(!isLive(fields.status));
+    status->setVisible(!fields.status.isLive());
 }
 
 void MiniView::arrange() {

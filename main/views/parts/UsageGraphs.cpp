@@ -1,6 +1,5 @@
 #include "views/parts/UsageGraphs.h"
 
-#include "state/HistoryGraphTexts.h"
 #include "state/NumberTexts.h"
 #include "views/look/Painting.h"
 
@@ -12,7 +11,6 @@
 #include <algorithm>
 #include <cmath>
 #include <cstddef>
-#include <utility>
 
 namespace tallywick {
 
@@ -212,49 +210,28 @@ void paintHistoryGraph(QPainter& painter, const QRectF& area, const Theme& theme
     painter.restore();
 }
 
-namespace {
-
-/// Without a reset the week slides on with the clock, by far less than a pixel at a time. What has
-/// moved by less than this is not drawn anew.
-constexpr double visibleMove = 0.25;
-
-bool looksAlike(const HistoryGraphPoint& one, const HistoryGraphPoint& other) {
-    const QPointF move = one.location - other.location;
-    return one.startsSegment == other.startsSegment && std::abs(move.x()) < visibleMove
-           && std::abs(move.y()) < visibleMove;
-}
-
-} // namespace
-
 UsageHistoryGraph::UsageHistoryGraph(const ViewStyle& viewStyle, QWidget* parent)
     : Figure(viewStyle, parent) {
-    present({}, 0, std::nullopt);
+    describeShown();
 }
 
-void UsageHistoryGraph::present(const std::vector<UsageSample>& samples, Timestamp newNow,
-                                std::optional<Timestamp> newReset) {
-    now = newNow;
-    reset = newReset;
-    week = HistoryGraphModel::weekSamples(samples, now, reset);
-    describe(QString::fromUtf8(historyGraphLabel),
-             QString::fromStdString(historyGraphValue(week.size())),
-             QString::fromStdString(historyGraphHelp(week)));
-    std::vector<HistoryGraphPoint> newPoints = currentPoints();
-    if (std::ranges::equal(newPoints, points, looksAlike))
+void UsageHistoryGraph::present(const HistoryGraph& graph) {
+    if (graph == shown)
         return;
-    points = std::move(newPoints);
+    shown = graph;
+    describeShown();
     update();
+}
+
+void UsageHistoryGraph::describeShown() {
+    describe(QString::fromUtf8(historyGraphLabel), QString::fromStdString(historyGraphValue(shown)),
+             QString::fromStdString(historyGraphHelp(shown)));
 }
 
 void UsageHistoryGraph::paintEvent(QPaintEvent*) {
     PartPainter painter(this, style);
-    paintHistoryGraph(painter, painter.bounds(), style.theme, points);
-}
-
-void UsageHistoryGraph::resizeEvent(QResizeEvent*) { points = currentPoints(); }
-
-std::vector<HistoryGraphPoint> UsageHistoryGraph::currentPoints() const {
-    return HistoryGraphModel::points(week, now, reset, QSizeF(size()) / style.scale);
+    paintHistoryGraph(painter, painter.bounds(), style.theme,
+                      HistoryGraphModel::points(shown, painter.bounds().size()));
 }
 
 } // namespace tallywick

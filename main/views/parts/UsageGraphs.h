@@ -50,21 +50,15 @@ class UsageHistoryGraph final : public Figure {
   public:
     UsageHistoryGraph(const ViewStyle& style, QWidget* parent);
 
-    /// `reset` is that of the present reading; absent without one.
-    void present(const std::vector<UsageSample>& samples, Timestamp now,
-                 std::optional<Timestamp> reset);
+    void present(const HistoryGraph& graph);
 
   protected:
     void paintEvent(QPaintEvent* event) override;
-    void resizeEvent(QResizeEvent* event) override;
 
   private:
-    std::vector<HistoryGraphPoint> currentPoints() const;
+    void describeShown();
 
-    std::vector<UsageSample> week; ///< the samples that are shown
-    Timestamp now = 0;
-    std::optional<Timestamp> reset;
-    std::vector<HistoryGraphPoint> points; ///< as they were last drawn
+    HistoryGraph shown;
 };
 
 } // namespace tallywick

@@ -122,7 +122,7 @@ LocalDataSection::LocalDataSection(Sheet& shownIn)
 }
 
 void LocalDataSection::present(const UtilityFields& fields) {
-    count->setText(QString::fromStdString(historyCountText(fields.history.size())));
+    count->setText(QString::fromStdString(historyCountText(fields.historyCount)));
 }
 
 } // namespace tallywick

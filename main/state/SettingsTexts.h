@@ -1,31 +1,15 @@
 #pragma once
 
-#include "base/Time.h"
-#include "codex/ConnectionIssue.h"
 #include "platform/files/FileAccess.h"
 
 #include <optional>
 #include <string>
 #include <string_view>
 
-/// The texts that tell how fresh and how trustworthy the readings are, and the rules that choose
-/// among them.
+/// The sentences that Settings and the cards show: results of the user's actions, where the helper
+/// lies, how far the token activity is to be trusted, how the program is installed. All texts are
+/// UTF-8.
 namespace tallywick {
-
-/// Values of the status line.
-namespace StatusText {
-inline constexpr std::string_view findingCodex = "Finding Codex…";
-inline constexpr std::string_view codexNotFound = "Codex not found · Choose it in Settings";
-inline constexpr std::string_view withoutAllowance = "Connected · Weekly allowance unavailable";
-inline constexpr std::string_view reloading = "CONNECTING · Reloading saved Codex sign-in…";
-inline constexpr std::string_view retrying = "STALE · Retrying Codex connection…";
-inline constexpr std::string_view preparingSignIn =
-    "CONNECTING · Preparing your requested browser sign-in…";
-inline constexpr std::string_view waitingForSignIn =
-    "CONNECTING · Complete sign-in in your browser (up to 10 minutes).";
-inline constexpr std::string_view signInCancelled =
-    "Sign-in cancelled. Your Codex account was not logged out.";
-} // namespace StatusText
 
 /// Values of the label of the token activity.
 namespace TokenStatusText {
@@ -76,27 +60,6 @@ inline constexpr std::string_view notFoundAutomatically = "Codex was not found a
 } // namespace SettingsText
 
 std::string_view storageNotice(StorageObstacle obstacle);
-
-/// Hours and minutes of the local time as the default locale writes them, without seconds.
-std::string shortTime(Timestamp time);
-
-std::string liveStatus(Timestamp observedAt);
-std::string staleStatus(Timestamp lastGood);
-std::string staleStatus(Timestamp lastGood, ConnectionIssue issue);
-
-/// Whether a reading is too old to be called live: more than 120 seconds. One that lies in the
-/// future, after the clock was set back, is of unknown age and counts as stale too; 5 seconds are
-/// allowed for a clock that is being adjusted.
-bool isStale(Timestamp lastGood, Timestamp now);
-
-/// Whether the status line calls the reading live; its badge then has the accent colour.
-bool isLive(std::string_view status);
-
-/// Whether the status line speaks of a reading that is there.
-bool describesReading(std::string_view status);
-
-/// One word for the status line: "LIVE", "STALE", "CONNECTING" or "STATUS".
-std::string_view statusBadge(std::string_view status, bool loginPending);
 
 /// The label for token activity that has arrived.
 std::string_view tokenStatusReceived(bool hasLifetime);
