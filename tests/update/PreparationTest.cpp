@@ -86,7 +86,7 @@ class PreparationTest : public ::testing::Test {
     const UpdateCache cache = UpdateCache::open(folder.path()).value();
     UpdateManifest manifest;
     CancellationFlag flag;
-    UnpackTool tool{UNPACK_RELEASE};
+    UnpackTool tool{MAKE_RELEASE, {"unpack"}};
     const std::unique_ptr<CodeSignature> signature = systemCodeSignature();
     const UpdatePreparation::Means means{cache, tool, *signature};
 };
@@ -311,7 +311,7 @@ TEST_F(PreparationTest, looksAtWhatTheToolHasLeft) {
         download(archive);
         tool = {"/bin/sh",
                 {"-ec",
-                 std::string("out=$('" UNPACK_RELEASE "' \"$1\" \"$2\" \"$3\")\n"
+                 std::string("out=$('" MAKE_RELEASE "' unpack \"$1\" \"$2\" \"$3\")\n"
                              "D=$3; cd \"$D\"/*.app/Contents\n")
                      + row.after + "\nprintf %s \"$out\"",
                  "sh"}};
