@@ -7,7 +7,9 @@ namespace {
 
 using namespace std::string_literals;
 
-std::string nested(std::size_t depth) { return std::string(depth, '[') + std::string(depth, ']'); }
+std::string nestedArrays(std::size_t depth) {
+    return std::string(depth, '[') + std::string(depth, ']');
+}
 
 TEST(Json, isExactlyOneValidValue) {
     const struct {
@@ -19,10 +21,13 @@ TEST(Json, isExactlyOneValidValue) {
         {"a byte order mark", "\xEF\xBB\xBF[1]", true},
         {"an escaped NUL and a surrogate pair", R"("\u0000\ud83d\ude00")", true},
         {"brackets within a string", "\"\\\"" + std::string(1000, '[') + "\\\\\"", true},
-        {"the deepest nesting, twice", "[" + nested(511) + "," + nested(511) + ",{}]", true},
-        {"one level too deep", nested(maximumJsonDepth + 1), false},
-        {"one level too deep in an object", "{\"a\":" + nested(maximumJsonDepth) + "}", false},
-        {"one level too deep behind a string", R"(["\\",)" + nested(maximumJsonDepth) + "]", false},
+        {"the deepest nesting, twice", "[" + nestedArrays(511) + "," + nestedArrays(511) + ",{}]",
+         true},
+        {"one level too deep", nestedArrays(maximumJsonDepth + 1), false},
+        {"one level too deep in an object", "{\"a\":" + nestedArrays(maximumJsonDepth) + "}",
+         false},
+        {"one level too deep behind a string", R"(["\\",)" + nestedArrays(maximumJsonDepth) + "]",
+         false},
         {"a hundred thousand opening brackets", std::string(100'000, '['), false},
         {"nothing", "", false},
         {"two values", "1 2", false},

@@ -12,8 +12,9 @@ std::string document(const std::string& content, const std::string& doctype = ""
            + content + "</plist>";
 }
 
-std::string nested(std::size_t depth) {
-    return depth == 0 ? "<true/>" : "<dict><key>k</key>" + nested(depth - 1) + "</dict>";
+std::string nestedDictionaries(std::size_t depth) {
+    return depth == 0 ? "<true/>"
+                      : "<dict><key>k</key>" + nestedDictionaries(depth - 1) + "</dict>";
 }
 
 TEST(PropertyList, readsBackWhatItWrites) {
@@ -78,9 +79,10 @@ TEST(PropertyList, refusesWhatIsNoDictionaryOfText) {
 }
 
 TEST(PropertyList, keepsItsLimits) {
-    EXPECT_TRUE(parsePropertyList(document(nested(maximumPropertyListDepth))));
-    EXPECT_FALSE(parsePropertyList(document(nested(maximumPropertyListDepth + 1))));
-    EXPECT_FALSE(parsePropertyList(document(nested(2000)))) << "what fits into the bytes";
+    EXPECT_TRUE(parsePropertyList(document(nestedDictionaries(maximumPropertyListDepth))));
+    EXPECT_FALSE(parsePropertyList(document(nestedDictionaries(maximumPropertyListDepth + 1))));
+    EXPECT_FALSE(parsePropertyList(document(nestedDictionaries(2000))))
+        << "what fits into the bytes";
 
     std::string text = document("<dict/>");
     text.resize(maximumPropertyListBytes, ' ');

@@ -25,7 +25,7 @@ const std::string timeoutText = BridgeFailure::timeout().description();
 const std::string oversizedText = BridgeFailure::oversizedResponse().description();
 
 // Steps of a helper.
-const std::string answer = R"(send {"id":$ID,"result":{}})";
+const std::string emptyAnswer = R"(send {"id":$ID,"result":{}})";
 const std::string ready =
     R"(send {"method":"account/login/completed","params":{"loginId":"ready"}})";
 
@@ -77,7 +77,7 @@ TEST(CodexBridge, AnswersARequestWhateverElseTheHelperDoes) {
         std::string outcome;
     } rows[] = {
         {{"bytewise " + rightly.substr(5)}, right},
-        {{rightly, answer}, right},
+        {{rightly, emptyAnswer}, right},
         {{"raw \xEF\xBB\xBF{\"id\":$ID,\"result\":{\"right\":true}}\\r\\n"}, right},
         // Behind lines that are no messages,
         {{R"(raw \n\r\njunk\n[1]\n"text"\n{"id":$ID,"result"\n\0\n{"id":$ID,"result":{}}\0x\n)",
@@ -114,8 +114,8 @@ TEST(CodexBridge, AnswersARequestWhateverElseTheHelperDoes) {
 TEST(CodexBridge, WritesItsMessagesByteForByte) {
     Session session({"expect initialize",
                      R"(send {"id":$ID,"result":{"userAgent":"codex/4.55.6-b"}})",
-                     "expect initialized", "expect account/read", answer,
-                     "expect account/login/cancel", answer});
+                     "expect initialized", "expect account/read", emptyAnswer,
+                     "expect account/login/cancel", emptyAnswer});
     session.bridge->initialize();
     EXPECT_EQ(session.bridge->version(), "4.55.6");
     session.ask("account/read", {{"refreshToken", false}});
@@ -146,7 +146,7 @@ TEST(CodexBridge, TellsWhatTheHelperSaysByItselfAndRefusesItsRequests) {
 }
 
 TEST(CodexBridge, SendsOnlyWhatItMay) {
-    Session session({"expect account/login/start", answer});
+    Session session({"expect account/login/start", emptyAnswer});
     for (std::size_t i = 0; i <= CodexBridge::maximumPending; ++i) { // none of them stays pending
         EXPECT_EQ(session.ask("account/logout"), "Codex response error: unsupported operation");
         EXPECT_EQ(session.ask("account/read", {{"padding", std::string(2'097'152, 'x')}}),

@@ -12,8 +12,8 @@ namespace tallywick {
 
 namespace {
 
-const QString path = QStringLiteral("/com/corvane/tallywick");
-const QString interface = QStringLiteral("org.freedesktop.Application");
+const QString applicationPath = QStringLiteral("/com/corvane/tallywick");
+const QString applicationInterface = QStringLiteral("org.freedesktop.Application");
 
 constexpr std::chrono::seconds activationLimit{1};
 
@@ -39,7 +39,7 @@ SessionActivation::SessionActivation(QDBusConnection sessionBus, OnActivate acti
     if (!bus.isConnected())
         return;
     // The object first: who finds the name can call it.
-    if (bus.registerObject(path, this, QDBusConnection::ExportAllSlots))
+    if (bus.registerObject(applicationPath, this, QDBusConnection::ExportAllSlots))
         bus.registerService(activationService(QCoreApplication::applicationPid()));
 }
 
@@ -47,7 +47,7 @@ SessionActivation::~SessionActivation() {
     if (!bus.isConnected())
         return;
     bus.unregisterService(activationService(QCoreApplication::applicationPid()));
-    bus.unregisterObject(path);
+    bus.unregisterObject(applicationPath);
 }
 
 void SessionActivation::Activate(const QVariantMap& platformData) {
@@ -65,8 +65,9 @@ void SessionActivation::ActivateAction(const QString&, const QVariantList&,
 
 bool activateApplication(const QDBusConnection& sessionBus, int processId,
                          const std::string& launchToken, std::chrono::milliseconds limit) {
-    QDBusMessage call = QDBusMessage::createMethodCall(activationService(processId), path,
-                                                       interface, QStringLiteral("Activate"));
+    QDBusMessage call =
+        QDBusMessage::createMethodCall(activationService(processId), applicationPath,
+                                       applicationInterface, QStringLiteral("Activate"));
     call.setAutoStartService(false);
     QVariantMap platformData;
     for (const QString& key : tokenKeys)

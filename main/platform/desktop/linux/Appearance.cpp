@@ -13,10 +13,10 @@ namespace tallywick {
 
 namespace {
 
-const QString service = QStringLiteral("org.freedesktop.portal.Desktop");
-const QString path = QStringLiteral("/org/freedesktop/portal/desktop");
-const QString interface = QStringLiteral("org.freedesktop.portal.Settings");
-const QString signalName = QStringLiteral("SettingChanged");
+const QString portalService = QStringLiteral("org.freedesktop.portal.Desktop");
+const QString portalPath = QStringLiteral("/org/freedesktop/portal/desktop");
+const QString portalInterface = QStringLiteral("org.freedesktop.portal.Settings");
+const QString changeSignal = QStringLiteral("SettingChanged");
 const QString appearance = QStringLiteral("org.freedesktop.appearance");
 const QString accentKey = QStringLiteral("accent-color");
 const QString contrastKey = QStringLiteral("contrast");
@@ -56,18 +56,20 @@ bool isHighContrast(const QVariant& value) {
 } // namespace
 
 PortalAppearance::PortalAppearance(const QDBusConnection& sessionBus)
-    : bus(sessionBus), portal(service, sessionBus, QDBusServiceWatcher::WatchForRegistration) {}
+    : bus(sessionBus),
+      portal(portalService, sessionBus, QDBusServiceWatcher::WatchForRegistration) {}
 
 void PortalAppearance::start(std::function<void()> newHandler) {
     onChange = std::move(newHandler);
-    bus.connect(service, path, interface, signalName, this, SLOT(settingChanged(QDBusMessage)));
+    bus.connect(portalService, portalPath, portalInterface, changeSignal, this,
+                SLOT(settingChanged(QDBusMessage)));
     connect(&portal, &QDBusServiceWatcher::serviceRegistered, this, &PortalAppearance::read);
     read();
 }
 
 void PortalAppearance::read() {
-    QDBusMessage call =
-        QDBusMessage::createMethodCall(service, path, interface, QStringLiteral("ReadAll"));
+    QDBusMessage call = QDBusMessage::createMethodCall(portalService, portalPath, portalInterface,
+                                                       QStringLiteral("ReadAll"));
     call.setAutoStartService(false);
     call << QStringList{appearance};
     auto* const reading = new QDBusPendingCallWatcher(bus.asyncCall(call), this);

@@ -6,10 +6,10 @@ namespace tallywick {
 
 namespace {
 
-const QString service = QStringLiteral("org.freedesktop.login1");
-const QString path = QStringLiteral("/org/freedesktop/login1");
-const QString interface = QStringLiteral("org.freedesktop.login1.Manager");
-const QString signalName = QStringLiteral("PrepareForSleep");
+const QString loginService = QStringLiteral("org.freedesktop.login1");
+const QString loginPath = QStringLiteral("/org/freedesktop/login1");
+const QString loginInterface = QStringLiteral("org.freedesktop.login1.Manager");
+const QString sleepSignal = QStringLiteral("PrepareForSleep");
 
 } // namespace
 
@@ -19,11 +19,13 @@ LogindPowerEvents::~LogindPowerEvents() { LogindPowerEvents::stop(); }
 
 void LogindPowerEvents::start(Handlers newHandlers) {
     handlers = std::move(newHandlers);
-    bus.connect(service, path, interface, signalName, this, SLOT(prepareForSleep(bool)));
+    bus.connect(loginService, loginPath, loginInterface, sleepSignal, this,
+                SLOT(prepareForSleep(bool)));
 }
 
 void LogindPowerEvents::stop() {
-    bus.disconnect(service, path, interface, signalName, this, SLOT(prepareForSleep(bool)));
+    bus.disconnect(loginService, loginPath, loginInterface, sleepSignal, this,
+                   SLOT(prepareForSleep(bool)));
     handlers = {};
 }
 
