@@ -1,7 +1,9 @@
 #include "UtilityApp/CommandLine.h"
 
 #include "base/Product.h"
+#include "update/ReleaseUnpacker.h"
 
+#include <algorithm>
 #include <charconv>
 #include <string_view>
 
@@ -35,6 +37,8 @@ class Parser {
     explicit Parser(std::span<const char* const> given) : arguments(given) {}
 
     std::optional<CommandLine> parse() {
+        if (!arguments.empty() && is(ArchiveExtraction::argument))
+            return takeUnpacking();
         for (; next < arguments.size(); ++next)
             if (!takeTask() && !takeSwitch() && !takeSetting())
                 return std::nullopt;
@@ -51,6 +55,15 @@ class Parser {
         if (next + 1 == arguments.size() || *arguments[next + 1] == '\0')
             return std::nullopt;
         return arguments[++next];
+    }
+
+    /// Nothing goes with it.
+    std::optional<CommandLine> takeUnpacking() {
+        if (arguments.size() != 1 + result.unpacking.size())
+            return std::nullopt;
+        result.task = Task::unpack;
+        std::ranges::copy(arguments.subspan(1), result.unpacking.begin());
+        return result;
     }
 
     bool takeTask() {

@@ -2,6 +2,7 @@
 
 #include <tl/expected.hpp>
 
+#include <array>
 #include <filesystem>
 #include <optional>
 #include <span>
@@ -34,7 +35,8 @@ struct CommandLine {
         report, ///< read the account once
         watch,  ///< keep reading it, without a window
         locate, ///< tell which helpers there are, and start none
-        render  ///< draw the window into a file, without a display
+        render, ///< draw the window into a file, without a display
+        unpack  ///< be the process in which an update is unpacked; started by the program alone
     };
 
     Task task = Task::window;
@@ -43,6 +45,7 @@ struct CommandLine {
     bool verbose = false;                        ///< of a report: tells where the helper lies
     std::optional<std::filesystem::path> helper; ///< the helper to use instead of a search
     PictureOptions picture;                      ///< of a rendering
+    std::array<std::string, 3> unpacking;        ///< archive, its SHA-256, folder
 
     bool operator==(const CommandLine&) const = default;
 };

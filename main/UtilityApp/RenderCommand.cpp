@@ -3,7 +3,6 @@
 #include "UtilityApp/Scenarios.h"
 #include "UtilityApp/SystemServices.h"
 #include "base/Product.h"
-#include "platform/process/ChildProcess.h"
 #include "state/WindowSizing.h"
 #include "views/layouts/UtilityView.h"
 #include "views/sheets/InstallationView.h"
@@ -128,7 +127,7 @@ int runRender(const CommandLine& commandLine, int argc, char** argv) {
     const PictureOptions& options = commandLine.picture;
     const auto fields =
         options.scenario ? scenario(*options.scenario) : currentFields(commandLine.helper);
-    waitForChildProcesses(helperEnd);
+    waitForWorkToEnd();
     if (!fields)
         return fail("There is no scenario of that name.");
     if (!draw(options, *fields).save(QFile::decodeName(options.file.c_str()), "PNG"))

@@ -7,8 +7,13 @@
 #include "platform/bundle/CodeSignature.h"
 #include "platform/files/FileAccess.h"
 #include "platform/files/StandardFolders.h"
+#include "platform/process/ChildProcess.h"
 #include "state/SettingsTexts.h"
+#include "update/UpdateThreads.h"
 
+#include <QDeadlineTimer>
+
+#include <chrono>
 #include <cstdio>
 
 namespace tallywick {
@@ -30,11 +35,19 @@ std::string checkStorage() {
 
 } // namespace
 
+void waitForWorkToEnd() {
+    const QDeadlineTimer end(std::chrono::seconds(3));
+    waitForUpdateThreads(std::chrono::milliseconds(end.remainingTime()));
+    waitForChildProcesses(std::chrono::milliseconds(end.remainingTime()));
+}
+
 SystemServices::SystemServices(const std::optional<std::filesystem::path>& theHelper)
     : namedHelper(theHelper), home(homeFolder()), power(systemPowerEvents()),
       network(systemNetworkPath()), workspace(desktopWorkspace()) {}
 
 UtilityState::Services SystemServices::forState(bool showsInstaller, OpenPanel* openPanel) {
+    const RunningBundle bundle = inspectBundle(
+        runningBundle(), AppInstallation::applicationsFolders(home), systemCodeSignature());
     return {
         .clock = systemNow,
         .homeFolder = home,
@@ -45,14 +58,26 @@ UtilityState::Services SystemServices::forState(bool showsInstaller, OpenPanel* 
         .storageNotice = checkStorage(),
         .hardwareService =
             std::make_unique<HardwareService>(systemHostStatistics(), systemMountedVolumes()),
-        .bundle = inspectBundle(runningBundle(), AppInstallation::applicationsFolders(home),
-                                systemCodeSignature()),
+        .bundle = bundle,
         .showsInstaller = showsInstaller,
         .preferences = preferences,
         .workspace = *workspace,
         .powerEvents = *power,
         .networkPath = *network,
         .openPanel = openPanel,
+        .updates = forUpdates(bundle),
+    };
+}
+
+UpdateController::Services SystemServices::forUpdates(const RunningBundle& bundle) {
+    return {
+        .clock = systemNow,
+        .caches = cachesFolder(),
+        .copy = {bundle.version, bundle.build},
+        // This very program, even when it was replaced or moved meanwhile.
+        .unpackTool = {"/proc/self/exe", {std::string(ArchiveExtraction::argument)}},
+        .signature = releaseCodeSignature(),
+        .workspace = *workspace,
     };
 }
 

@@ -8,16 +8,15 @@
 #include "platform/machine/PowerEvents.h"
 #include "state/UtilityState.h"
 
-#include <chrono>
 #include <filesystem>
 #include <memory>
 #include <optional>
 
 namespace tallywick {
 
-/// How long the program waits at its end for its helpers, each of which is killed two seconds after
-/// it was asked to end.
-inline constexpr std::chrono::seconds helperEnd{3};
+/// Waits, at most three seconds, until the work on an update and the helpers have ended, which were
+/// told to: a child is killed after two. For the end of the program.
+void waitForWorkToEnd();
 
 /// The real services behind a `UtilityState`, which they must outlive. Main thread only.
 class SystemServices {
@@ -29,6 +28,8 @@ class SystemServices {
     UtilityState::Services forState(bool showsInstaller, OpenPanel* openPanel);
 
   private:
+    UpdateController::Services forUpdates(const RunningBundle& bundle);
+
     const std::optional<std::filesystem::path> namedHelper;
     std::filesystem::path home;
     std::unique_ptr<PowerEvents> power;

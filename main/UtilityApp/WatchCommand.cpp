@@ -2,7 +2,6 @@
 
 #include "UtilityApp/Report.h"
 #include "UtilityApp/SystemServices.h"
-#include "platform/process/ChildProcess.h"
 #include "platform/process/TerminationSignals.h"
 
 #include <QCoreApplication>
@@ -49,7 +48,7 @@ int runWatch(const CommandLine& commandLine, int argc, char** argv) {
     const QCoreApplication application(argc, argv);
     requests.listen(&QCoreApplication::quit);
     watch(commandLine);
-    waitForChildProcesses(helperEnd);
+    waitForWorkToEnd();
     return EXIT_SUCCESS;
 }
 

@@ -8,7 +8,6 @@
 #include "platform/desktop/Appearance.h"
 #include "platform/desktop/WindowActivation.h"
 #include "platform/files/StandardFolders.h"
-#include "platform/process/ChildProcess.h"
 #include "platform/process/TerminationSignals.h"
 #include "views/parts/Figures.h"
 #include "views/parts/UtilityStyle.h"
@@ -134,7 +133,7 @@ int runWindow(const CommandLine& commandLine, int argc, char** argv) {
     Figure::installAccessibility();
     UtilityStyle::install();
     const int status = showWindow(commandLine);
-    waitForChildProcesses(helperEnd);
+    waitForWorkToEnd();
     return status;
 }
 

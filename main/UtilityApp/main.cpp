@@ -3,6 +3,7 @@
 #include "UtilityApp/ReportCommand.h"
 #include "UtilityApp/WatchCommand.h"
 #include "UtilityApp/WindowCommand.h"
+#include "update/ReleaseUnpacker.h"
 
 #include <cstdio>
 
@@ -25,5 +26,8 @@ int main(int argc, char** argv) {
         return runLocate(*commandLine);
     case CommandLine::Task::render:
         return runRender(*commandLine, argc, argv);
+    case CommandLine::Task::unpack:
+        const auto& [archive, sha256, folder] = commandLine->unpacking;
+        return ArchiveExtraction::run(archive, sha256, folder);
     }
 }

@@ -73,6 +73,8 @@ RunningBundle inspectBundle(const fs::path& bundle,
     if (const auto information = informationDictionary(bundle)) {
         if (const auto* version = stringMember(*information, "CFBundleShortVersionString"))
             found.version = *version;
+        if (const auto* build = stringMember(*information, "CFBundleVersion"))
+            found.build = *build;
         found.isPreview = boolMember(*information, "CorvanePreview").value_or(false);
     }
     found.isInstalled = AppInstallation::isInstalledLocation(bundle, applicationsFolders);

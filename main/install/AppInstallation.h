@@ -44,6 +44,7 @@ bool isInstalledLocation(const std::filesystem::path& folder,
 /// What is known at start of the application bundle that runs.
 struct RunningBundle {
     std::optional<std::string> version; ///< its short version
+    std::optional<std::string> build;   ///< of that version
     bool isPreview = false;
     bool isInstalled = false; ///< it lies where an installed copy lies
     /// Whether it is a complete copy. Reads the whole bundle; any thread.

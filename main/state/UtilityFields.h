@@ -7,6 +7,7 @@
 #include "history/HistoryGraphModel.h"
 #include "state/SettingsTexts.h"
 #include "state/Status.h"
+#include "update/UpdateFields.h"
 
 #include <cstddef>
 #include <optional>
@@ -44,6 +45,7 @@ struct UtilityFields {
     std::optional<bool> installationVerified; ///< absent until the check has answered
     std::string displayedHelperPath{HelperPathText::notYetChecked};
     bool maintenance = false; ///< an installation or removal runs, and nothing is refreshed
+    UpdateFields updates;
 };
 
 /// Whether the account actions of Settings have to wait.

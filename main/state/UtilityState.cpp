@@ -39,7 +39,8 @@ UtilityState::UtilityState(Services given)
                  [this] { refresh.identityDidChange(); }),
       refresh(context, connection, std::move(given.historyStore)),
       signIn(context, connection, refresh, workspace),
-      helperChoice(context, connection, refresh, given.openPanel) {
+      helperChoice(context, connection, refresh, given.openPanel),
+      updates(std::move(given.updates), [this] { context.change().updates = updates.fields(); }) {
     context.change().showingInstaller = given.showsInstaller && !bundle.isInstalled;
     context.change().settingsStatus = given.storageNotice;
 
@@ -67,7 +68,10 @@ void UtilityState::startInstallationCheck() {
             context.change().installationVerified = verified;
     });
     installationCheck = std::make_unique<SerialQueue>("com.corvane.utility.installation");
-    installationCheck->async([answer, verify = bundle.isVerified] { answer(verify()); });
+    installationCheck->async([answer, purge = updates.purge(), verify = bundle.isVerified] {
+        purge();
+        answer(verify());
+    });
 }
 
 // The scheduler
@@ -171,6 +175,7 @@ void UtilityState::stop() {
     powerEvents.stop();
     signIn.end();
     connection.close();
+    updates.stop();
     networkPath.stop();
 }
 

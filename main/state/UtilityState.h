@@ -16,6 +16,7 @@
 #include "state/SignIn.h"
 #include "state/StateContext.h"
 #include "state/WindowPlacement.h"
+#include "update/UpdateController.h"
 
 #include <QObject>
 #include <QTimer>
@@ -55,6 +56,7 @@ class UtilityState final : public QObject {
         PowerEvents& powerEvents;
         NetworkPath& networkPath;
         OpenPanel* openPanel = nullptr; ///< null: no helper can be chosen
+        UpdateController::Services updates;
     };
 
     /// Starts the timer, the observers and the check of the running bundle, and ticks once.
@@ -88,6 +90,11 @@ class UtilityState final : public QObject {
     void useAutomaticDiscovery() { helperChoice.useAutomaticDiscovery(); }
     void openVolume(const VolumeInfo& volume) { machine.open(volume); }
     void copyConnectionDetails();
+    void checkForUpdates() { updates.check(); }
+    void downloadUpdate() { updates.download(); }
+    void cancelUpdate() { updates.cancel(); }
+    void showUpdate() { updates.showDownload(); }
+    void openUpdate() { updates.openUpdate(); }
 
     /// Always on top or not, kept for the next start.
     void choosePinned(bool pinned);
@@ -159,6 +166,7 @@ class UtilityState final : public QObject {
     AccountRefresh refresh;
     SignIn signIn;
     HelperChoice helperChoice;
+    UpdateController updates;
 
     QTimer ticker;
     bool sleeping = false;

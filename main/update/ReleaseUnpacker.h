@@ -40,6 +40,10 @@ tl::expected<void, UpdateFailure> unpackRelease(const UnpackTool& tool,
 /// and looks at what it has left.
 namespace tallywick::ArchiveExtraction {
 
+/// The program's argument in front of the three of `run`, with which it starts itself as this
+/// process. Nobody else has a use for it.
+inline constexpr std::string_view argument = "--unpack-release";
+
 /// Whether the library that inflates archives is installed. Waits for the disk.
 bool isPossible();
 

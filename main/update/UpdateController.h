@@ -4,6 +4,7 @@
 #include "platform/desktop/Workspace.h"
 #include "update/ReleaseUnpacker.h"
 #include "update/UpdateFeed.h"
+#include "update/UpdateFields.h"
 #include "update/UpdatePreparation.h"
 
 #include <cstdint>
@@ -15,25 +16,6 @@
 #include <string_view>
 
 namespace tallywick {
-
-/// What the settings show of the updates.
-struct UpdateFields {
-    struct Progress {
-        std::int64_t received = 0; ///< bytes
-        std::int64_t expected = 1; ///< bytes in all
-        std::int64_t percentage() const { return received * 100 / expected; }
-        bool operator==(const Progress&) const = default;
-    };
-
-    std::string status{"Check manually for a newer Mac release."}; ///< one line, UTF-8
-    bool busy = false; ///< something runs: it can be cancelled, and nothing else be begun
-    std::optional<Progress> progress = {}; ///< while a release is downloaded and prepared
-    bool offersDownload = false; ///< there is a newer release, which has not been prepared
-    bool offersShow = false;     ///< a release has been prepared
-    bool offersOpen = false;     ///< and has passed a recheck
-
-    bool operator==(const UpdateFields&) const = default;
-};
 
 /// Looks for a newer release, downloads and prepares it, and shows or opens what was prepared: one
 /// of these at a time, and each only when the user asks. It installs nothing: the prepared

@@ -28,6 +28,11 @@ enum class UtilityCommand {
     startSignIn,
     cancelSignIn,
     copyConnectionDetails,
+    checkForUpdates,
+    downloadUpdate,
+    cancelUpdate,
+    showUpdate,
+    openUpdate,
     tryWithoutInstalling,
 };
 

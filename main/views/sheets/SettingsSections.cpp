@@ -43,7 +43,7 @@ void SettingsSection::addExplanation(const QString& text) {
         new SheetText(FontRole::body, SheetText::Ink::secondary, text, frame));
 }
 
-void SettingsSection::addButtons(std::initializer_list<UtilityButton*> buttons) {
+QGridLayout* SettingsSection::addButtons(std::initializer_list<UtilityButton*> buttons) {
     constexpr int columns = 2;
     constexpr int spacing = 8;
     auto* grid = new QGridLayout;
@@ -55,6 +55,7 @@ void SettingsSection::addButtons(std::initializer_list<UtilityButton*> buttons) 
         ++index;
     }
     frame->column().addLayout(grid);
+    return grid;
 }
 
 void SettingsSection::enable(UtilityButton* button, bool enabled) {
@@ -71,6 +72,14 @@ void SettingsSection::enable(UtilityButton* button, bool enabled) {
 void SettingsSection::restKeyboardFor(UtilityButton* button) {
     restsFor = button;
     sheet.setFocus(Qt::OtherFocusReason);
+}
+
+void SettingsSection::offer(UtilityButton* button, bool offered, UtilityButton* heir) {
+    if (!offered && button == sheet.focusWidget())
+        restKeyboardFor(heir);
+    else if (!offered && button == restsFor)
+        restsFor = heir;
+    button->setVisible(offered);
 }
 
 ConnectionSection::ConnectionSection(Sheet& shownIn)
@@ -123,6 +132,40 @@ LocalDataSection::LocalDataSection(Sheet& shownIn)
 
 void LocalDataSection::present(const UtilityFields& fields) {
     count->setText(QString::fromStdString(historyCountText(fields.historyCount)));
+}
+
+UpdateSection::UpdateSection(Sheet& shownIn) : SettingsSection(QStringLiteral("Updates"), shownIn) {
+    const auto button = [&](const char16_t* text, UtilityCommand command) {
+        return sheet.makeButton(QString::fromUtf16(text), command, card());
+    };
+    check = button(u"Check for Updates", UtilityCommand::checkForUpdates);
+    download = button(u"Download Update", UtilityCommand::downloadUpdate);
+    cancel = button(u"Cancel", UtilityCommand::cancelUpdate);
+    show = button(u"Show Download", UtilityCommand::showUpdate);
+    open = button(u"Open Update", UtilityCommand::openUpdate);
+    addButtons({check, download, cancel, open})->addWidget(show, 0, 1);
+    progress = new SheetProgress(sheet.viewStyle(), QStringLiteral("Download"), &card());
+    card().column().addWidget(progress);
+    status = new StatusNotice(&card());
+    card().column().addWidget(status);
+}
+
+void UpdateSection::present(const UtilityFields& fields) {
+    const UpdateFields& updates = fields.updates;
+    UtilityButton* heir = updates.offersDownload ? download : updates.offersShow ? show : check;
+    offer(download, updates.offersDownload, heir);
+    offer(cancel, updates.busy, heir);
+    offer(show, updates.offersShow, heir);
+    offer(open, updates.offersOpen, heir);
+    for (UtilityButton* button : {check, download, show, open})
+        enable(button, !updates.busy);
+
+    const QString text = oneLine(QString::fromStdString(updates.status));
+    progress->setVisible(updates.progress.has_value());
+    if (!updates.progress)
+        return status->present(text);
+    progress->present(updates.progress->received, updates.progress->expected);
+    status->setText(text); // the bar tells of its value by itself
 }
 
 } // namespace tallywick

@@ -9,6 +9,8 @@
 #include <initializer_list>
 #include <vector>
 
+class QGridLayout;
+
 namespace tallywick {
 
 class PathLine;
@@ -33,13 +35,16 @@ class SettingsSection : public QWidget {
     /// Adds a text to the card that tells what the section is about.
     void addExplanation(const QString& text);
     /// Adds buttons to the card, in two columns of one width, row by row.
-    void addButtons(std::initializer_list<UtilityButton*> buttons);
+    QGridLayout* addButtons(std::initializer_list<UtilityButton*> buttons);
 
     /// A button that is disabled for a while loses the keyboard to the sheet itself, and gets it
     /// back. The toolkit would carry it to another button.
     void enable(UtilityButton* button, bool enabled);
     /// The sheet itself keeps the keyboard until the button is enabled again.
     void restKeyboardFor(UtilityButton* button);
+    /// Shows a button or hides it. The keyboard of one that is hidden goes to `heir` as soon as
+    /// that is enabled.
+    void offer(UtilityButton* button, bool offered, UtilityButton* heir);
 
     Sheet& sheet;
 
@@ -64,6 +69,25 @@ class ConnectionSection final : public SettingsSection {
     std::vector<UtilityButton*> accountButtons; ///< that wait while the account is busy
     UtilityButton* signIn;                      ///< one of them
     UtilityButton* cancelSignIn;                ///< shown during a sign-in
+};
+
+/// The updates: looking for one, and what can be done with it.
+class UpdateSection final : public SettingsSection {
+    Q_OBJECT
+
+  public:
+    explicit UpdateSection(Sheet& sheet);
+
+    void present(const UtilityFields& fields) override;
+
+  private:
+    UtilityButton* check;
+    UtilityButton* download; ///< in the place of `show`: never both
+    UtilityButton* cancel;
+    UtilityButton* show;
+    UtilityButton* open;
+    SheetProgress* progress;
+    StatusNotice* status;
 };
 
 /// What is kept on this machine.

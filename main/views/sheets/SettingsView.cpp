@@ -9,7 +9,8 @@ SettingsView::SettingsView(const Theme& theme, const UtilityActions& windowActio
     : Sheet(QStringLiteral("Utility Settings"), windowActions, UtilityCommand::closeSettings,
             window) {
     addHeader();
-    sections = {new ConnectionSection(*this), new LocalDataSection(*this)};
+    sections = {new ConnectionSection(*this), new LocalDataSection(*this),
+                new UpdateSection(*this)};
     for (SettingsSection* section : sections)
         column().addWidget(section);
     addFooter();

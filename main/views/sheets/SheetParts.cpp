@@ -4,6 +4,8 @@
 #include <QAccessibleWidget>
 #include <QVBoxLayout>
 
+#include <algorithm>
+
 namespace tallywick {
 
 namespace {
@@ -97,6 +99,36 @@ void StatusNotice::present(const QString& newText) {
     if (wasVisible)
         announce(this, QAccessible::ObjectShow);
     announce(this, QAccessible::Alert);
+}
+
+SheetProgress::SheetProgress(const ViewStyle& viewStyle, const QString& subject, QWidget* parent)
+    : QProgressBar(parent), style(viewStyle) {
+    setAccessibleName(subject);
+    setTextVisible(false);
+    setSizePolicy(QSizePolicy::Expanding, QSizePolicy::Fixed);
+}
+
+void SheetProgress::present(std::int64_t done, std::int64_t whole) {
+    setRange(0, static_cast<int>(whole));
+    setValue(static_cast<int>(done));
+    update();
+}
+
+QSize SheetProgress::sizeHint() const {
+    constexpr int leastWidth = 100, height = 8;
+    return {leastWidth, height};
+}
+
+void SheetProgress::paintEvent(QPaintEvent* /*event*/) {
+    PartPainter painter(this, style);
+    const QRectF& area = painter.bounds();
+    const double radius = area.height() / 2;
+    fillRounded(painter, area, radius, style.theme.cardOutline);
+    const double share = maximum() > 0 ? static_cast<double>(value()) / maximum() : 0;
+    QRectF done = area;
+    done.setWidth(std::max(area.height(), area.width() * share));
+    if (share > 0)
+        fillRounded(painter, done, radius, style.theme.accentText);
 }
 
 } // namespace tallywick

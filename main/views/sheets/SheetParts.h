@@ -5,7 +5,10 @@
 #include "views/look/Theme.h"
 
 #include <QLabel>
+#include <QProgressBar>
 #include <QWidget>
+
+#include <cstdint>
 
 class QVBoxLayout;
 
@@ -59,6 +62,27 @@ class StatusNotice final : public SheetText {
 
     /// Shows the text, or hides for an empty one.
     void present(const QString& text);
+};
+
+/// How much of something has been done, as a bar; a progress bar to a screen reader too.
+class SheetProgress final : public QProgressBar {
+    Q_OBJECT
+
+  public:
+    /// `subject` is the name to a screen reader. The style must outlive the bar.
+    SheetProgress(const ViewStyle& style, const QString& subject, QWidget* parent = nullptr);
+
+    /// At most 2 GiB.
+    void present(std::int64_t done, std::int64_t whole);
+
+    QSize sizeHint() const override;
+    QSize minimumSizeHint() const override { return sizeHint(); }
+
+  protected:
+    void paintEvent(QPaintEvent* event) override;
+
+  private:
+    const ViewStyle& style;
 };
 
 } // namespace tallywick

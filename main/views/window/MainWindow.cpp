@@ -63,6 +63,16 @@ void perform(UtilityState& state, UtilityCommand command) {
         return state.cancelSignIn();
     case UtilityCommand::copyConnectionDetails:
         return state.copyConnectionDetails();
+    case UtilityCommand::checkForUpdates:
+        return state.checkForUpdates();
+    case UtilityCommand::downloadUpdate:
+        return state.downloadUpdate();
+    case UtilityCommand::cancelUpdate:
+        return state.cancelUpdate();
+    case UtilityCommand::showUpdate:
+        return state.showUpdate();
+    case UtilityCommand::openUpdate:
+        return state.openUpdate();
     case UtilityCommand::tryWithoutInstalling:
         return state.setShowingInstaller(false);
     }
