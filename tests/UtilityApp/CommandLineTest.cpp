@@ -7,6 +7,8 @@
 namespace tallywick {
 namespace {
 
+using ::testing::HasSubstr;
+using ::testing::Not;
 using ::testing::PrintToString;
 using ::testing::StartsWith;
 using Task = CommandLine::Task;
@@ -29,6 +31,11 @@ TEST(CommandLine, IsRead) {
          {.task = Task::render,
           .helper = {},
           .picture = {.file = "/f", .scale = 4, .sheet = PictureOptions::Sheet::welcome}}},
+        {{"--unpack-release", "/a b", "12", "--json"},
+         {.task = Task::unpack,
+          .helper = {},
+          .picture = {},
+          .unpacking = {"/a b", "12", "--json"}}},
     };
     for (const auto& [arguments, expected] : cases)
         EXPECT_EQ(parseCommandLine(arguments), expected) << PrintToString(arguments);
@@ -42,6 +49,8 @@ TEST(CommandLine, IsAnsweredWithTheUsageWhenItMakesNoSense) {
                                {"--json"},
                                {"--report", "--watch"},
                                {"--locate", "--verbose"},
+                               {"--unpack-release", "/a", "12"},
+                               {"--report", "--unpack-release", "/a", "12", "/b"},
                                {"--report", "--portable"},
                                {"--finish-install"},
                                {"--render", ""},
@@ -55,6 +64,7 @@ TEST(CommandLine, IsAnsweredWithTheUsageWhenItMakesNoSense) {
         const auto commandLine = parseCommandLine(arguments);
         ASSERT_FALSE(commandLine) << PrintToString(arguments);
         EXPECT_THAT(commandLine.error().usage, StartsWith("Usage: "));
+        EXPECT_THAT(commandLine.error().usage, Not(HasSubstr("unpack")));
     }
 }
 

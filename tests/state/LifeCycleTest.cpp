@@ -1,6 +1,7 @@
 // The start with what was kept, the pause for an installation, and the end.
 
 #include "StateHarness.h"
+#include "update/UpdateThreads.h"
 
 #include <QCoreApplication>
 
@@ -87,7 +88,18 @@ TEST_F(StateLifeCycle, MaintenancePausesEverythingAndIsSurvived) {
 }
 
 TEST_F(StateLifeCycle, StopIsSilentAndFinal) {
+    fetch = [](const auto&, const auto&, CancellationFlag& flag) {
+        std::promise<void> cancelled;
+        flag.whenCancelled([&] { cancelled.set_value(); });
+        cancelled.get_future().wait();
+        return BoundedDownload::Result(tl::unexpected(UpdateFailure::cancelled));
+    };
     start();
+    EXPECT_TRUE(fields().updates == UpdateFields());
+    state->checkForUpdates();
+    state->setShowingSettings(true);
+    state->setShowingSettings(false);
+    EXPECT_EQ(fields().updates.status, "Checking the Mac update feed…") << "and goes on";
     std::promise<void> asked;
     allowance = gives(allowanceOf("A1", 99));
     usage = hangs(&asked); // so the reading is on its way
@@ -99,6 +111,7 @@ TEST_F(StateLifeCycle, StopIsSilentAndFinal) {
     state->openVolume({"/volume7", "volume7", 1, 2});
     machine.listings.wait(0);
     networkPath.whenStopped = [&] {
+        EXPECT_EQ(fields().updates.status, "Cancelling update…") << "and after the updates";
         EXPECT_FALSE(powerEvents.handlers.didWake) << "after the observers";
         EXPECT_TRUE(helper->isClosed()) << "and after the account service";
     };
@@ -117,6 +130,17 @@ TEST_F(StateLifeCycle, StopIsSilentAndFinal) {
     EXPECT_EQ(fields().settingsStatus, "");
     EXPECT_EQ(window.orders, 0);
     EXPECT_EQ(launches, 1);
+    EXPECT_TRUE(waitForUpdateThreads(std::chrono::seconds(60)));
+}
+
+TEST_F(StateLifeCycle, LosesWhatAnOldUpdateHasLeft) {
+    caches = folder.path();
+    const auto cache = UpdateCache::open(*caches).value();
+    writeAll(cache.archive(), "old");
+    now = systemNow() + 15.0 * 24 * 60 * 60;
+    start();
+    waitUntil([&] { return fields().installationVerified.has_value(); });
+    EXPECT_FALSE(std::filesystem::exists(cache.archive()));
 }
 
 } // namespace

@@ -114,7 +114,14 @@ void StateHarness::construct() {
         .workspace = workspace,
         .powerEvents = powerEvents,
         .networkPath = networkPath,
-        .openPanel = &openPanel});
+        .openPanel = &openPanel,
+        .updates = {.clock = [this] { return now.load(); },
+                    .caches = caches,
+                    .copy = {bundle.version, bundle.build},
+                    .unpackTool = {},
+                    .signature = nullptr,
+                    .workspace = workspace,
+                    .steps = {.fetch = fetch}}});
     QObject::connect(state.get(), &UtilityState::changed, state.get(), [this] {
         if (statuses.empty() || statuses.back() != fields().status)
             statuses.push_back(fields().status);

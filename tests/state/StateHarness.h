@@ -215,6 +215,8 @@ class StateHarness {
     std::string storageNotice;
     bool keepsHistory = false; ///< in its file
     RunningBundle bundle{.version = "0.6.0", .isInstalled = true};
+    std::optional<std::filesystem::path> caches;
+    std::function<decltype(fetchBounded)> fetch; ///< of the updates
 
     TemporaryFolder folder;
     FilePreferences preferences{folder / "preferences.json"};

@@ -125,7 +125,8 @@ TEST_F(Sheets, OfferWhatTheStateAllowsAndCallIt) {
                          {"Sign In in Browser…", UtilityCommand::startSignIn},
                          {"Copy Connection Details", UtilityCommand::copyConnectionDetails}};
     const Offers cancel{{"Cancel Sign-In", UtilityCommand::cancelSignIn}};
-    const Offers footer{{"Get Setup", UtilityCommand::openProductPage},
+    const Offers footer{{"Check for Updates", UtilityCommand::checkForUpdates},
+                        {"Get Setup", UtilityCommand::openProductPage},
                         {"Done", UtilityCommand::closeSettings}};
     bool UtilityFields::*const idle = nullptr;
     const std::tuple<bool UtilityFields::*, Offers> cases[] = {
@@ -157,6 +158,72 @@ TEST_F(Sheets, OfferWhatTheStateAllowsAndCallIt) {
         columns.emplace(button(text)->x(), button(text)->width());
     EXPECT_EQ(columns.size(), 2U);
     EXPECT_NEAR(columns.begin()->second, columns.rbegin()->second, 1);
+}
+
+TEST_F(Sheets, OfferWhatCanBeDoneWithAnUpdateAndTellHowFarItIs) {
+    const std::pair<std::string, UtilityCommand> check{"Check for Updates",
+                                                       UtilityCommand::checkForUpdates},
+        download{"Download Update", UtilityCommand::downloadUpdate},
+        cancel{"Cancel", UtilityCommand::cancelUpdate},
+        show{"Show Download", UtilityCommand::showUpdate},
+        openIt{"Open Update", UtilityCommand::openUpdate};
+    const std::pair<UpdateFields, std::vector<std::pair<std::string, UtilityCommand>>> cases[] = {
+        {{}, {check}},
+        {{.busy = true}, {cancel}},
+        {{.offersDownload = true}, {check, download}},
+        {{.busy = true, .offersDownload = true}, {cancel}},
+        {{.offersShow = true}, {check, show}},
+        {{.offersShow = true, .offersOpen = true}, {check, show, openIt}},
+        {{.busy = true, .offersShow = true, .offersOpen = true}, {cancel}}};
+    open();
+    for (const auto& [updates, offered] : cases) {
+        fields.updates = updates;
+        present();
+        Strings names;
+        for (const auto& [text, command] : offered) {
+            names.push_back(text);
+            calls.clear();
+            QTest::keyClick(button(text), Qt::Key_Return);
+            EXPECT_THAT(calls, ElementsAre(called(command))) << text;
+        }
+        const Strings reached = tabOrder(button("Copy Connection Details"));
+        EXPECT_EQ(Strings(reached.begin() + 1, reached.begin() + 1 + std::ssize(names)), names);
+        EXPECT_EQ(reached.at(names.size() + 1), "Get Setup");
+    }
+
+    auto* const bar = settings()->findChild<SheetProgress*>();
+    EXPECT_FALSE(bar->isVisible());
+    fields.updates = {.status = "Downloading…\u202840%", .progress = {{400, 1000}}};
+    present();
+    EXPECT_TRUE(bar->isVisible());
+    auto* const heard = QAccessible::queryAccessibleInterface(bar);
+    EXPECT_EQ(heard->role(), QAccessible::ProgressBar);
+    EXPECT_EQ(heard->text(QAccessible::Name), u"Download"_qs);
+    EXPECT_EQ(heard->valueInterface()->currentValue(), 400);
+    EXPECT_EQ(heard->valueInterface()->maximumValue(), 1000);
+    const QImage image = bar->grab().toImage();
+    const int middle = image.height() / 2;
+    EXPECT_EQ(image.pixelColor(image.width() * 39 / 100, middle), theme.accentText);
+    EXPECT_NE(image.pixelColor(image.width() * 41 / 100, middle), theme.accentText);
+    EXPECT_EQ(settings()->findChildren<StatusNotice*>().back()->text(), u"Downloading… 40%"_qs);
+}
+
+TEST_F(Sheets, CarryTheKeyboardAlongAnUpdate) {
+    open();
+    const auto keyboardAfter = [this](const UpdateFields& updates) {
+        fields.updates = updates;
+        present();
+        return settings()->focusWidget();
+    };
+    button("Check for Updates")->setFocus(Qt::TabFocusReason);
+    EXPECT_EQ(keyboardAfter({.busy = true}), settings());
+    EXPECT_EQ(keyboardAfter({.offersDownload = true}), button("Check for Updates"));
+    button("Download Update")->setFocus(Qt::TabFocusReason);
+    EXPECT_EQ(keyboardAfter({.busy = true, .offersDownload = true}), settings());
+    EXPECT_EQ(keyboardAfter({.offersShow = true}), button("Show Download"));
+    EXPECT_EQ(keyboardAfter({.busy = true, .offersShow = true}), settings());
+    button("Cancel")->setFocus(Qt::TabFocusReason);
+    EXPECT_EQ(keyboardAfter({.offersDownload = true}), button("Download Update"));
 }
 
 TEST_F(Sheets, KeepTheKeyboardForTheButtonThatHasToWait) {

@@ -143,6 +143,9 @@ UpdateSection::UpdateSection(Sheet& shownIn) : SettingsSection(QStringLiteral("U
     cancel = button(u"Cancel", UtilityCommand::cancelUpdate);
     show = button(u"Show Download", UtilityCommand::showUpdate);
     open = button(u"Open Update", UtilityCommand::openUpdate);
+    QSizePolicy keepsItsPlace = download->sizePolicy();
+    keepsItsPlace.setRetainSizeWhenHidden(true); // so that the columns stay where they are
+    download->setSizePolicy(keepsItsPlace);
     addButtons({check, download, cancel, open})->addWidget(show, 0, 1);
     progress = new SheetProgress(sheet.viewStyle(), QStringLiteral("Download"), &card());
     card().column().addWidget(progress);
