@@ -45,7 +45,7 @@ struct CommandLine {
     bool verbose = false;                        ///< of a report: tells where the helper lies
     std::optional<std::filesystem::path> helper; ///< the helper to use instead of a search
     PictureOptions picture;                      ///< of a rendering
-    std::array<std::string, 3> unpacking;        ///< archive, its SHA-256, folder
+    std::array<std::string, 3> unpacking = {};   ///< archive, its SHA-256, folder
 
     bool operator==(const CommandLine&) const = default;
 };

@@ -214,7 +214,7 @@ class StateHarness {
     std::function<void()> whileSearching = [] {}; ///< on the thread of the search
     std::string storageNotice;
     bool keepsHistory = false; ///< in its file
-    RunningBundle bundle{.version = "0.6.0", .isInstalled = true};
+    RunningBundle bundle{.version = "0.6.0", .build = "1", .isInstalled = true};
     std::optional<std::filesystem::path> caches;
     std::function<decltype(fetchBounded)> fetch; ///< of the updates
 
