@@ -41,6 +41,8 @@ QNetworkProxy proxyFor(const QUrl& url, const DownloadRoute& route) {
     return QNetworkProxyFactory::systemProxyForQuery(QNetworkProxyQuery(url)).value(0);
 }
 
+} // namespace
+
 /// The network's side of a download: one connection, one question, one outcome. It lives and is
 /// called on the download's thread.
 class DownloadConnection {
@@ -170,8 +172,6 @@ tl::expected<void, UpdateFailure> DownloadConnection::store(std::string_view pie
         progress(received);
     return {};
 }
-
-} // namespace
 
 /// What a download shares with its thread.
 struct BoundedDownload::Control {

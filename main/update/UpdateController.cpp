@@ -31,7 +31,7 @@ constexpr const char* notOpened =
     "The update could not be opened. Show the download and open it there.";
 constexpr const char* cancelling = "Cancelling update…";
 
-std::string text(UpdateFailure failure) { return std::string(message(failure)); }
+std::string sentence(UpdateFailure failure) { return std::string(message(failure)); }
 
 std::string availableText(const UpdateManifest& manifest) {
     std::string notes = manifest.releaseNotes;
@@ -91,14 +91,14 @@ Preparation fetchAndPrepare(const Services& services, const UpdateManifest& mani
                             const Progress& progress, CancellationFlag& operation) {
     if (!services.steps.canUnpack())
         return tl::unexpected(unpackerMissingText());
-    return fetchIntoCache(services, manifest, progress, operation).map_error(text);
+    return fetchIntoCache(services, manifest, progress, operation).map_error(sentence);
 }
 
 /// What was prepared after all.
 Preparation discard(const Services& services) {
     if (const auto cache = openCache(services); cache && cache->claim())
         static_cast<void>(cache->clear());
-    return tl::unexpected(text(UpdateFailure::cancelled));
+    return tl::unexpected(sentence(UpdateFailure::cancelled));
 }
 
 } // namespace
@@ -127,7 +127,7 @@ void UpdateController::run(Work work, Apply apply) {
     if (!startUpdateThread("update", [deliver, operation = flag, work = std::move(work)] {
             deliver(work(*operation));
         }))
-        finish(text(UpdateFailure::offline)); // the system has no thread left
+        finish(sentence(UpdateFailure::offline)); // the system has no thread left
 }
 
 std::function<void()> UpdateController::purge() const {
@@ -156,15 +156,15 @@ void UpdateController::check() {
 /// The sentence on what the feed tells. A newer release is kept.
 std::string UpdateController::assessFeed(const BoundedDownload::Result& body) {
     if (flag->isCancelled())
-        return text(UpdateFailure::cancelled);
+        return sentence(UpdateFailure::cancelled);
     if (!body)
-        return text(body.error());
+        return sentence(body.error());
     auto release = UpdateManifest::parse(*body);
     if (!release)
-        return text(release.error());
+        return sentence(release.error());
     const auto assessment = assess(*release, services->copy, runningSystem());
     if (!assessment)
-        return text(assessment.error());
+        return sentence(assessment.error());
     const std::string running = services->copy.version.value_or("0.0.0");
     if (*assessment == UpdateAssessment::upToDate)
         return upToDateText(running);
@@ -214,7 +214,7 @@ void UpdateController::applyDownload(const Preparation& result) {
     passedRecheck = false;
     if (result)
         prepared = *result;
-    finish(result ? verified : isCancelled ? text(UpdateFailure::cancelled) : result.error());
+    finish(result ? verified : isCancelled ? sentence(UpdateFailure::cancelled) : result.error());
 }
 
 void UpdateController::showDownload() {
@@ -244,10 +244,10 @@ void UpdateController::recheck(std::function<std::string()> then) {
         },
         [this, then = std::move(then)](const tl::expected<void, UpdateFailure>& outcome) {
             if (flag->isCancelled())
-                return finish(text(UpdateFailure::cancelled));
+                return finish(sentence(UpdateFailure::cancelled));
             if (!outcome) {
                 prepared.reset();
-                return finish(text(UpdateFailure::corrupt));
+                return finish(sentence(UpdateFailure::corrupt));
             }
             passedRecheck = true;
             finish(then());
