@@ -10,8 +10,6 @@
 #include <QUrl>
 
 #include <algorithm>
-#include <array>
-#include <charconv>
 #include <chrono>
 #include <cstddef>
 #include <cstdint>
@@ -133,14 +131,6 @@ bool isCalendarDay(std::string_view text) {
                   .ok();
 }
 
-/// As printf's "%.1f" writes it in the C locale, whatever the locale is.
-std::string withOneDecimal(double value) {
-    std::array<char, 32> text{}; // the largest count of billions takes 12
-    const auto end =
-        std::to_chars(text.data(), text.data() + text.size(), value, std::chars_format::fixed, 1);
-    return {text.data(), end.ptr};
-}
-
 } // namespace
 
 TokenActivity tokenActivityFromUsage(const Json& result) {
@@ -165,23 +155,6 @@ TokenActivity tokenActivityFromUsage(const Json& result) {
         }
     }
     return activity;
-}
-
-std::string compactTokenCount(std::optional<std::int64_t> count) {
-    if (!count)
-        return "—";
-    struct Unit {
-        double tokens;
-        char suffix;
-    };
-    // The unit is chosen before rounding: 999,950 is "1000.0K".
-    constexpr std::array<Unit, 3> units{{{1e9, 'B'}, {1e6, 'M'}, {1e3, 'K'}}};
-    const auto value = static_cast<double>(*count);
-    for (const Unit& unit : units) {
-        if (value >= unit.tokens)
-            return withOneDecimal(value / unit.tokens) + unit.suffix;
-    }
-    return std::to_string(*count);
 }
 
 // The browser sign-in

@@ -54,10 +54,6 @@ struct TokenActivity {
 /// is rejected.
 TokenActivity tokenActivityFromUsage(const Json& result);
 
-/// The count for display: "1.5K", "123.5M", "2.5B", below a thousand all its digits, "—" when
-/// absent. The decimal point is a full stop in every locale.
-std::string compactTokenCount(std::optional<std::int64_t> count);
-
 /// The text, unchanged, when it is an address that may be opened in the browser for a sign-in: a
 /// valid ASCII URL (RFC 3986) of at most 8,192 bytes that begins with "https://" and one of the
 /// account provider's two sign-in hosts, without user, password, port or fragment, not even an

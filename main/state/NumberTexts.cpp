@@ -55,6 +55,23 @@ std::string capacityText(const VolumeInfo& volume) {
     return gibibytes(volume.free) + " / " + gibibytes(volume.total) + " GiB";
 }
 
+std::string compactTokenCount(std::optional<std::int64_t> count) {
+    if (!count)
+        return "—";
+    struct Unit {
+        double tokens;
+        char suffix;
+    };
+    // The unit is chosen before rounding: 999,950 is "1000.0K".
+    constexpr std::array<Unit, 3> units{{{1e9, 'B'}, {1e6, 'M'}, {1e3, 'K'}}};
+    const auto value = static_cast<double>(*count);
+    for (const Unit& unit : units) {
+        if (value >= unit.tokens)
+            return fixedText(value / unit.tokens, 1) + unit.suffix;
+    }
+    return std::to_string(*count);
+}
+
 std::string latestDayTitle(const TokenActivity& tokens) {
     return tokens.latestDay.value_or("LATEST DAY") + " · TOKENS";
 }

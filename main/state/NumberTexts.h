@@ -27,6 +27,9 @@ std::string loadText(std::optional<double> percent);
 /// Free and total space of a volume: "12.5 / 476.9 GiB".
 std::string capacityText(const VolumeInfo& volume);
 
+/// A count of tokens: "1.5K", "123.5M", "2.5B", below a thousand all its digits, "—" when absent.
+std::string compactTokenCount(std::optional<std::int64_t> count);
+
 /// The title of the card of the latest day: "2025-01-03 · TOKENS".
 std::string latestDayTitle(const TokenActivity& tokens);
 

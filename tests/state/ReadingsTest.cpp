@@ -5,6 +5,8 @@
 #include "codex/AccountAnswers.h"
 #include "history/HistoryStore.h"
 
+#include <set>
+
 namespace tallywick::testing {
 namespace {
 
@@ -16,14 +18,12 @@ using Readings = StateTest;
 TEST_F(Readings, OutliveAFailureUnlessTheAccountIsInQuestion) {
     start();
     const Answer signedIn = account.get();
+    const std::set losing{ConnectionIssue::signedOut, ConnectionIssue::authentication,
+                          ConnectionIssue::externalSession, ConnectionIssue::unsupportedAccount};
     for (int i = 0; i <= static_cast<int>(ConnectionIssue::invalidResponse); ++i) {
         const auto issue = static_cast<ConnectionIssue>(i);
-        const std::string told(sentence(issue));
-        SCOPED_TRACE(told);
-        const bool isLost = issue == ConnectionIssue::signedOut
-                            || issue == ConnectionIssue::authentication
-                            || issue == ConnectionIssue::externalSession
-                            || issue == ConnectionIssue::unsupportedAccount;
+        SCOPED_TRACE(sentence(issue));
+        const bool isLost = losing.contains(issue);
         account = signedIn;
         refresh();
         account = fails(issue);
@@ -71,20 +71,21 @@ TEST_F(Readings, ArePrunedAsTheyGrowOld) {
 }
 
 TEST_F(Readings, OfTheActivityMayBeAbsentOrOld) {
-    usage = fails(ConnectionIssue::throttled);
+    const Answer failure = fails(ConnectionIssue::throttled);
+    const std::pair<Answer, std::string_view> steps[] = {
+        {failure, TokenStatusText::unavailable},
+        {gives(Json::object()), TokenStatusText::notReported},
+        {gives(usageOf(9)), TokenStatusText::reported},
+        {failure, TokenStatusText::stale}};
+    usage = failure;
     start();
-    EXPECT_EQ(fields().tokenStatus, TokenStatusText::unavailable);
-    usage = gives(Json::object());
-    refresh();
-    EXPECT_EQ(fields().tokenStatus, TokenStatusText::notReported);
-    usage = gives(usageOf(9));
-    refresh();
-    EXPECT_EQ(fields().tokenStatus, TokenStatusText::reported);
-    usage = fails(ConnectionIssue::throttled);
-    refresh();
-    EXPECT_EQ(fields().tokenStatus, TokenStatusText::stale);
+    for (const auto& [answer, told] : steps) {
+        usage = answer;
+        refresh();
+        EXPECT_EQ(fields().tokenStatus, told);
+    }
     EXPECT_EQ(fields().tokens.lifetime, 9);
-    EXPECT_EQ(fields().status.text(), "LIVE · Synced 14:00");
+    EXPECT_EQ(fields().status, Status::live(now));
 }
 
 TEST_F(Readings, AreSpacedWhenAHelperAsksForTokensAtEachStart) {

@@ -129,15 +129,6 @@ TEST_F(Scheduling, ARefreshWithoutEndIsGivenUp) {
     EXPECT_EQ(launches, 2);
 }
 
-TEST_F(Scheduling, AReadingGrowsStaleWithTheClock) {
-    start();
-    state->setShowingInstaller(true); // no refresh
-    tickAfter(120);
-    EXPECT_EQ(fields().status.text(), "LIVE · Synced 14:00");
-    tickAfter(1);
-    EXPECT_EQ(fields().status.text(), "STALE · Last synced 14:00");
-}
-
 TEST_F(Scheduling, OnlyAWayToTheInternetThatComesBackRefreshes) {
     constexpr auto up = NetworkPathStatus::satisfied;
     constexpr auto down = NetworkPathStatus::unsatisfied;

@@ -28,6 +28,16 @@ TEST(Texts, ShowFiguresAndTheirAbsence) {
     EXPECT_EQ(installationLabel(false, true, false), "Installation needs repair — Get Setup");
 }
 
+TEST(Texts, WriteCountsShort) {
+    EXPECT_EQ(compactTokenCount({}), "—");
+    EXPECT_EQ(compactTokenCount(999), "999");
+    EXPECT_EQ(compactTokenCount(1000), "1.0K");
+    EXPECT_EQ(compactTokenCount(1250), "1.2K") << "an exact half goes to the even digit";
+    EXPECT_EQ(compactTokenCount(999'950), "1000.0K") << "the unit is chosen before rounding";
+    EXPECT_EQ(compactTokenCount(1'000'000), "1.0M");
+    EXPECT_EQ(compactTokenCount(2'500'000'000), "2.5B");
+}
+
 TEST(Texts, TellHowTheConnectionStands) {
     using Kind = Status::Kind;
     const struct {
@@ -57,6 +67,15 @@ TEST(Texts, TellHowTheConnectionStands) {
         EXPECT_EQ(row.status.badge(false), row.badge) << row.text;
         EXPECT_EQ(row.status.badge(true), row.badge == "STATUS" ? "CONNECTING" : row.badge);
     }
+}
+
+TEST(Texts, CallAReadingLiveForTwoMinutes) {
+    const Status live = Status::live(afternoon);
+    for (const double age : {-5, 0, 120})
+        EXPECT_FALSE(live.isOverdue(afternoon + age)) << age;
+    for (const double age : {-6, 121}) // of unknown age, or old
+        EXPECT_TRUE(live.isOverdue(afternoon + age)) << age;
+    EXPECT_FALSE(Status::stale(afternoon).isOverdue(afternoon + 121)) << "it is told already";
 }
 
 TEST(Texts, NameNeitherSecondsNorTheDayOfTheWeekInAnyLocale) {
