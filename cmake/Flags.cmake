@@ -14,6 +14,10 @@ target_compile_definitions(tallywick_flags INTERFACE
 target_link_options(tallywick_flags INTERFACE -Wl,--gc-sections -Wl,--as-needed)
 target_link_libraries(tallywick_flags INTERFACE Threads::Threads)
 
+# To GCC a source that is included is a header, which must not have anonymous types.
+if(CMAKE_UNITY_BUILD AND CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
+  target_compile_options(tallywick_flags INTERFACE -Wno-subobject-linkage)
+endif()
 if(CMAKE_CXX_COMPILER_ID MATCHES "Clang")
   target_compile_options(tallywick_flags INTERFACE
     -Wthread-safety -Wthread-safety-beta -Werror=thread-safety)

@@ -28,12 +28,12 @@ constexpr std::array texts{
     Text{"invalidBundle", "The downloaded app's identity, version, or signature is invalid."},
 };
 
-const Text& text(UpdateFailure failure) { return texts.at(static_cast<std::size_t>(failure)); }
+const Text& textOf(UpdateFailure failure) { return texts.at(static_cast<std::size_t>(failure)); }
 
 } // namespace
 
-std::string_view name(UpdateFailure failure) { return text(failure).name; }
+std::string_view name(UpdateFailure failure) { return textOf(failure).name; }
 
-std::string_view message(UpdateFailure failure) { return text(failure).message; }
+std::string_view message(UpdateFailure failure) { return textOf(failure).message; }
 
 } // namespace tallywick
