@@ -92,7 +92,8 @@ TEST(ReleaseTool, makesTheSameReleaseOfTheSameApplication) {
 
     maker.change("mkdir ../../x; cd ../../x; /usr/bin/python3 -m zipfile -t ../release/*.zip >log\n"
                  "/usr/bin/bsdtar -xf ../release/*.zip; diff -r *.app ../*.app\n"
-                 "test $(stat -c %a *.app/Contents/MacOS/*) = 755");
+                 "test $(stat -c %a *.app/Contents/MacOS/*) = 755\n"
+                 "test $(stat -c %a ../release/*.json) = 644");
     maker.change("truncate -s -1 ../../release/*.zip");
     EXPECT_FALSE(maker.make("check release " + maker.publicKey()));
 }

@@ -163,8 +163,12 @@ void checkRelease(const Release& release, std::span<const std::string_view> make
 void writeRelease(const Release& release, const fs::path& folder) {
     if (!fs::create_directory(folder))
         throw ReleaseError(folder.string() + " is there already");
-    writeNewFile(folder / release.archiveName, release.archive);
-    writeNewFile(folder / feedName, release.feed);
+    const auto publish = [&](const fs::path& name, std::string_view content) {
+        writeNewFile(folder / name, content);
+        fs::permissions(folder / name, fs::perms{0644}); // a server reads it as somebody else
+    };
+    publish(release.archiveName, release.archive);
+    publish(feedName, release.feed);
 }
 
 } // namespace tallywick
