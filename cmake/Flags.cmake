@@ -14,9 +14,11 @@ target_compile_definitions(tallywick_flags INTERFACE
 target_link_options(tallywick_flags INTERFACE -Wl,--gc-sections -Wl,--as-needed)
 target_link_libraries(tallywick_flags INTERFACE Threads::Threads)
 
-# To GCC a source that is included is a header, which must not have anonymous types.
-if(CMAKE_UNITY_BUILD AND CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
-  target_compile_options(tallywick_flags INTERFACE -Wno-subobject-linkage)
+# Where the sources of a folder are compiled as one, one may use a name that another has made; and to
+# GCC a source that is included is a header, which must not have anonymous types.
+if(CMAKE_UNITY_BUILD)
+  target_compile_options(tallywick_flags INTERFACE -Wno-shadow
+    $<$<CXX_COMPILER_ID:GNU>:-Wno-subobject-linkage>)
 endif()
 if(CMAKE_CXX_COMPILER_ID MATCHES "Clang")
   target_compile_options(tallywick_flags INTERFACE

@@ -41,7 +41,8 @@ Reading read(std::string_view answer, std::size_t piece) {
 void tallywick::fuzzing::examine(std::string_view input) {
     const Reading whole = read(input, input.size());
     require(whole.body.size() <= static_cast<std::size_t>(maximumBody));
-    // How the bytes were cut changes nothing but how much of a refused body came before its refusal.
+    // How the bytes were cut changes nothing but how much of a refused body came before its
+    // refusal.
     const Reading inBytes = read(input, 1);
     require(inBytes.failure == whole.failure && inBytes.complete == whole.complete);
     require(whole.failure || inBytes.body == whole.body);

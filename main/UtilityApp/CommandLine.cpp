@@ -20,7 +20,6 @@ constexpr const char* usage =
     "                      [--sheet settings|welcome] [--scenario NAME] [--helper PATH]";
 
 using Task = CommandLine::Task;
-using Sheet = PictureOptions::Sheet;
 
 std::optional<double> scaleOf(std::string_view text) {
     double scale = 0;
@@ -129,7 +128,8 @@ class Parser {
 
     bool takeSheet() {
         const auto given = value();
-        result.picture.sheet = given == "settings" ? Sheet::settings : Sheet::welcome;
+        result.picture.sheet =
+            given == "settings" ? PictureOptions::Sheet::settings : PictureOptions::Sheet::welcome;
         return given == "settings" || given == "welcome";
     }
 

@@ -10,11 +10,11 @@ namespace tallywick {
 
 namespace fs = std::filesystem;
 
-using Paths = std::vector<fs::path>;
-
 // The tables of the systems
 
 namespace {
+
+using Paths = std::vector<fs::path>;
 
 /// Where a tool keeps its data: the folder that the variable names, else the usual one.
 fs::path dataFolder(const HelperSurroundings& surroundings, const char* variable,
