@@ -105,6 +105,7 @@ class AccessibilityBus {
             list.endStructure();
             children.push_back({service, path.path()});
         }
+        list.endArray();
         return children;
     }
 
