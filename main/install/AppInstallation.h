@@ -2,6 +2,9 @@
 
 #include "base/Product.h"
 #include "platform/bundle/CodeSignature.h"
+#include "platform/files/FileManager.h"
+
+#include <tl/expected.hpp>
 
 #include <array>
 #include <filesystem>
@@ -38,6 +41,18 @@ bool isVerifiedBundle(const std::filesystem::path& folder, const CodeSignature& 
 /// `applicationsFolders` and is reached through no symbolic link.
 bool isInstalledLocation(const std::filesystem::path& folder,
                          const std::vector<std::filesystem::path>& applicationsFolders);
+
+/// Whether a folder is a complete copy: `isVerifiedBundle`, as a rule.
+using Verify = std::function<bool(const std::filesystem::path&)>;
+
+/// Puts a copy of the application `source` at `destination`, in the place of an earlier copy if
+/// there is one. That is set aside first, under a hidden name beside it, and put back when anything
+/// fails. Where it lies then, absent when nothing was replaced; or a sentence: of an
+/// `InstallationFailure`, of the step that failed, or where the previous copy is when it could not
+/// be put back. Any thread; waits for the disk.
+[[nodiscard]] tl::expected<std::optional<std::filesystem::path>, std::string>
+install(const std::filesystem::path& source, const std::filesystem::path& destination,
+        FileManager& files, const Verify& verify);
 
 } // namespace AppInstallation
 

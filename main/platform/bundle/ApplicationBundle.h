@@ -39,4 +39,11 @@ struct RunningApplication {
 std::vector<RunningApplication>
 runningApplications(const std::vector<std::string>& bundleIdentifiers);
 
+/// Asks an application to quit, as its user would. False when that cannot be asked of it. One that
+/// has ended meanwhile, or whose process id is somebody else's by now, needs not be asked: true.
+[[nodiscard]] bool askToQuit(const RunningApplication& application);
+
+/// Whether that process still runs that application.
+bool isRunning(const RunningApplication& application);
+
 } // namespace tallywick

@@ -26,4 +26,9 @@ std::optional<std::filesystem::path> preferencesFolder();
 /// folder, by the same rules.
 std::optional<std::filesystem::path> cachesFolder();
 
+/// The folder whose content the desktop shows: XDG_DESKTOP_DIR of "user-dirs.dirs" among the user's
+/// preferences, else "Desktop" in the home folder. Absent when there is no such folder, or when the
+/// user has named the home folder itself, which stands for none.
+std::optional<std::filesystem::path> desktopFolder();
+
 } // namespace tallywick
