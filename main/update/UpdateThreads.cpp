@@ -2,51 +2,68 @@
 
 #include "base/Mutex.h"
 
-#include <QDeadlineTimer>
-#include <QThread>
+#include <pthread.h>
 
-#include <algorithm>
-#include <iterator>
-#include <memory>
+#include <list>
+#include <system_error>
+#include <thread>
 #include <utility>
-#include <vector>
 
 namespace tallywick {
 
 namespace {
 
-/// The threads, each kept until it has ended.
+/// The threads, each kept until it is joined: its work may have ended while the libraries that it
+/// has used still clear up behind it, which the end of the program must not overtake.
 class Threads {
   public:
-    void add(std::unique_ptr<QThread> thread) EXCLUDES(mutex) {
+    bool start(const char* name, std::function<void()> work) EXCLUDES(mutex) {
         MutexLock lock(mutex);
-        std::erase_if(threads, [](const auto& earlier) { return earlier->isFinished(); });
-        threads.push_back(std::move(thread));
+        joinEnded();
+        Thread& thread = threads.emplace_back();
+        try {
+            thread.handle = std::thread([this, name, &thread, held = std::move(work)]() mutable {
+                ::pthread_setname_np(::pthread_self(), name);
+                std::exchange(held, nullptr)();
+                MutexLock ending(mutex);
+                thread.hasEnded = true;
+                ended.notifyAll();
+            });
+        } catch (const std::system_error&) {
+            threads.pop_back();
+            return false;
+        }
+        return true;
     }
 
-    /// Those too that were started meanwhile.
-    bool wait(QDeadlineTimer deadline) EXCLUDES(mutex) {
-        for (;;) {
-            std::vector<std::unique_ptr<QThread>> ending = takeAll();
-            if (ending.empty())
-                return true;
-            std::erase_if(ending, [&](const auto& thread) { return thread->wait(deadline); });
-            if (!ending.empty()) {
-                MutexLock lock(mutex);
-                std::ranges::move(ending, std::back_inserter(threads));
-                return false;
-            }
+    /// Those too that are started meanwhile.
+    bool wait(std::chrono::steady_clock::time_point deadline) EXCLUDES(mutex) {
+        MutexLock lock(mutex);
+        for (joinEnded(); !threads.empty(); joinEnded()) {
+            if (!ended.waitUntil(mutex, deadline))
+                break;
         }
+        joinEnded();
+        return threads.empty();
     }
 
   private:
-    std::vector<std::unique_ptr<QThread>> takeAll() EXCLUDES(mutex) {
-        MutexLock lock(mutex);
-        return std::exchange(threads, {});
+    struct Thread {
+        std::thread handle;
+        bool hasEnded = false; ///< nothing of ours runs on it any more
+    };
+
+    void joinEnded() REQUIRES(mutex) {
+        threads.remove_if([](Thread& thread) {
+            if (thread.hasEnded)
+                thread.handle.join();
+            return thread.hasEnded;
+        });
     }
 
     Mutex mutex;
-    std::vector<std::unique_ptr<QThread>> threads GUARDED_BY(mutex);
+    Condition ended;
+    std::list<Thread> threads GUARDED_BY(mutex);
 };
 
 /// Never destroyed: a thread that still runs when the program ends must find what it uses.
@@ -58,19 +75,11 @@ Threads& updateThreads() {
 } // namespace
 
 bool startUpdateThread(const char* name, std::function<void()> work) {
-    // The thread's object outlives the thread; the work does not.
-    std::unique_ptr<QThread> thread(
-        QThread::create([held = std::move(work)]() mutable { std::exchange(held, nullptr)(); }));
-    thread->setObjectName(QLatin1String(name));
-    thread->start();
-    if (!thread->isRunning() && !thread->isFinished())
-        return false;
-    updateThreads().add(std::move(thread));
-    return true;
+    return updateThreads().start(name, std::move(work));
 }
 
 bool waitForUpdateThreads(std::chrono::milliseconds limit) {
-    return updateThreads().wait(QDeadlineTimer(limit));
+    return updateThreads().wait(std::chrono::steady_clock::now() + limit);
 }
 
 } // namespace tallywick
