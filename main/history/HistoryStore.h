@@ -56,6 +56,9 @@ class HistoryStore {
     /// happens: what is in memory is written with the next change.
     void persist(bool force = false);
 
+    /// Nothing is read or written from now on: the file is about to be taken away.
+    void leaveFile() { file.clear(); }
+
     /// All samples that can be seen, in ascending order of their timestamps.
     const std::vector<UsageSample>& samples() const { return history; }
 

@@ -96,6 +96,11 @@ TEST(HistoryStore, KeepsInMemoryWhatItCannotWrite) {
     fs::remove(folder / "sub");
     EXPECT_EQ(store.record({41, weekEnd}, alice, now + 300).size(), 2);
     EXPECT_EQ(HistoryStore(folder / "sub/file", now + 300).samples(), store.samples());
+    store.leaveFile();
+    fs::remove_all(folder / "sub");
+    EXPECT_EQ(store.record({42, weekEnd}, alice, now + 600).size(), 3);
+    store.persist(true);
+    EXPECT_TRUE(fs::is_empty(folder.path()));
 }
 
 TEST(HistoryStore, PrunesAtMostOnceAnHourAndWritesOnlyChanges) {

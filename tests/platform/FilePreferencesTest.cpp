@@ -50,6 +50,46 @@ TEST(FilePreferences, TreatsWhatItCannotReadAsAbsent) {
     }
 }
 
+TEST(FilePreferences, RemovesEveryChoiceAndKeepsNoneAfterwards) {
+    using Names = std::set<std::string>;
+    const struct {
+        const char* before; ///< puts something into the folder
+        bool isPending;     ///< a write, when all is to be removed
+        bool isRemoved;
+        Names stays;
+    } rows[] = {
+        {"", true, true, {}},
+        {"echo cut > preferences.json.new; echo > usage", false, true, {"usage"}},
+        {"mv preferences.json mine; ln -s mine preferences.json",
+         true,
+         false,
+         {"mine", "preferences.json"}},
+    };
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.before);
+        const TemporaryFolder folder;
+        const auto file = folder / "new" / "preferences.json";
+        FilePreferences(file).setBool("mini", true);
+        testing::runIn(folder / "new", row.before);
+        {
+            FilePreferences preferences(file);
+            if (row.isPending)
+                preferences.setBool("pending", true);
+            const Preferences::Group open(preferences);
+            preferences.setBool("inGroup", true);
+            EXPECT_EQ(preferences.removeAll(), row.isRemoved);
+            preferences.setBool("later", true);
+            EXPECT_EQ(preferences.boolValue("mini"), std::nullopt);
+        }
+        EXPECT_EQ(std::filesystem::exists(folder / "new"), !row.stays.empty());
+        Names left;
+        if (!row.stays.empty())
+            for (const auto& entry : std::filesystem::directory_iterator(folder / "new"))
+                left.insert(entry.path().filename());
+        EXPECT_EQ(left, row.stays);
+    }
+}
+
 TEST(StandardFolders, comeFromTheEnvironmentOrTheSystemsRecordWithoutLinks) {
     const TemporaryFolder folder;
     testing::runIn(folder.path(), "mkdir -p var/home; ln -s var/home home; ln -s missing dangling");

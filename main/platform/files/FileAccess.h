@@ -51,6 +51,11 @@ enum class [[nodiscard]] WriteResult{written, failed};
 /// Anything but a regular file of one name in that place makes the write fail.
 WriteResult writeFileAtomically(const std::filesystem::path& path, std::string_view bytes);
 
+/// Removes a file of our own, with what an interrupted write has left beside it, and then the
+/// folder that held it if nothing else is in there. What is not ours stays. Whether nothing has the
+/// name of the file any more.
+bool removeOwnFile(const std::filesystem::path& path);
+
 /// What tells one content of a file that is only ever replaced from another.
 struct FileVersion {
     std::uint64_t device = 0;

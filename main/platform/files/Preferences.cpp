@@ -26,7 +26,9 @@ bool canBeWritten(const Json& value) {
 /// Its end waits for what is still to be written.
 class FilePreferences::Writer {
   public:
-    ~Writer() {
+    ~Writer() { finish(); }
+
+    void finish() {
         queue.sync([] {});
     }
 
@@ -79,6 +81,14 @@ void FilePreferences::remove(std::string_view key) {
         valuesDidChange();
 }
 
+bool FilePreferences::removeAll() {
+    values = Json::object();
+    isWritten = false;
+    if (writer)
+        writer->finish();
+    return removeOwnFile(file);
+}
+
 void FilePreferences::set(std::string_view key, const Json& value) {
     Json& stored = values[std::string(key)];
     if (stored == value)
@@ -100,6 +110,8 @@ void FilePreferences::endGroup() {
 }
 
 void FilePreferences::write() {
+    if (!isWritten)
+        return;
     Json kept = Json::object();
     for (const auto& [key, value] : values.items())
         if (canBeWritten(value))

@@ -40,6 +40,10 @@ class Preferences {
     virtual void setString(std::string_view key, const std::string& value) = 0;
     virtual void remove(std::string_view key) = 0;
 
+    /// Removes every choice with what holds them, and keeps nothing that is set afterwards. Waits
+    /// for the disk. False when something stays behind.
+    virtual bool removeAll() = 0;
+
   private:
     virtual void beginGroup() = 0;
     virtual void endGroup() = 0;
@@ -72,6 +76,7 @@ class FilePreferences final : public Preferences {
     void setDouble(std::string_view key, double value) override { set(key, value); }
     void setString(std::string_view key, const std::string& value) override { set(key, value); }
     void remove(std::string_view key) override;
+    bool removeAll() override;
 
   private:
     void beginGroup() override { ++openGroups; }
@@ -87,6 +92,7 @@ class FilePreferences final : public Preferences {
     Json values = Json::object();
     int openGroups = 0;
     bool changedInGroup = false;
+    bool isWritten = true;          ///< until all was removed
     std::unique_ptr<Writer> writer; ///< since the first write
 };
 

@@ -114,6 +114,15 @@ bool canBeReplaced(const UniqueFd& folder, const std::string& name) {
     return S_ISREG(status.st_mode) && isOurs(status);
 }
 
+/// Whether nothing has the name any more; only a file of our own is taken away.
+bool removeFrom(const UniqueFd& folder, const std::string& name) {
+    struct stat status {};
+    if (::fstatat(folder.get(), name.c_str(), &status, AT_SYMLINK_NOFOLLOW) != 0)
+        return errno == ENOENT;
+    return S_ISREG(status.st_mode) && isOurs(status)
+           && ::unlinkat(folder.get(), name.c_str(), 0) == 0;
+}
+
 bool fill(const UniqueFd& file, std::string_view bytes) {
     return uninterrupted([&] { return ::ftruncate(file.get(), 0); }) == 0 && writeWhole(file, bytes)
            && sync(file);
@@ -219,6 +228,22 @@ WriteResult writeFileAtomically(const fs::path& path, std::string_view bytes) {
         return WriteResult::failed;
     }
     return syncFolder(folder) ? WriteResult::written : WriteResult::failed;
+}
+
+bool removeOwnFile(const fs::path& path) {
+    const fs::path target = standardisedPath(path);
+    const UniqueFd folder = ownFolder(openFolder(target.parent_path()));
+    if (!folder) {
+        struct stat status {};
+        return path.empty() || ::lstat(target.c_str(), &status) != 0;
+    }
+    const std::string name = target.filename();
+    const bool isGone = removeFrom(folder, name) && removeFrom(folder, name + ".new");
+    const fs::path holder = target.parent_path();
+    const UniqueFd above = openFolder(holder.parent_path());
+    if (isGone && above && ::unlinkat(above.get(), holder.filename().c_str(), AT_REMOVEDIR) == 0)
+        return syncFolder(above);
+    return isGone && syncFolder(folder);
 }
 
 std::optional<FileVersion> fileVersion(const fs::path& path) {
