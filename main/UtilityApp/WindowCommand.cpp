@@ -7,6 +7,7 @@
 #include "platform/desktop/Activation.h"
 #include "platform/desktop/Appearance.h"
 #include "platform/desktop/WindowActivation.h"
+#include "platform/desktop/Workspace.h"
 #include "platform/files/StandardFolders.h"
 #include "platform/process/TerminationSignals.h"
 #include "views/parts/Figures.h"
@@ -15,6 +16,8 @@
 #include "views/window/MainWindow.h"
 
 #include <QApplication>
+#include <QEvent>
+#include <QWindow>
 
 #include <unistd.h>
 
@@ -96,6 +99,24 @@ ColorPreferences colorsOf(const Appearance& appearance) {
     return colors;
 }
 
+/// Tells whoever has started this program when the window is on the screen, with its content.
+class FirstShow final : public QObject {
+  public:
+    explicit FirstShow(QWindow* shown) : window(shown) { window->installEventFilter(this); }
+
+  protected:
+    bool eventFilter(QObject* watched, QEvent* event) override {
+        if (event->type() == QEvent::Expose && window->isExposed()) {
+            window->removeEventFilter(this);
+            QMetaObject::invokeMethod(this, &tellThatWindowIsShown, Qt::QueuedConnection);
+        }
+        return QObject::eventFilter(watched, event);
+    }
+
+  private:
+    QWindow* const window;
+};
+
 int showWindow(const CommandLine& commandLine) {
     SystemServices services(commandLine.helper);
     FileOpenPanel openPanel;
@@ -108,6 +129,7 @@ int showWindow(const CommandLine& commandLine) {
     const auto listener =
         listenForActivation([&state](const std::string& token) { state.showUtility(token); });
     window.show();
+    const FirstShow firstShow(window.windowHandle());
     // The desktop knows its windows by the identifier now; to a screen reader this is the name.
     QCoreApplication::setApplicationName(QLatin1String(Product::name));
     const int status = QApplication::exec();
@@ -118,6 +140,7 @@ int showWindow(const CommandLine& commandLine) {
 } // namespace
 
 int runWindow(const CommandLine& commandLine, int argc, char** argv) {
+    rememberLauncher();
     if (hasHandedOver(argc, argv))
         return EXIT_SUCCESS;
     TerminationSignals requests;

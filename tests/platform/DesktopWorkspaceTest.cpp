@@ -13,8 +13,12 @@
 
 #include <gtest/gtest.h>
 
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
 #include <cstdlib>
-#include <thread>
+#include <vector>
 
 namespace tallywick {
 namespace {
@@ -87,19 +91,122 @@ TEST(DesktopWorkspace, AsksTheFileBrowserToSelectAnItem) {
     });
 }
 
+/// A bundle whose application is a shell script.
+struct ScriptedApplication : testing::TemporaryFolder {
+    explicit ScriptedApplication(const std::string& script) {
+        const auto program = path() / Product::executablePath;
+        std::filesystem::create_directories(program.parent_path());
+        testing::writeAll(program, "#!/bin/sh\n" + script);
+        std::filesystem::permissions(program, std::filesystem::perms{0755});
+        testing::runIn(path(), "mkfifo gate");
+    }
+    std::string gate() const { return path() / "gate"; }
+};
+
 TEST(DesktopWorkspace, StartsAnApplicationThatStaysByItself) {
-    const testing::TemporaryFolder folder;
-    const auto program = folder / Product::executablePath;
     const auto workspace = desktopWorkspace();
-    EXPECT_FALSE(workspace->openApplication(folder.path())) << "none is there";
-    std::filesystem::create_directories(program.parent_path());
-    testing::writeAll(program,
-                      "#!/bin/sh\npwd >\"${0%/*}/made\"; mv \"${0%/*}/made\" \"${0%/*}/place\"\n");
-    std::filesystem::permissions(program, std::filesystem::perms{0755});
-    EXPECT_TRUE(workspace->openApplication(folder.path()));
-    while (!std::filesystem::exists(program.parent_path() / "place"))
-        std::this_thread::yield();
-    EXPECT_EQ(testing::readAll(program.parent_path() / "place"), "/\n");
+    EXPECT_FALSE(workspace->openApplication("/none")) << "none is there";
+    const ScriptedApplication application("cd \"${0%/Contents*}\"; pwd >gate\n");
+    EXPECT_TRUE(workspace->openApplication(application.path()));
+    EXPECT_EQ(testing::readAll(application.gate()), application.path().string() + "\n");
+}
+
+/// Writes the word to the pipe that the environment names.
+const std::string saysItsWord =
+    "printf w >/proc/self/fd/${TALLYWICK_WINDOW_SHOWN%%:*}; cd \"${0%/Contents*}\"\n";
+
+TEST(DesktopWorkspace, TellsHowANewInstanceCameOut) {
+    using namespace std::chrono_literals;
+    const std::string ended = "It ended before it had shown its window.";
+    const std::string silent = "It has not shown its window.";
+    const std::string waits = "cd \"${0%/Contents*}\"; read line <gate\n";
+    const struct {
+        const char* name;
+        std::string script;
+        std::chrono::milliseconds limit;
+        std::vector<std::string> outcomes; ///< the gate opens after the first
+    } rows[] = {
+        {"its window is shown", saysItsWord + waits, 60s, {"shown"}},
+        {"it ends", "exit 0\n", 60s, {ended}},
+        {"it is late", waits + saysItsWord, 20ms, {silent, "shown"}},
+        {"it cannot be started", "", 60s, {"It could not be started: Permission denied."}},
+    };
+    int count = 0;
+    const QCoreApplication application(count, nullptr);
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.name);
+        const ScriptedApplication bundle(row.script);
+        if (row.script.empty())
+            testing::runIn(bundle.path(), "chmod 644 Contents/MacOS/*");
+        const auto workspace = desktopWorkspace(row.limit);
+        std::vector<std::string> outcomes;
+        workspace->openNewInstance(bundle.path(), {"--finish-install", "7"},
+                                   [&](const Workspace::OpenOutcome& outcome) {
+                                       outcomes.push_back(outcome.value_or("shown"));
+                                   });
+        EXPECT_TRUE(outcomes.empty()) << "told from the event loop alone";
+        EXPECT_TRUE(testing::eventually([&] { return !outcomes.empty(); }));
+        if (row.script.find("gate") != std::string::npos)
+            testing::writeAll(bundle.gate(), "open\n");
+        EXPECT_TRUE(testing::eventually([&] { return outcomes.size() >= row.outcomes.size(); }));
+        EXPECT_EQ(outcomes, row.outcomes);
+    }
+}
+
+TEST(DesktopWorkspace, LeavesANewInstanceNothingButItsWord) {
+    int count = 0;
+    const QCoreApplication application(count, nullptr);
+    const int open = ::open("/dev/null", O_RDONLY); // without close-on-exec
+    const ScriptedApplication bundle(
+        saysItsWord + "me=$(pwd -P; readlink /proc/$$/fd/0 /proc/$$/fd/1 /proc/$$/fd/2\n"
+        + "test -e /proc/$$/fd/" + std::to_string(open)
+        + " && echo inherited; grep SigIgn /proc/$$/status\n"
+          "test $(ps -o sid= -p $$) != "
+        + std::to_string(::getsid(0)) + " && echo alone)\necho \"$* $me\" >gate\n");
+    std::string seen;
+    {
+        const auto workspace = desktopWorkspace();
+        workspace->openNewInstance(bundle.path(), {"--finish-install", "7"}, [](const auto&) {
+            FAIL() << "told although nobody listens any more";
+        });
+        seen = testing::readAll(bundle.gate());
+    }
+    ::close(open);
+    QCoreApplication::processEvents();
+    EXPECT_EQ(seen, "--finish-install 7 " + bundle.path().string()
+                        + "\n/dev/null\n/dev/null\n/dev/null\nSigIgn:\t0000000000000000\nalone\n");
+}
+
+TEST(LaunchWord, IsSaidInTheVeryPipeThatIsMeantAndNowhereElse) {
+    const auto said = [](const std::string& variable, int readEnd) {
+        ::setenv("TALLYWICK_WINDOW_SHOWN", variable.c_str(), 1);
+        rememberLauncher();
+        EXPECT_EQ(::getenv("TALLYWICK_WINDOW_SHOWN"), nullptr);
+        const bool isTaken = ::fcntl(readEnd + 1, F_GETFD) == FD_CLOEXEC;
+        tellThatWindowIsShown();
+        tellThatWindowIsShown();
+        std::string text(9, ' ');
+        const auto count = ::read(readEnd, text.data(), text.size());
+        return (isTaken ? "taken, said " : "left, said ") + std::to_string(count);
+    };
+    int ends[2] = {};
+    ASSERT_EQ(::pipe2(ends, O_NONBLOCK), 0);
+    ASSERT_EQ(ends[1], ends[0] + 1);
+    const std::string readEnd = std::to_string(ends[0]), writeEnd = std::to_string(ends[1]);
+    struct stat status {};
+    ASSERT_EQ(::fstat(ends[1], &status), 0);
+    const std::string inode = ":" + std::to_string(status.st_ino);
+    for (const std::string& stale :
+         {std::string(), writeEnd, "x" + inode, writeEnd + ":", writeEnd + ":1", readEnd + inode,
+          "1" + inode, "-1" + inode, "99999999999" + inode, writeEnd + inode + ":"})
+        EXPECT_EQ(said(stale, ends[0]), "left, said -1") << stale;
+    EXPECT_EQ(said(writeEnd + inode, ends[0]), "taken, said 1");
+    ::close(ends[0]);
+
+    ASSERT_EQ(::pipe(ends), 0);
+    ASSERT_EQ(::fstat(ends[1], &status), 0);
+    ::close(ends[0]); // the launcher has ended: no signal ends this program
+    said(std::to_string(ends[1]) + ":" + std::to_string(status.st_ino), ends[0]);
 }
 
 } // namespace

@@ -48,6 +48,10 @@ struct FakeWorkspace : Workspace {
     bool openApplication(const std::filesystem::path& bundle) override {
         return openAddress(bundle);
     }
+    void openNewInstance(const std::filesystem::path& bundle, const std::vector<std::string>&,
+                         std::function<void(OpenOutcome)>) override {
+        opened = bundle;
+    }
     void copyText(const std::string& text) override { clipboard = text; }
 };
 

@@ -43,6 +43,8 @@ struct Desktop : Workspace {
     bool works = true;
     std::vector<std::string> done;
     bool openAddress(const std::string&) override { return false; }
+    void openNewInstance(const fs::path&, const std::vector<std::string>&,
+                         std::function<void(OpenOutcome)>) override {}
     bool openFolder(const fs::path&) override { return false; }
     void copyText(const std::string&) override {}
     void revealItem(const fs::path& item) override { done.push_back("show " + item.string()); }

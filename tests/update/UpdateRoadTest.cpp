@@ -144,6 +144,8 @@ struct Desktop : Workspace {
     std::vector<fs::path> shown;
     void revealItem(const fs::path& item) override { shown.push_back(item); }
     bool openAddress(const std::string&) override { return false; }
+    void openNewInstance(const fs::path&, const std::vector<std::string>&,
+                         std::function<void(OpenOutcome)>) override {}
     bool openFolder(const fs::path&) override { return false; }
     bool openApplication(const fs::path&) override { return false; }
     void copyText(const std::string&) override {}

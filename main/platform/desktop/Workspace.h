@@ -1,9 +1,12 @@
 #pragma once
 
+#include <chrono>
 #include <filesystem>
+#include <functional>
 #include <memory>
 #include <optional>
 #include <string>
+#include <vector>
 
 namespace tallywick {
 
@@ -26,13 +29,33 @@ class Workspace {
     /// possible.
     [[nodiscard]] virtual bool openApplication(const std::filesystem::path& bundle) = 0;
 
+    /// How a new instance came out: absent when it has shown its window, else a sentence that tells
+    /// why it could not be opened.
+    using OpenOutcome = std::optional<std::string>;
+
+    /// Starts another instance of the application of a bundle, which outlives this program, and
+    /// tells how that came out: it has shown its window, it has ended before, or it was silent for
+    /// 20 seconds; when the word of a silent one comes later after all, that is told too, as a
+    /// second outcome. From the event loop; not any more once the workspace is gone.
+    virtual void openNewInstance(const std::filesystem::path& bundle,
+                                 const std::vector<std::string>& arguments,
+                                 std::function<void(OpenOutcome)> opened) = 0;
+
     /// Replaces the content of the clipboard by a text.
     virtual void copyText(const std::string& text) = 0;
 };
 
 /// The user's desktop session. Without a graphical application, or without a desktop, nothing
-/// can be opened and a text is not copied.
-std::unique_ptr<Workspace> desktopWorkspace();
+/// can be opened and a text is not copied. `launchLimit` is how long a new instance may be silent.
+std::unique_ptr<Workspace>
+desktopWorkspace(std::chrono::milliseconds launchLimit = std::chrono::seconds(20));
+
+/// Takes note of who has started this program by `openNewInstance`, if somebody has, so that no
+/// process that this program starts inherits it. Before the program has another thread.
+void rememberLauncher();
+
+/// Tells that one, once, that this program has shown its window. Main thread only.
+void tellThatWindowIsShown();
 
 /// The desktop's dialog for choosing a file. Main thread only.
 class OpenPanel {

@@ -16,6 +16,7 @@ extern "C" { // the header of glibc 2.36 does not say so itself
 #include <array>
 #include <cerrno>
 #include <mutex>
+#include <string_view>
 #include <system_error>
 #include <utility>
 #include <vector>
@@ -31,11 +32,6 @@ constexpr int cannotExecute = 127;
     throw std::system_error(error, std::generic_category(), what);
 }
 
-struct Pipe {
-    UniqueFd readEnd;
-    UniqueFd writeEnd;
-};
-
 /// A descriptor that stays clear of 0, 1 and 2, which the child's own streams will take.
 UniqueFd aboveStandardStreams(UniqueFd fd) {
     if (fd.get() > STDERR_FILENO)
@@ -46,72 +42,78 @@ UniqueFd aboveStandardStreams(UniqueFd fd) {
     return higher;
 }
 
-Pipe makePipe() {
-    std::array<int, 2> ends{};
-    if (::pipe2(ends.data(), O_CLOEXEC) != 0)
-        throwError(errno, "pipe2");
-    Pipe pipe{UniqueFd(ends[0]), UniqueFd(ends[1])};
-    pipe.readEnd = aboveStandardStreams(std::move(pipe.readEnd));
-    pipe.writeEnd = aboveStandardStreams(std::move(pipe.writeEnd));
-    return pipe;
-}
-
-void makeNonBlocking(const UniqueFd& fd) {
-    if (::fcntl(fd.get(), F_SETFL, O_NONBLOCK) != 0)
-        throwError(errno, "fcntl");
-}
-
 void setSignalHandler(int signal, void (*handler)(int)) {
     struct sigaction action {};
     action.sa_handler = handler;
     ::sigaction(signal, &action, nullptr); // fails for the few signals that cannot be changed
 }
 
-/// A write to a pipe that nobody reads must be an error, not a signal; and children stay waitable
-/// only while SIGCHLD is not ignored, which a parent can hand down to us.
+/// Children stay waitable only while SIGCHLD is not ignored, which a parent can hand down to us.
 void prepareSignalsOnce() {
     static std::once_flag once;
     std::call_once(once, [] {
-        setSignalHandler(SIGPIPE, SIG_IGN);
+        ignoreBrokenPipes();
         struct sigaction current {};
         if (::sigaction(SIGCHLD, nullptr, &current) == 0 && current.sa_handler == SIG_IGN)
             setSignalHandler(SIGCHLD, SIG_DFL);
     });
 }
 
+/// The text of each, as execve(2) takes them, which writes nothing there.
+std::vector<char*> pointersTo(const std::vector<std::string>& texts) {
+    std::vector<char*> pointers;
+    pointers.reserve(texts.size() + 1);
+    for (const std::string& text : texts)
+        pointers.push_back(const_cast<char*>(text.c_str()));
+    pointers.push_back(nullptr);
+    return pointers;
+}
+
 /// The child's part between fork and exec. Only async-signal-safe calls: other threads of the
 /// parent may have held any lock at the moment of the fork.
 class ChildSide {
   public:
-    ChildSide(const ChildCommand& command, const Pipe& input, const Pipe& output,
-              const Pipe& errors, const Pipe& status)
-        : executable(command.executable.c_str()),
-          folder(command.currentFolder.c_str()), streams{input.readEnd.get(), output.writeEnd.get(),
-                                                         errors.writeEnd.get()},
+    ChildSide(const ChildCommand& command, std::array<int, 3> itsStreams, const Pipe& status)
+        : executable(command.executable.c_str()), folder(command.currentFolder.c_str()),
+          arguments(pointersTo(command.arguments)), streams(itsStreams),
           statusFd(status.writeEnd.get()), parent(::getpid()) {
-        arguments.push_back(const_cast<char*>(executable)); // execve's signature; it writes nothing
-        for (const std::string& argument : command.arguments)
-            arguments.push_back(const_cast<char*>(argument.c_str()));
-        arguments.push_back(nullptr);
+        arguments.insert(arguments.begin(), const_cast<char*>(executable));
     }
 
+    /// One that dies with its parent.
     [[noreturn]] void becomeCommand() {
         ::setpgid(0, 0);
         ::prctl(PR_SET_PDEATHSIG, SIGKILL);
         if (::getppid() != parent) // it died before the request above was made
             ::_exit(cannotExecute);
+        execute(environ, -1);
+    }
+
+    /// One that is nobody's child any more: the process that calls this ends, and what becomes the
+    /// command is a child of it.
+    [[noreturn]] void becomeDetachedCommand(char** environment, int inherited) {
+        ::setsid();
+        const pid_t pid = ::fork();
+        if (pid < 0)
+            fail();
+        if (pid > 0)
+            ::_exit(0);
+        execute(environment, inherited);
+    }
+
+  private:
+    [[noreturn]] void execute(char** environment, int inherited) {
         resetSignals();
         for (int stream = 0; stream < 3; ++stream)
             if (::dup2(streams[static_cast<std::size_t>(stream)], stream) < 0)
                 fail();
         ::close_range(STDERR_FILENO + 1, ~0U, CLOSE_RANGE_CLOEXEC);
-        if (::chdir(folder) != 0)
+        if (::chdir(folder) != 0 || (inherited >= 0 && ::fcntl(inherited, F_SETFD, 0) != 0))
             fail();
-        ::execve(executable, arguments.data(), environ);
+        ::execve(executable, arguments.data(), environment);
         fail();
     }
 
-  private:
     static void resetSignals() {
         for (int signal = 1; signal < NSIG; ++signal)
             setSignalHandler(signal, SIG_DFL);
@@ -141,7 +143,34 @@ int outcomeOf(const UniqueFd& status) {
     return count < 0 ? errno : error;
 }
 
+/// This program's environment, where `setting` takes the place of that variable.
+std::vector<std::string> environmentWith(const std::string& setting) {
+    std::vector<std::string> environment{setting};
+    const std::string name = setting.substr(0, setting.find('=') + 1);
+    for (char** entry = environ; *entry; ++entry)
+        if (std::string_view(*entry).substr(0, name.size()) != name)
+            environment.emplace_back(*entry);
+    return environment;
+}
+
 } // namespace
+
+Pipe makePipe() {
+    std::array<int, 2> ends{};
+    if (::pipe2(ends.data(), O_CLOEXEC) != 0)
+        throwError(errno, "pipe2");
+    Pipe pipe{UniqueFd(ends[0]), UniqueFd(ends[1])};
+    pipe.readEnd = aboveStandardStreams(std::move(pipe.readEnd));
+    pipe.writeEnd = aboveStandardStreams(std::move(pipe.writeEnd));
+    return pipe;
+}
+
+void makeNonBlocking(const UniqueFd& fd) {
+    if (::fcntl(fd.get(), F_SETFL, O_NONBLOCK) != 0)
+        throwError(errno, "fcntl");
+}
+
+void ignoreBrokenPipes() { setSignalHandler(SIGPIPE, SIG_IGN); }
 
 LaunchedChild launchChild(const ChildCommand& command) {
     prepareSignalsOnce();
@@ -153,7 +182,8 @@ LaunchedChild launchChild(const ChildCommand& command) {
     makeNonBlocking(output.readEnd);
     makeNonBlocking(errors.readEnd);
 
-    ChildSide child(command, input, output, errors, status);
+    ChildSide child(command, {input.readEnd.get(), output.writeEnd.get(), errors.writeEnd.get()},
+                    status);
     const pid_t pid = ::fork();
     if (pid == 0)
         child.becomeCommand();
@@ -171,6 +201,26 @@ LaunchedChild launchChild(const ChildCommand& command) {
     }
     return {pid, std::move(process), std::move(input.writeEnd), std::move(output.readEnd),
             std::move(errors.readEnd)};
+}
+
+void launchDetached(const ChildCommand& command, const UniqueFd& inherited,
+                    const std::string& setting) {
+    prepareSignalsOnce();
+    Pipe status = makePipe();
+    const UniqueFd nothing =
+        aboveStandardStreams(UniqueFd(::open("/dev/null", O_RDWR | O_CLOEXEC)));
+    const std::vector<std::string> environment = environmentWith(setting);
+    std::vector<char*> entries = pointersTo(environment);
+    ChildSide child(command, {nothing.get(), nothing.get(), nothing.get()}, status);
+    const pid_t pid = ::fork();
+    if (pid == 0)
+        child.becomeDetachedCommand(entries.data(), inherited.get());
+    if (pid < 0)
+        throwError(errno, "fork");
+    status.writeEnd.reset();
+    uninterrupted([&] { return ::waitpid(pid, nullptr, 0); });
+    if (const int error = outcomeOf(status.readEnd); error != 0)
+        throwError(error, "program");
 }
 
 } // namespace tallywick
