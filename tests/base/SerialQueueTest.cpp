@@ -16,65 +16,50 @@ TEST(SerialQueue, runsTheTasksOfEveryThreadOneAtATimeInTheirOrder) {
     constexpr std::size_t taskCount = 500;
     std::array<std::vector<std::size_t>, 4> seen; // touched by the queue alone
     SerialQueue queue("test");
-    std::vector<std::thread> threads;
-    for (auto& numbers : seen)
-        threads.emplace_back([&] {
-            for (std::size_t i = 0; i < taskCount; ++i)
-                queue.async([&numbers, i] { numbers.push_back(i); });
-        });
-    for (std::thread& thread : threads)
-        thread.join();
-    queue.sync([] {});
-    for (const auto& numbers : seen) {
-        EXPECT_EQ(numbers.size(), taskCount);
-        EXPECT_TRUE(std::ranges::is_sorted(numbers));
+    {
+        std::vector<std::jthread> threads;
+        for (auto& numbers : seen)
+            threads.emplace_back([&] {
+                for (std::size_t i = 0; i < taskCount; ++i)
+                    queue.async([&numbers, i] { numbers.push_back(i); });
+            });
     }
-}
-
-TEST(SerialQueue, runsASynchronousTaskWithinATaskAtOnce) {
     std::string order;
-    SerialQueue queue("test");
-    EXPECT_FALSE(queue.isCurrent());
     queue.sync([&] {
-        EXPECT_TRUE(queue.isCurrent());
         queue.async([&] { order += "later"; });
-        queue.sync([&] { order += "now "; });
+        queue.sync([&] { order += queue.isCurrent() ? "now " : "elsewhere "; });
     });
     queue.sync([] {});
-    EXPECT_EQ(order, "now later");
+    EXPECT_EQ(order, "now later") << "a synchronous task within a task is run at once";
+    EXPECT_FALSE(queue.isCurrent());
+    for (const auto& numbers : seen)
+        EXPECT_TRUE(numbers.size() == taskCount && std::ranges::is_sorted(numbers));
 }
 
 TEST(SerialQueue, dropsWhatHasNotStartedAndWaitsForWhatRunsWhenDestroyed) {
-    std::promise<void> started;
     auto owned = std::make_shared<std::promise<void>>();
     const std::future<void> dropped = owned->get_future(); // ready when its owner is gone
-    bool finished = false;
-    bool droppedRan = false;
+    std::promise<void> started;
+    std::string ran;
     {
         SerialQueue queue("test");
         queue.async([&] {
             started.set_value();
             dropped.wait(); // the end of this test if nothing is dropped before
-            finished = true;
+            ran += "the first to its end";
         });
-        queue.async([&droppedRan, kept = std::move(owned)] { droppedRan = true; });
+        queue.async([&ran, kept = std::move(owned)] { ran += "what was to be dropped"; });
         started.get_future().wait();
     }
-    EXPECT_TRUE(finished);
-    EXPECT_FALSE(droppedRan);
+    EXPECT_EQ(ran, "the first to its end");
 }
 
 TEST(SerialQueue, canBeDestroyedByItsOwnTask) {
-    std::promise<void> released;
     auto owned = std::make_shared<std::promise<void>>();
     const std::future<void> ended = owned->get_future();
     auto queue = std::make_shared<SerialQueue>("test");
-    queue->async([&released, last = queue, kept = std::move(owned)]() mutable {
-        released.get_future().wait();
-        last.reset();
-    });
-    queue.reset();
-    released.set_value();
+    SerialQueue& itself = *queue;
+    itself.async([last = std::move(queue), kept = std::move(owned)]() mutable { last.reset(); });
     ended.wait();
 }
 
