@@ -1,14 +1,25 @@
 #include "base/Sha256.h"
 
-#include <QByteArrayView>
+#include <sodium/utils.h>
+
+#include <array>
 
 namespace tallywick {
 
+Sha256::Sha256() { crypto_hash_sha256_init(&state); }
+
 void Sha256::add(std::string_view bytes) {
-    hash.addData(QByteArrayView(bytes.data(), static_cast<qsizetype>(bytes.size())));
+    crypto_hash_sha256_update(&state, reinterpret_cast<const unsigned char*>(bytes.data()),
+                              bytes.size());
 }
 
-std::string Sha256::hexDigest() const { return hash.result().toHex().toStdString(); }
+std::string Sha256::hexDigest() const {
+    crypto_hash_sha256_state last = state;
+    std::array<unsigned char, crypto_hash_sha256_BYTES> digest{};
+    crypto_hash_sha256_final(&last, digest.data());
+    std::array<char, 2 * digest.size() + 1> digits{};
+    return sodium_bin2hex(digits.data(), digits.size(), digest.data(), digest.size());
+}
 
 std::string sha256Hex(std::string_view bytes) {
     Sha256 hash;
