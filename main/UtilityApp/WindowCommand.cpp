@@ -59,8 +59,9 @@ bool hasHandedOver(int argc, char** argv) {
     const LaunchRule::ThisCopy thisCopy{
         .processId = ::getpid(),
         .bundle = bundle,
-        .isInstalled = AppInstallation::isInstalledLocation(
-            bundle, AppInstallation::applicationsFolders(homeFolder())),
+        .isInstalled = isManagedBundle(bundle)
+                       || AppInstallation::isInstalledLocation(
+                           bundle, AppInstallation::applicationsFolders(homeFolder())),
         .installedBy = LaunchRule::finishInstallProcess(arguments)};
     const auto other = LaunchRule::copyToActivate(copiesWithWindow(), thisCopy);
     if (!other)

@@ -77,7 +77,9 @@ RunningBundle inspectBundle(const fs::path& bundle,
             found.build = *build;
         found.isPreview = boolMember(*information, "CorvanePreview").value_or(false);
     }
-    found.isInstalled = AppInstallation::isInstalledLocation(bundle, applicationsFolders);
+    found.isManaged = isManagedBundle(bundle);
+    found.isInstalled =
+        found.isManaged || AppInstallation::isInstalledLocation(bundle, applicationsFolders);
     found.isVerified = [bundle, signature = std::move(signature)] {
         return AppInstallation::isVerifiedBundle(bundle, *signature);
     };

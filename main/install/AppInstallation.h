@@ -61,7 +61,8 @@ struct RunningBundle {
     std::optional<std::string> version; ///< its short version
     std::optional<std::string> build;   ///< of that version
     bool isPreview = false;
-    bool isInstalled = false; ///< it lies where an installed copy lies
+    bool isInstalled = false; ///< it lies where an installed copy lies, or is managed
+    bool isManaged = false;   ///< the system's package manager looks after it: `isManagedBundle`
     /// Whether it is a complete copy. Reads the whole bundle; any thread.
     std::function<bool()> isVerified = [] { return false; };
 };

@@ -86,6 +86,21 @@ TEST(AppInstallation, knowsTheTwoInstalledLocations) {
     EXPECT_FALSE(isInstalled("links/Corvane Tallywick.app"));
 }
 
+TEST(AppInstallation, countsAManagedCopyAsInstalled) {
+    const TemporaryFolder folder;
+    const fs::path bundle = makeSampleBundle(folder.path(), {{"CFBundleVersion", 7}});
+    for (const bool isManaged : {false, true}) {
+        if (isManaged)
+            testing::writeAll(folder / "Corvane Tallywick.app.managed", "");
+        const RunningBundle found = inspectBundle(bundle, {"/Applications"}, systemCodeSignature());
+        EXPECT_EQ(found.isManaged, isManaged);
+        EXPECT_EQ(found.isInstalled, isManaged);
+        EXPECT_TRUE(found.isVerified()) << "the mark lies outside the seal";
+        EXPECT_EQ(found.version, "0.6.0");
+        EXPECT_EQ(found.build, std::nullopt) << "a number is no text";
+    }
+}
+
 TEST(LaunchRule, ReadsWhoHasInstalledThisCopy) {
     const auto process = [](std::vector<std::string> arguments) {
         return LaunchRule::finishInstallProcess(arguments);

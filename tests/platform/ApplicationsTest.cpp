@@ -35,6 +35,31 @@ TEST(ApplicationBundle, isFoundAndTellsItsInformation) {
     EXPECT_FALSE(informationDictionary(bundle)) << "none";
 }
 
+TEST(ApplicationBundle, isManagedWhenAFileBesideItSaysSo) {
+    constexpr uid_t ann = 65'534;
+    const struct {
+        const char* command; ///< makes the mark
+        uid_t owner;         ///< of the bundle
+        bool isManaged;
+    } rows[] = {
+        {"true", 0, false},
+        {"touch A.app.managed", ann, true},
+        {"touch A.app.managed; chown 65534 A.app.managed", ann, true},
+        {"touch A.app.managed; chown 65534 A.app.managed", 0, false},
+        {"mkdir A.app.managed", 0, false},
+        {"touch mark; ln -s mark A.app.managed", 0, false},
+    };
+    if (::geteuid() != 0)
+        GTEST_SKIP() << "only root can give files away";
+    for (const auto& row : rows) {
+        const TemporaryFolder folder;
+        fs::create_directory(folder / "A.app");
+        ASSERT_EQ(::chown((folder / "A.app").c_str(), row.owner, row.owner), 0);
+        testing::runIn(folder.path(), row.command);
+        EXPECT_EQ(isManagedBundle(folder / "A.app"), row.isManaged) << row.command;
+    }
+}
+
 TEST(RunningApplications, areThisUsersProcessesOfBundles) {
     const TemporaryFolder folder;
     const auto executable = [&](const char* bundle, const Json& identifier) {

@@ -23,6 +23,14 @@ std::filesystem::path runningBundle();
 /// holds an empty dictionary.
 std::optional<Json> informationDictionary(const std::filesystem::path& bundle);
 
+/// What the name of a file beside a bundle has behind the bundle's own.
+inline constexpr const char* managedMark = ".managed";
+
+/// Whether the system's package manager looks after the bundle. It says so by a regular file beside
+/// it, "X.app.managed", whose content means nothing. One that is a link, or that belongs neither to
+/// root nor to the owner of the bundle, says nothing.
+bool isManagedBundle(const std::filesystem::path& bundle);
+
 /// A process of this user whose executable is that of an application bundle.
 struct RunningApplication {
     int processId = 0;

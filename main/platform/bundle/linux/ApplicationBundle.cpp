@@ -1,5 +1,6 @@
 #include "platform/bundle/linux/ApplicationBundle.h"
 
+#include "base/CanonicalPath.h"
 #include "base/PropertyList.h"
 #include "base/WholeNumber.h"
 #include "platform/bundle/ApplicationBundle.h"
@@ -45,6 +46,15 @@ std::optional<Json> informationDictionary(const fs::path& bundle) {
     if (!dictionary || dictionary->empty())
         return std::nullopt;
     return dictionary;
+}
+
+bool isManagedBundle(const fs::path& folder) {
+    const fs::path bundle = standardisedPath(folder);
+    struct stat owned {};
+    struct stat mark {};
+    return ::lstat(bundle.c_str(), &owned) == 0
+           && ::lstat((bundle.native() + managedMark).c_str(), &mark) == 0 && S_ISREG(mark.st_mode)
+           && (mark.st_uid == 0 || mark.st_uid == owned.st_uid);
 }
 
 namespace {
