@@ -1,5 +1,6 @@
 #include "UtilityApp/SystemServices.h"
 
+#include "base/WorkThreads.h"
 #include "codex/CodexBridge.h"
 #include "codex/CodexLocator.h"
 #include "install/AppInstallation.h"
@@ -9,7 +10,6 @@
 #include "platform/files/StandardFolders.h"
 #include "platform/process/ChildProcess.h"
 #include "state/SettingsTexts.h"
-#include "update/UpdateThreads.h"
 
 #include <QDeadlineTimer>
 
@@ -37,7 +37,7 @@ std::string checkStorage() {
 
 void waitForWorkToEnd() {
     const QDeadlineTimer end(std::chrono::seconds(3));
-    waitForUpdateThreads(std::chrono::milliseconds(end.remainingTime()));
+    waitForWorkThreads(std::chrono::milliseconds(end.remainingTime()));
     waitForChildProcesses(std::chrono::milliseconds(end.remainingTime()));
 }
 

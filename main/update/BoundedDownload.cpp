@@ -2,9 +2,9 @@
 
 #include "base/Mutex.h"
 #include "base/Product.h"
+#include "base/WorkThreads.h"
 #include "platform/files/FilePieces.h"
 #include "update/HttpResponse.h"
-#include "update/UpdateThreads.h"
 
 #include <QEventLoop>
 #include <QNetworkProxy>
@@ -248,7 +248,7 @@ BoundedDownload::start(DownloadRequest request, Callbacks callbacks) {
     auto control = std::make_shared<Control>();
     auto work = std::make_shared<Work>(
         Work{std::move(request), std::move(callbacks), std::move(file), control});
-    if (!startUpdateThread("download", [work = std::move(work)] { work->run(); }))
+    if (!startWorkThread("download", [work = std::move(work)] { work->run(); }))
         return tl::unexpected(UpdateFailure::offline);
     return std::unique_ptr<BoundedDownload>(new BoundedDownload(std::move(control)));
 }

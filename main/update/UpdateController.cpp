@@ -1,7 +1,7 @@
 #include "update/UpdateController.h"
 
+#include "base/WorkThreads.h"
 #include "update/UpdateFeed.h"
-#include "update/UpdateThreads.h"
 
 #include <algorithm>
 #include <chrono>
@@ -124,7 +124,7 @@ auto UpdateController::forCurrentOperation(Handler handler) {
 template <typename Work, typename Apply>
 void UpdateController::run(Work work, Apply apply) {
     const auto deliver = forCurrentOperation(std::move(apply));
-    if (!startUpdateThread("update", [deliver, operation = flag, work = std::move(work)] {
+    if (!startWorkThread("update", [deliver, operation = flag, work = std::move(work)] {
             deliver(work(*operation));
         }))
         finish(sentence(UpdateFailure::offline)); // the system has no thread left

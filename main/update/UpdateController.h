@@ -22,7 +22,7 @@ namespace tallywick {
 /// application does that itself.
 ///
 /// Main thread only, with a running event loop. Every operation returns at once. The work is done
-/// on threads that `waitForUpdateThreads` knows; while nothing runs there are none. What comes of
+/// on threads that `waitForWorkThreads` knows; while nothing runs there are none. What comes of
 /// an operation is applied only as long as it is the current one.
 class UpdateController {
   public:

@@ -1,7 +1,7 @@
 // The start with what was kept, the pause for an installation, and the end.
 
 #include "StateHarness.h"
-#include "update/UpdateThreads.h"
+#include "base/WorkThreads.h"
 
 #include <QCoreApplication>
 
@@ -130,7 +130,7 @@ TEST_F(StateLifeCycle, StopIsSilentAndFinal) {
     EXPECT_EQ(fields().settingsStatus, "");
     EXPECT_EQ(window.orders, 0);
     EXPECT_EQ(launches, 1);
-    EXPECT_TRUE(waitForUpdateThreads(std::chrono::seconds(60)));
+    EXPECT_TRUE(waitForWorkThreads(std::chrono::seconds(60)));
 }
 
 TEST_F(StateLifeCycle, LosesWhatAnOldUpdateHasLeft) {

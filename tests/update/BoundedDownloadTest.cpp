@@ -1,7 +1,7 @@
 #include "update/BoundedDownload.h"
+#include "base/WorkThreads.h"
 #include "support/PrivateBus.h"
 #include "update/HttpsServer.h"
-#include "update/UpdateThreads.h"
 
 #include <gtest/gtest.h>
 
@@ -47,7 +47,7 @@ class FirstEventLoop : public ::testing::EmptyTestEventListener {
 
 class BoundedDownloadTest : public ::testing::Test {
   protected:
-    void TearDown() override { EXPECT_TRUE(waitForUpdateThreads(60s)); }
+    void TearDown() override { EXPECT_TRUE(waitForWorkThreads(60s)); }
 
     DownloadRequest request(const HttpsServer& server, std::int64_t maximum) const {
         return {.url = url,
@@ -76,7 +76,7 @@ class BoundedDownloadTest : public ::testing::Test {
             return "at once: " + std::string(name(download.error()));
         if (meanwhile)
             meanwhile(**download);
-        EXPECT_TRUE(waitForUpdateThreads(60s));
+        EXPECT_TRUE(waitForWorkThreads(60s));
         EXPECT_EQ(completions, 1);
         return outcome;
     }
@@ -273,7 +273,7 @@ TEST_F(BoundedDownloadTest, isCancelledInItsCallbacksAndWhenItIsLetGo) {
                  }});
     ASSERT_TRUE(finishing);
     ended.set_value(finishing->get());
-    EXPECT_TRUE(waitForUpdateThreads(60s));
+    EXPECT_TRUE(waitForWorkThreads(60s));
     (*finishing)->cancel();
     finishing->reset();
     ASSERT_EQ(results.size(), 1U);
@@ -288,7 +288,7 @@ TEST_F(BoundedDownloadTest, isCancelledInItsCallbacksAndWhenItIsLetGo) {
         wanted, {.progress = {}, .completion = [&](BoundedDownload::Result result) {
                      results.push_back(std::move(result));
                  }}));
-    EXPECT_TRUE(waitForUpdateThreads(60s));
+    EXPECT_TRUE(waitForWorkThreads(60s));
     ASSERT_EQ(results.size(), 1U);
     EXPECT_EQ(results[0].error(), UpdateFailure::cancelled);
     EXPECT_FALSE(fs::exists(file()));
@@ -360,7 +360,7 @@ TEST(DownloadThroughAProxy, asksTheOneThatTheUserHasSet) {
         const auto download = BoundedDownload::start(
             {.url = url, .maximum = 8, .wholeLimit = 60s},
             {.progress = {}, .completion = [&](BoundedDownload::Result ended) { result = ended; }});
-        ASSERT_TRUE(waitForUpdateThreads(60s));
+        ASSERT_TRUE(waitForWorkThreads(60s));
         ASSERT_FALSE(result);
         EXPECT_EQ(result.error(), UpdateFailure::offline);
         ASSERT_EQ(proxy.requests().size(), 1U);

@@ -1,7 +1,7 @@
 #include "update/UpdateController.h"
 #include "base/Sha256.h"
+#include "base/WorkThreads.h"
 #include "support/PrivateBus.h"
-#include "update/UpdateThreads.h"
 
 #include <gmock/gmock.h>
 
@@ -57,7 +57,7 @@ struct Desktop : Workspace {
 /// A controller whose steps do as the test says, in a real cache.
 class UpdateControllerTest : public ::testing::Test {
   protected:
-    ~UpdateControllerTest() override { EXPECT_TRUE(waitForUpdateThreads(60s)); }
+    ~UpdateControllerTest() override { EXPECT_TRUE(waitForWorkThreads(60s)); }
 
     UpdateController::Services services() {
         return {
@@ -301,7 +301,7 @@ TEST_F(UpdateControllerTest, isCancelledAtEveryStep) {
         return UpdatePreparation::Prepared{};
     };
     controller->download();
-    EXPECT_TRUE(waitForUpdateThreads(60s)) << "all is done, but has not been applied";
+    EXPECT_TRUE(waitForWorkThreads(60s)) << "all is done, but has not been applied";
     EXPECT_FALSE(fs::is_empty(cache.folder()));
     controller->cancel();
     EXPECT_TRUE(eventually([&] { return !fields().busy; }));
@@ -360,7 +360,7 @@ TEST_F(UpdateControllerTest, stopsForGood) {
     prepare = [](const Body& body, const auto&) { return Failed(body.error()); };
     controller->download();
     controller->stop();
-    EXPECT_TRUE(waitForUpdateThreads(60s));
+    EXPECT_TRUE(waitForWorkThreads(60s));
     EXPECT_TRUE(fs::is_empty(cache.folder()));
     QCoreApplication::processEvents();
     controller->stop();

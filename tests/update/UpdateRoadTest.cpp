@@ -1,10 +1,10 @@
 #include "base/Ed25519.h"
 #include "base/Sha256.h"
+#include "base/WorkThreads.h"
 #include "support/PrivateBus.h"
 #include "support/SampleBundle.h"
 #include "update/HttpsServer.h"
 #include "update/UpdateController.h"
-#include "update/UpdateThreads.h"
 #include "update/ZipBuilder.h"
 
 #include <cstdlib>
@@ -161,7 +161,7 @@ class UpdateRoad : public ::testing::Test {
     }
     ~UpdateRoad() override {
         controller.reset();
-        EXPECT_TRUE(waitForUpdateThreads(60s));
+        EXPECT_TRUE(waitForWorkThreads(60s));
     }
 
     void serve(const Script& feed, const Script& archive) {

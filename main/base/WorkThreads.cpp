@@ -1,4 +1,4 @@
-#include "update/UpdateThreads.h"
+#include "base/WorkThreads.h"
 
 #include "base/Mutex.h"
 
@@ -67,19 +67,19 @@ class Threads {
 };
 
 /// Never destroyed: a thread that still runs when the program ends must find what it uses.
-Threads& updateThreads() {
+Threads& workThreads() {
     static auto& threads = *new Threads;
     return threads;
 }
 
 } // namespace
 
-bool startUpdateThread(const char* name, std::function<void()> work) {
-    return updateThreads().start(name, std::move(work));
+bool startWorkThread(const char* name, std::function<void()> work) {
+    return workThreads().start(name, std::move(work));
 }
 
-bool waitForUpdateThreads(std::chrono::milliseconds limit) {
-    return updateThreads().wait(std::chrono::steady_clock::now() + limit);
+bool waitForWorkThreads(std::chrono::milliseconds limit) {
+    return workThreads().wait(std::chrono::steady_clock::now() + limit);
 }
 
 } // namespace tallywick

@@ -7,10 +7,10 @@ namespace tallywick {
 
 /// Runs `work` on a thread of its own, and destroys it there. False when the system has no thread
 /// left. Any thread. `name` is a literal of at most 15 characters.
-[[nodiscard]] bool startUpdateThread(const char* name, std::function<void()> work);
+[[nodiscard]] bool startWorkThread(const char* name, std::function<void()> work);
 
 /// Waits until all these threads have ended. False when `limit` passed first. For the end of the
 /// program, after their work was cancelled.
-bool waitForUpdateThreads(std::chrono::milliseconds limit);
+bool waitForWorkThreads(std::chrono::milliseconds limit);
 
 } // namespace tallywick
