@@ -226,7 +226,7 @@ AccountService::recoverSession(const Operation& operation,
                                ConnectionIssue issue) {
     if (failedMode == externalMode)
         throw ConnectionIssue::externalSession;
-    if (!recovery.claim(environment.clock())) {
+    if (!environment.recovery->claim(environment.clock())) {
         details.recovery = "five-minute cooldown";
         throw issue;
     }

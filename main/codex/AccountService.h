@@ -70,6 +70,8 @@ class AccountService : public std::enable_shared_from_this<AccountService> {
         std::shared_ptr<HelperLauncher> launcher;
         Clock clock;
         std::filesystem::path homeFolder; ///< to mask helper locations
+        /// That of the service before this one, if there was one: its attempts still count.
+        std::shared_ptr<RecoveryPolicy> recovery = std::make_shared<RecoveryPolicy>();
         /// The diagnostic record after each change.
         std::function<void(const ConnectionDetails&)> onDetails;
         /// Another account may be signed in now. Comes on the service's queue or on the helper's.
@@ -219,7 +221,6 @@ class AccountService : public std::enable_shared_from_this<AccountService> {
 
     SerialQueue queue{"com.corvane.utility.account"};
     HelperSlots slots;
-    RecoveryPolicy recovery GUARDED_BY(queue);
     ConnectionDetails details GUARDED_BY(queue);
     std::optional<Login> login GUARDED_BY(queue); ///< the one that was started last
     const Environment environment;

@@ -139,6 +139,7 @@ ConnectionIssue classify(const std::exception_ptr& error) {
 // How often is tried again
 
 bool RecoveryPolicy::claim(Timestamp now) {
+    MutexLock lock(mutex);
     if (lastAttempt && std::abs(now - *lastAttempt) < cooldown)
         return false;
     lastAttempt = now;

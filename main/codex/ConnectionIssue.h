@@ -1,5 +1,6 @@
 #pragma once
 
+#include "base/Mutex.h"
 #include "base/Time.h"
 
 #include <cstdint>
@@ -39,7 +40,7 @@ std::string_view rawValue(ConnectionIssue issue);
 /// is judged by its kind, code and message, and whatever else was thrown means `stopped`.
 ConnectionIssue classify(const std::exception_ptr& error);
 
-/// The gate that lets an expired session be recovered at most once every five minutes.
+/// The gate that lets an expired session be recovered at most once every five minutes. Any thread.
 class RecoveryPolicy {
   public:
     static constexpr double cooldown = 300; ///< seconds
@@ -48,10 +49,11 @@ class RecoveryPolicy {
     ///
     /// The attempt holds the gate for `cooldown` seconds on both sides of its time: where the clock
     /// was set back by more than that, the attempt lies in a future that need not be waited for.
-    bool claim(Timestamp now);
+    bool claim(Timestamp now) EXCLUDES(mutex);
 
   private:
-    std::optional<Timestamp> lastAttempt;
+    Mutex mutex;
+    std::optional<Timestamp> lastAttempt GUARDED_BY(mutex);
 };
 
 /// Seconds to wait after the given number of consecutive failures: 15, doubled with each further

@@ -41,6 +41,7 @@ AccountService& AccountConnection::service() {
         environment.launcher = launcher;
         environment.clock = context.clock;
         environment.homeFolder = services.homeFolder;
+        environment.recovery = recovery;
         environment.onDetails = context.onMainThread([this](const ConnectionDetails& details) {
             if (!context.isStopped())
                 context.change().connectionDetails = details;

@@ -81,6 +81,7 @@ class AccountConnection {
     Services services;
     const std::function<void()> identityChanged;
     const std::shared_ptr<HelperLauncher> launcher; ///< outlives every service
+    const std::shared_ptr<RecoveryPolicy> recovery = std::make_shared<RecoveryPolicy>(); ///< of all
     std::shared_ptr<AccountService> account;
     std::int64_t generation = 0;
     std::vector<std::function<void()>> settlers;
