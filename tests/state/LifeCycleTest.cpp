@@ -43,7 +43,9 @@ TEST_F(StateLifeCycle, StartsWithTheUsersChoicesAndKeepsThem) {
 
 TEST_F(StateLifeCycle, ACopyThatIsNotInstalledOffersToInstallFirst) {
     std::promise<bool> answer;
-    bundle = {"0.6.0", "1", true, false, [&] { return answer.get_future().get(); }};
+    bundle = {.version = "0.6.0", .isPreview = true, .isVerified = [&] {
+                  return answer.get_future().get();
+              }};
     storageNotice = "Nothing is kept.";
     start();
     EXPECT_EQ(fields().settingsStatus, "Nothing is kept.");
