@@ -1,3 +1,5 @@
+// Colours, texts, and what is drawn with them.
+
 #include "views/look/TextPainting.h"
 #include "views/parts/Figures.h"
 #include "views/parts/UsageGraphs.h"
@@ -6,31 +8,176 @@
 #include <gtest/gtest.h>
 
 #include <QFontDatabase>
-#include <QImage>
 #include <QTextBlock>
 #include <QTextDocument>
 #include <QTextLayout>
 
-#include <algorithm>
-#include <optional>
-#include <utility>
-#include <vector>
-
 namespace tallywick {
 namespace {
 
-/// A theme whose accent is like no other colour.
-const Theme redTheme = makeTheme(false, {.accent = QColor(255, 60, 60)});
+void expectReadable(const Theme& theme, bool highContrast) {
+    const double read = highContrast ? 7 : 4.5;
+    const double seen = highContrast ? 4.5 : 3;
+    const std::vector<QColor> grounds{theme.backdropTop, theme.backdropBottom, theme.card};
+    const std::vector<QColor> buttons{theme.button, theme.buttonHovered, theme.buttonPressed};
+    const struct {
+        const char* what;
+        QColor color;
+        std::vector<QColor> grounds;
+        double ratio;
+    } pairs[] = {{"text", theme.text, grounds, read},
+                 {"secondary text", theme.secondaryText, grounds, read},
+                 {"accent text", theme.accentText, grounds, read},
+                 {"accent text on its tint", theme.accentText, {theme.accentTint}, read},
+                 {"button text", theme.buttonText, buttons, read},
+                 {"prominent text", theme.prominentText, {theme.prominent}, read},
+                 {"accent", theme.accent, grounds, seen},
+                 {"focus", theme.focus, grounds, seen},
+                 {"focus on a button", theme.focus, buttons, seen},
+                 {"grip", theme.grip, grounds, seen},
+                 {"outline", theme.buttonOutline, {theme.button}, highContrast ? seen : 1}};
+    for (const auto& [what, color, under, ratio] : pairs) {
+        EXPECT_EQ(color.alpha(), 255) << what;
+        for (const QColor& ground : under)
+            EXPECT_GE(contrastRatio(color, ground), ratio) << what;
+    }
+}
 
-/// What is drawn on nothing.
+TEST(Theme, EveryTextCanBeReadWithAnyAccent) {
+    for (const char* accent : {"", "white", "black", "gray", "#f0f4f8", "#0b1016", "#fadc28",
+                               "#e61e28", "#0a145a", "#14ffffff"})
+        for (const bool light : {false, true})
+            for (const bool highContrast : {false, true}) {
+                SCOPED_TRACE(std::string(accent) + (light ? " by day" : " by night")
+                             + (highContrast ? ", high contrast" : ""));
+                const Theme theme = makeTheme(light, {QColor(accent), highContrast});
+                expectReadable(theme, highContrast);
+            }
+}
+
+TEST(Theme, AnAccentThatCanBeSeenStaysAsItIsAndAnotherKeepsItsHue) {
+    const QColor yellow(250, 220, 40);
+    EXPECT_EQ(makeTheme(false, {.accent = yellow}).accent, yellow);
+    EXPECT_EQ(makeTheme(false, {.accent = QColor()}), makeTheme(false, {}));
+    const QColor moved = makeTheme(true, {.accent = yellow}).accent;
+    EXPECT_LT(moved.lightnessF(), yellow.lightnessF());
+    EXPECT_NEAR(moved.hslHue(), yellow.hslHue(), 2);
+}
+
+TEST(Theme, ContrastFollowsTheGuidelines) {
+    EXPECT_DOUBLE_EQ(contrastRatio(Qt::black, Qt::white), 21);
+    EXPECT_NEAR(contrastRatio(QColor(0x77, 0x77, 0x77), Qt::white), 4.48, 0.005);
+    EXPECT_NEAR(contrastRatio(Qt::white, QColor(255, 0, 0)), 4.00, 0.005);
+}
+
+/// What is drawn on a ground, or on nothing.
 template <typename Paint>
-QImage painted(QSize size, Paint paint) {
+QImage painted(QSize size, Paint paint, const QColor& ground = Qt::transparent) {
     QImage image(size, QImage::Format_ARGB32);
-    image.fill(Qt::transparent);
+    image.fill(ground);
     QPainter painter(&image);
     painter.setRenderHint(QPainter::Antialiasing);
     paint(painter);
     return image;
+}
+
+/// The smallest rectangle with everything that is drawn.
+QRect inkOf(const QImage& image) {
+    QRect ink;
+    for (int y = 0; y < image.height(); ++y)
+        for (int x = 0; x < image.width(); ++x)
+            if (image.pixelColor(x, y).alpha() > 0)
+                ink |= QRect(x, y, 1, 1);
+    return ink;
+}
+
+TEST(Texts, FromOutsideBecomeOneHarmlessLine) {
+    const std::pair<QString, QString> cases[] = {
+        {u"\na\tb\r\n\nc\u2028d\u2029e\u0085f"_qs, u"a b c d e f"_qs},
+        {u"a\u0007b\u001bc\u007fd\u009ce"_qs, u"abcde"_qs},
+        {u"a\u200e\u200f\u061cb\u202a\u202ec\u2066\u2069d"_qs, u"abcd"_qs},
+        {u"שלום 👩\u200d🚀"_qs, u"שלום 👩\u200d🚀"_qs},
+        {u'a' + QString(QChar(0xd83d)) + u'b' + QChar(0xde80) + QChar(0xd83d), u"ab"_qs},
+        {QString(999, u'x') + u"🚀"_qs, QString(999, u'x')},
+        {QString(10000, QChar(7)) + QString(10000, u'x'), QString(1000, u'x')}};
+    for (const auto& [text, line] : cases)
+        EXPECT_EQ(oneLine(text).toStdString(), line.toStdString());
+}
+
+TEST(Texts, StandInAToolTipAsTheyAreAndWrapBetweenWordsAlone) {
+    EXPECT_EQ(plainToolTip(u"a < b & c"_qs), u"a < b & c"_qs);
+    QTextDocument document;
+    for (const QString& text : {u"<img src=\"/etc/hostname\">"_qs, u"two  spaces &amp; <i>"_qs,
+                                u"full-week scale "_qs.repeated(20)}) {
+        document.setHtml(plainToolTip(text));
+        EXPECT_EQ(document.toPlainText().remove(QChar(0x2060)).toStdString(), text.toStdString());
+    }
+    document.setTextWidth(200);
+    ASSERT_GT(document.size().height(), 100); // lays it out
+    const QTextLayout& lines = *document.firstBlock().layout();
+    for (int index = 0; index < lines.lineCount(); ++index) {
+        const QTextLine line = lines.lineAt(index);
+        EXPECT_EQ(document.toPlainText()[line.textStart() + line.textLength() - 1], u' ');
+    }
+}
+
+TEST(Texts, AreNotDrawnBesideTheirRectangle) {
+    const QRectF area(40, 20, 120, 20);
+    const QRect allowed = area.adjusted(0, -2, 0, 2).toRect();
+    for (const QString& text : {u"short"_qs, QString(10000, u'W'), QString(200, u'8'), u"a\nb"_qs,
+                                u"م"_qs.repeated(300), u"é\u0301\u0301\u0301"_qs.repeated(40)})
+        for (const auto draw : {drawLine, drawFigures})
+            for (const auto alignment : {Qt::AlignLeft, Qt::AlignHCenter, Qt::AlignRight}) {
+                const QRect ink = inkOf(painted({240, 60}, [&](QPainter& painter) {
+                    draw(painter, area, text, designFont(FontRole::body), Qt::black, alignment);
+                }));
+                EXPECT_TRUE(!ink.isEmpty() && allowed.contains(ink)) << text.left(20).toStdString();
+            }
+}
+
+TEST(Texts, AreMadeSmallerBeforeTheyAreElided) {
+    const QFont font = designFont(FontRole::strong);
+    const auto inkIn = [&](double share) {
+        return inkOf(painted({240, 60}, [&](QPainter& painter) {
+            const QRectF area(20, 10, lineWidth(u"Refresh"_qs, font) * share, 20);
+            drawFittedLine(painter, area, u"Refresh"_qs, font, Qt::black);
+        }));
+    };
+    const QRect whole = inkIn(1);
+    EXPECT_EQ(inkIn(2), whole);
+    EXPECT_NEAR(inkIn(0.8).height(), whole.height() * 0.8, 1);
+    EXPECT_NEAR(inkIn(0.8).width(), whole.width() * 0.8, 2);
+    EXPECT_NEAR(inkIn(0.5).height(), whole.height() * leastShare, 1) << "elided";
+}
+
+TEST(Texts, TakeAboutAsMuchRoomInAnyFamilyAndTheSameForAnyDigits) {
+    for (const QString& family : QFontDatabase::families(QFontDatabase::Latin))
+        for (const FontRole role : {FontRole::body, FontRole::strong, FontRole::bigNumber})
+            for (const QString& text : {u"Always on top"_qs, u"Refresh"_qs, u"100"_qs})
+                EXPECT_LE(lineWidth(text, designFont(role, family)),
+                          lineWidth(text, designFont(role)) / leastShare)
+                    << family.toStdString() << ", " << text.toStdString();
+    const QFont font = designFont(FontRole::figure);
+    EXPECT_DOUBLE_EQ(figuresWidth(u"11%"_qs, font), figuresWidth(u"40%"_qs, font));
+}
+
+/// A theme whose accent is like no other colour.
+const Theme redTheme = makeTheme(false, {.accent = QColor(255, 60, 60)});
+
+TEST(Painting, KeepsTheUnitAtTheFigureAndAnUnknownOneSmall) {
+    const ViewStyle style{redTheme};
+    WeeklyFigure figure(style, nullptr);
+    figure.resize(290, 72);
+    const auto inkWith = [&figure](const std::optional<Quota>& quota) {
+        figure.present(quota);
+        return inkOf(painted(figure.size(), [&figure](QPainter& painter) {
+            figure.render(&painter, {}, {}, QWidget::RenderFlags());
+        }));
+    };
+    const double number = lineWidth(u"42"_qs, designFont(FontRole::bigNumber));
+    const double unit = lineWidth(u"% used"_qs, designFont(FontRole::unit));
+    EXPECT_NEAR(inkWith(Quota{42, 0}).width(), number + unit, 8);
+    EXPECT_LT(inkWith({}).height(), 20);
 }
 
 TEST(Painting, FillsASegmentOfTheMeterForEveryTwoPercentBegun) {
@@ -40,35 +187,31 @@ TEST(Painting, FillsASegmentOfTheMeterForEveryTwoPercentBegun) {
         EXPECT_EQ(filledSegments(percent), filled) << percent.value_or(0);
 }
 
-TEST(Painting, SpacesTheSegmentsOfTheMeterEvenlyAtEveryScale) {
-    for (const double scale : {1.0, 1.25, 1.5, 2.0}) {
-        const QSize size = (QSizeF(488, 30) * scale).toSize();
-        const QImage meter = painted(size, [scale](QPainter& painter) {
-            painter.scale(scale, scale);
-            paintMeter(painter, QRectF(0, 0, 488, 30), redTheme, 50);
-        });
-        std::vector<int> gaps{0};
-        for (int x = qRound(8 * scale); x < qRound(480 * scale); ++x)
-            if (meter.pixelColor(x, size.height() / 2).alpha() < 255)
-                ++gaps.back();
-            else if (gaps.back() > 0)
-                gaps.push_back(0); // within a segment again
-        gaps.pop_back();
-        EXPECT_EQ(gaps, std::vector<int>(49, qRound(2 * scale))) << scale;
-    }
-}
-
-TEST(Painting, KeepsTheEndsOfFilledSegmentsApartFromTheMeterInBothThemes) {
-    for (const bool light : {false, true}) {
-        const Theme theme = makeTheme(light, {});
-        const QImage meter = painted({488, 30}, [&](QPainter& painter) {
-            painter.fillRect(0, 0, 488, 30, theme.backdropTop);
-            paintMeter(painter, QRectF(0, 0, 488, 30), theme, 50);
-        });
-        const QColor frame = meter.pixelColor(11, 4);
-        for (const int y : {6, 23})
-            EXPECT_GT(contrastRatio(meter.pixelColor(11, y), frame), 1.5) << light << ", " << y;
-    }
+TEST(Painting, KeepsTheSegmentsOfTheMeterApartFromEachOtherAndFromItsFrame) {
+    for (const bool light : {false, true})
+        for (const double scale : {1.0, 1.25, 1.5, 2.0}) {
+            const Theme theme = makeTheme(light, {});
+            const auto paint = [&](QPainter& painter) {
+                painter.scale(scale, scale);
+                paintMeter(painter, QRectF(0, 0, 488, 30), theme, 50);
+            };
+            const QImage meter =
+                painted((QSizeF(488, 30) * scale).toSize(), paint, theme.backdropTop);
+            const auto at = [&](double x, double y) {
+                return meter.pixelColor(qRound(x * scale), qRound(y * scale));
+            };
+            const QColor frame = at(4, 15);
+            std::vector<int> gaps{0};
+            for (int x = qRound(8 * scale); x < qRound(480 * scale); ++x)
+                if (meter.pixelColor(x, meter.height() / 2) == frame)
+                    ++gaps.back();
+                else if (gaps.back() > 0)
+                    gaps.push_back(0); // within a segment again
+            gaps.pop_back();
+            EXPECT_EQ(gaps, std::vector<int>(49, qRound(2 * scale))) << scale;
+            for (const int y : {6, 23})
+                EXPECT_GT(contrastRatio(at(10, y), frame), 1.5) << light << ", " << y;
+        }
 }
 
 TEST(Painting, DrawsSegmentsOfTheWeekApartWithTheirDots) {
@@ -107,141 +250,16 @@ TEST(Painting, ShowsTheFreePartOfAVolume) {
         std::int64_t free, total;
         int freePixels;
     } cases[] = {{100, 100, 120}, {75, 100, 90}, {0, 100, 0}, {1, 100'000, 5}, {0, 0, 0}};
-    for (const auto& row : cases) {
+    for (const auto& [free, total, freePixels] : cases) {
+        const VolumeInfo volume{"/", "disk", free, total};
         const QImage bar = painted({120, 5}, [&](QPainter& painter) {
-            paintFreeSpace(painter, QRectF(0, 0, 120, 5), redTheme,
-                           {"/", "disk", row.free, row.total});
+            paintFreeSpace(painter, QRectF(0, 0, 120, 5), redTheme, volume);
         });
         int pixels = 0;
         for (int x = 0; x < 120; ++x)
             pixels += bar.pixelColor(x, 2).alpha() > 128;
-        EXPECT_EQ(pixels, row.freePixels) << row.free << " of " << row.total;
+        EXPECT_EQ(pixels, freePixels) << free << " of " << total;
     }
-}
-
-TEST(Texts, FromOutsideBecomeOneHarmlessLine) {
-    const struct {
-        const char* description;
-        QString text;
-        QString line;
-    } cases[] = {
-        {"a tab and line breaks become spaces", u"\na\tb\r\n\nc"_qs, u"a b c"_qs},
-        {"the line separators of Unicode", u"a\u2028b\u2029c\u0085d"_qs, u"a b c d"_qs},
-        {"control characters", u"a\u0007b\u001bc\u007fd\u009ce"_qs, u"abcde"_qs},
-        {"direction marks", u"a\u200e\u200f\u061cb"_qs, u"ab"_qs},
-        {"overrides and isolates", u"a\u202a\u202eb\u2066\u2069c"_qs, u"abc"_qs},
-        {"right-to-left letters stay", u"שלום"_qs, u"שלום"_qs},
-        {"joined emoji stay", u"👩\u200d🚀"_qs, u"👩\u200d🚀"_qs},
-        {"a high surrogate alone", QString(u'a') + QChar(0xd83d) + u'b', u"ab"_qs},
-        {"surrogates the wrong way round", QString(QChar(0xde80)) + QChar(0xd83d), u""_qs},
-        {"10,000 characters", QString(10000, u'x'), QString(1000, u'x')},
-        {"a pair across the end", QString(999, u'x') + u"🚀"_qs, QString(999, u'x')},
-        {"10,000 control characters", QString(10000, QChar(7)) + u'x', u"x"_qs},
-    };
-    for (const auto& [description, text, line] : cases)
-        EXPECT_EQ(oneLine(text).toStdString(), line.toStdString()) << description;
-}
-
-TEST(Texts, StandInAToolTipAsTheyAre) {
-    QTextDocument document;
-    for (const QString& text : {u"<img src=\"/etc/hostname\">"_qs, u"two  spaces &amp; <i>"_qs,
-                                u"/home/someone/"_qs.repeated(20)}) { // too long not to wrap
-        document.setHtml(plainToolTip(text));
-        EXPECT_EQ(document.toPlainText().toStdString(), text.toStdString());
-        EXPECT_TRUE(Qt::mightBeRichText(plainToolTip(text)));
-    }
-    EXPECT_EQ(plainToolTip(u"a < b & c"_qs), u"a < b & c"_qs);
-
-    // It wraps between words alone.
-    document.setHtml(plainToolTip(u"full-week scale "_qs.repeated(20)));
-    document.setTextWidth(200);
-    ASSERT_GT(document.size().height(), 0); // lays it out
-    const QTextLayout& lines = *document.firstBlock().layout();
-    ASSERT_GT(lines.lineCount(), 3);
-    for (int line = 0; line < lines.lineCount(); ++line) {
-        const QTextLine part = lines.lineAt(line);
-        EXPECT_TRUE(
-            document.toPlainText().sliced(part.textStart(), part.textLength()).endsWith(u' '));
-    }
-}
-
-/// The smallest rectangle with everything that is drawn.
-QRect inkOf(const QImage& image) {
-    QRect ink;
-    for (int y = 0; y < image.height(); ++y)
-        for (int x = 0; x < image.width(); ++x)
-            if (image.pixelColor(x, y).alpha() > 0)
-                ink |= QRect(x, y, 1, 1);
-    return ink;
-}
-
-TEST(Painting, KeepsTheUnitAtTheFigureAndInTheLineOfItsMark) {
-    const ViewStyle style{redTheme};
-    const std::pair<std::optional<Quota>, int> cases[] = {{Quota{42, 0}, 60}, {{}, 20}};
-    for (const auto& [quota, highest] : cases) {
-        WeeklyFigure figure(style, nullptr);
-        figure.resize(290, 72);
-        figure.present(quota);
-        const QImage drawn = painted(figure.size(), [&](QPainter& painter) {
-            figure.render(&painter, {}, {}, QWidget::RenderFlags());
-        });
-        const QRect ink = inkOf(drawn);
-        EXPECT_LT(ink.height(), highest);
-        int gap = 0, widest = 0;
-        for (int x = ink.left(); x < ink.right(); ++x) {
-            gap = inkOf(drawn.copy(x, 0, 1, drawn.height())).isEmpty() ? gap + 1 : 0;
-            widest = std::max(widest, gap);
-        }
-        EXPECT_LE(widest, 7);
-    }
-}
-
-TEST(Texts, AreNotDrawnBesideTheirRectangle) {
-    const QRectF area(40, 20, 120, 20);
-    const QRect allowed = area.adjusted(0, -2, 0, 2).toRect();
-    for (const QString& text : {u"short"_qs, QString(10000, u'W'), QString(200, u'8'), u"a\nb"_qs,
-                                u"م"_qs.repeated(300), u"é\u0301\u0301\u0301"_qs.repeated(40)})
-        for (const auto draw : {drawLine, drawFigures})
-            for (const auto alignment : {Qt::AlignLeft, Qt::AlignHCenter, Qt::AlignRight}) {
-                const QRect ink = inkOf(painted({240, 60}, [&](QPainter& painter) {
-                    draw(painter, area, text, designFont(FontRole::body), Qt::black, alignment);
-                }));
-                EXPECT_TRUE(!ink.isEmpty() && allowed.contains(ink)) << text.left(20).toStdString();
-            }
-}
-
-TEST(Texts, AreMadeSmallerBeforeTheyAreElided) {
-    const QFont font = designFont(FontRole::strong);
-    const QString text = u"Refresh"_qs;
-    const auto inkIn = [&](double share) {
-        return inkOf(painted({240, 60}, [&](QPainter& painter) {
-            drawFittedLine(painter, QRectF(20, 10, lineWidth(text, font) * share, 20), text, font,
-                           Qt::black);
-        }));
-    };
-    const QRect whole = inkIn(1);
-    EXPECT_EQ(inkIn(2), whole);
-    EXPECT_NEAR(inkIn(0.8).height(), whole.height() * 0.8, 1);
-    EXPECT_NEAR(inkIn(0.8).width(), whole.width() * 0.8, 2);
-    EXPECT_NEAR(inkIn(0.5).height(), whole.height() * leastShare, 1) << "elided";
-}
-
-TEST(Texts, TakeNoMoreRoomInAnyFamilyThanInOurs) {
-    const QStringList families = QFontDatabase::families(QFontDatabase::Latin);
-    ASSERT_GE(families.size(), 2) << "one that is not ours";
-    for (const QString& family : families)
-        for (const FontRole role : {FontRole::body, FontRole::strong, FontRole::bigNumber})
-            for (const QString& text : {u"Always on top"_qs, u"Refresh"_qs, u"100"_qs})
-                EXPECT_LE(lineWidth(text, designFont(role, family)),
-                          lineWidth(text, designFont(role)) * (1 / leastShare))
-                    << family.toStdString() << ", " << text.toStdString();
-}
-
-TEST(Texts, DoNotMoveWhenADigitChanges) {
-    for (const FontRole role : {FontRole::body, FontRole::figure, FontRole::bigNumber})
-        for (const QString& text : {u"11%"_qs, u"40%"_qs, u"78%"_qs})
-            EXPECT_DOUBLE_EQ(figuresWidth(text, designFont(role)),
-                             figuresWidth(u"00%"_qs, designFont(role)));
 }
 
 } // namespace

@@ -1,30 +1,40 @@
+#include "support/TemporaryFolder.h"
 #include "views/ViewHarness.h"
-#include "views/parts/Figures.h"
 #include "views/sheets/InstallationView.h"
-#include "views/sheets/SettingsView.h"
 #include "views/sheets/SheetHost.h"
-#include "views/sheets/SheetParts.h"
+#include "views/window/FileOpenPanel.h"
 
 #include <gmock/gmock.h>
 
-#include <QAccessible>
+#include <QFileDialog>
+#include <QLabel>
+#include <QPointer>
 #include <QScreen>
 #include <QTest>
-
-#include <algorithm>
-#include <set>
-#include <tuple>
-#include <utility>
-#include <vector>
+#include <QTimer>
 
 namespace tallywick::testing {
 namespace {
 
-using ::testing::ElementsAre;
+namespace fs = std::filesystem;
+
 using ::testing::IsEmpty;
 using ::testing::Not;
+using enum UtilityCommand;
 
-/// A window with its sheets, and the names of the actions that were called.
+UtilityFields with(bool UtilityFields::*flag) {
+    UtilityFields fields;
+    fields.*flag = true;
+    return fields;
+}
+
+UtilityFields with(const UpdateFields& updates) {
+    UtilityFields fields;
+    fields.updates = updates;
+    return fields;
+}
+
+/// A window with its sheets, and the actions that were called.
 class Sheets : public ::testing::Test {
   protected:
     void SetUp() override { window.show(); }
@@ -33,14 +43,12 @@ class Sheets : public ::testing::Test {
         settle();
     }
 
-    void present() {
+    /// Shows these fields, with the sheets that are wanted.
+    void show(UtilityFields fields, bool wantsSettings = true, bool wantsInstaller = true) {
+        fields.showingSettings = wantsSettings;
+        fields.showingInstaller = wantsInstaller;
         host.present(fields, theme, texts);
         settle();
-    }
-    void open() {
-        fields.showingSettings = true;
-        fields.showingInstaller = true;
-        present();
     }
 
     SettingsView* settings() { return window.findChild<SettingsView*>(); }
@@ -54,7 +62,6 @@ class Sheets : public ::testing::Test {
 
     Strings calls;
     QWidget window;
-    UtilityFields fields;
     Theme theme = makeTheme(false, {});
     ApplicationTexts texts{u"0.6.0"_qs, u"Installed in Applications"_qs};
     const UtilityActions actions = recordingActions(calls);
@@ -62,7 +69,7 @@ class Sheets : public ::testing::Test {
 };
 
 TEST_F(Sheets, AreClosedByTheStateWhenTheUserWishes) {
-    open();
+    show({});
     EXPECT_EQ(settings()->windowModality(), Qt::WindowModal);
     EXPECT_TRUE(settings()->windowFlags() & Qt::FramelessWindowHint) << "with a title of its own";
     for (const Qt::Key key : {Qt::Key_Escape, Qt::Key_Return}) {
@@ -70,214 +77,144 @@ TEST_F(Sheets, AreClosedByTheStateWhenTheUserWishes) {
         QTest::keyClick(settings(), key);
         QTest::keyClick(installer(), key);
         settle();
-        EXPECT_THAT(calls, ElementsAre(called(UtilityCommand::closeSettings),
-                                       called(UtilityCommand::tryWithoutInstalling)));
+        EXPECT_EQ(calls, Strings({called(closeSettings), called(tryWithoutInstalling)}));
         ASSERT_TRUE(settings() && settings()->isVisible());
         ASSERT_TRUE(installer() && installer()->isVisible());
     }
-    fields.showingSettings = false;
-    present();
+    show({}, false, true);
     EXPECT_TRUE(!settings() && installer());
 }
 
 TEST_F(Sheets, StandBeforeTheirDimmedWindowAndAlwaysOnTheScreen) {
     const auto brightness = [this] { return window.grab().toImage().pixelColor(1, 1).lightness(); };
     const int before = brightness();
-    open();
+    show({});
     EXPECT_LT(brightness(), before);
     const QRect screen = settings()->screen()->availableGeometry();
-    for (const QPoint place : {screen.topLeft(), screen.center(), screen.bottomRight()}) {
-        window.setGeometry(QRect(place, QSize(300, 100)));
+    for (const QPoint middle : {screen.topLeft(), screen.bottomRight(), screen.center()}) {
+        window.setGeometry(QRect(middle - QPoint(150, 50), QSize(300, 100)));
         settle();
-        for (const QWidget* sheet : std::initializer_list<QWidget*>{settings(), installer()})
-            EXPECT_TRUE(screen.contains(sheet->frameGeometry())) << place.x();
+        EXPECT_TRUE(screen.contains(settings()->frameGeometry())) << middle.x();
+        EXPECT_TRUE(screen.contains(installer()->frameGeometry())) << middle.x();
     }
-    window.move(screen.center() - QPoint(150, 50));
-    settle();
     EXPECT_LE((installer()->geometry().center() - screen.center()).manhattanLength(), 3);
-    fields.showingSettings = fields.showingInstaller = false;
-    present();
+    show({}, false, false);
     EXPECT_EQ(brightness(), before);
 }
 
 TEST_F(Sheets, OpenWithTheirWindowAndOnceEndedOnlyWhenAskedForAnew) {
     window.hide();
-    open();
+    show({});
     EXPECT_FALSE(settings() || installer());
     window.show();
-    present();
+    show({});
     EXPECT_TRUE(settings() && installer());
     host.endAll();
-    present();
+    show({});
     EXPECT_FALSE(settings() || installer());
-    EXPECT_THAT(calls, IsEmpty());
-    fields.showingSettings = false;
-    present();
-    open();
+    show({}, false, true);
+    show({});
     EXPECT_TRUE(settings() && !installer());
 }
 
 TEST_F(Sheets, OfferWhatTheStateAllowsAndCallIt) {
-    using Offers = std::vector<std::pair<std::string, UtilityCommand>>;
-    const Offers account{{"Retry Connection", UtilityCommand::retryConnection},
-                         {"Choose Codex…", UtilityCommand::chooseHelper},
-                         {"Use Automatic", UtilityCommand::useAutomaticDiscovery},
-                         {"Sign In in Browser…", UtilityCommand::startSignIn},
-                         {"Copy Connection Details", UtilityCommand::copyConnectionDetails}};
-    const Offers cancel{{"Cancel Sign-In", UtilityCommand::cancelSignIn}};
-    const Offers footer{{"Check for Updates", UtilityCommand::checkForUpdates},
-                        {"Get Setup", UtilityCommand::openProductPage},
-                        {"Done", UtilityCommand::closeSettings}};
-    bool UtilityFields::*const idle = nullptr;
-    const std::tuple<bool UtilityFields::*, Offers> cases[] = {
-        {idle, account},
-        {&UtilityFields::accountBusy, {}},
-        {&UtilityFields::validatingHelper, {}},
-        {&UtilityFields::maintenance, {}},
-        {&UtilityFields::loginPending, cancel},
-        {idle, account}};
-    open();
-    for (auto [field, offered] : cases) {
-        if (field)
-            fields.*field = true;
-        present();
-        offered.insert(offered.end(), footer.begin(), footer.end());
-        Strings names;
-        for (const auto& [text, command] : offered) {
-            names.push_back(text);
-            calls.clear();
-            QTest::keyClick(button(text), Qt::Key_Return);
-            EXPECT_THAT(calls, ElementsAre(called(command))) << text;
-        }
-        EXPECT_EQ(tabOrder(button(names.front())), names);
-        if (field)
-            fields.*field = false;
+    using Commands = std::vector<UtilityCommand>;
+    const Commands account{retryConnection, chooseHelper, useAutomaticDiscovery, startSignIn,
+                           copyConnectionDetails};
+    const struct {
+        UtilityFields fields;
+        Commands account, updates;
+    } cases[] = {
+        {{}, account, {checkForUpdates}},
+        {with(&UtilityFields::accountBusy), {}, {checkForUpdates}},
+        {with(&UtilityFields::validatingHelper), {}, {checkForUpdates}},
+        {with(&UtilityFields::maintenance), {}, {checkForUpdates}},
+        {with(&UtilityFields::loginPending), {cancelSignIn}, {checkForUpdates}},
+        {with({.busy = true}), account, {cancelUpdate}},
+        {with({.offersDownload = true}), account, {checkForUpdates, downloadUpdate}},
+        {with({.busy = true, .offersDownload = true}), account, {cancelUpdate}},
+        {with({.offersShow = true}), account, {checkForUpdates, showUpdate}},
+        {with({.offersShow = true, .offersOpen = true}),
+         account,
+         {checkForUpdates, showUpdate, openUpdate}},
+        {with({.busy = true, .offersShow = true, .offersOpen = true}), account, {cancelUpdate}},
+        {{}, account, {checkForUpdates}}};
+    for (const auto& row : cases) {
+        show(row.fields);
+        Strings offered{called(openProductPage), called(closeSettings)};
+        for (const Commands& commands : {row.account, row.updates})
+            std::ranges::transform(commands, std::back_inserter(offered), called);
+        calls.clear();
+        for (const std::string& name : tabOrder(button("Get Setup")))
+            QTest::keyClick(button(name), Qt::Key_Return);
+        EXPECT_EQ(calls, offered);
     }
-    std::set<std::pair<int, int>> columns; // left edge and width
-    for (const auto& [text, command] : account)
-        columns.emplace(button(text)->x(), button(text)->width());
-    EXPECT_EQ(columns.size(), 2U);
-    EXPECT_NEAR(columns.begin()->second, columns.rbegin()->second, 1);
+    EXPECT_NEAR(button("Retry Connection")->width(), button("Choose Codex…")->width(), 1);
 }
 
-TEST_F(Sheets, OfferWhatCanBeDoneWithAnUpdateAndTellHowFarItIs) {
-    const std::pair<std::string, UtilityCommand> check{"Check for Updates",
-                                                       UtilityCommand::checkForUpdates},
-        download{"Download Update", UtilityCommand::downloadUpdate},
-        cancel{"Cancel", UtilityCommand::cancelUpdate},
-        show{"Show Download", UtilityCommand::showUpdate},
-        openIt{"Open Update", UtilityCommand::openUpdate};
-    const std::pair<UpdateFields, std::vector<std::pair<std::string, UtilityCommand>>> cases[] = {
-        {{}, {check}},
-        {{.busy = true}, {cancel}},
-        {{.offersDownload = true}, {check, download}},
-        {{.busy = true, .offersDownload = true}, {cancel}},
-        {{.offersShow = true}, {check, show}},
-        {{.offersShow = true, .offersOpen = true}, {check, show, openIt}},
-        {{.busy = true, .offersShow = true, .offersOpen = true}, {cancel}}};
-    open();
-    for (const auto& [updates, offered] : cases) {
-        fields.updates = updates;
-        present();
-        Strings names;
-        for (const auto& [text, command] : offered) {
-            names.push_back(text);
-            calls.clear();
-            QTest::keyClick(button(text), Qt::Key_Return);
-            EXPECT_THAT(calls, ElementsAre(called(command))) << text;
-        }
-        const Strings reached = tabOrder(button("Copy Connection Details"));
-        EXPECT_EQ(Strings(reached.begin() + 1, reached.begin() + 1 + std::ssize(names)), names);
-        EXPECT_EQ(reached.at(names.size() + 1), "Get Setup");
-    }
-
+TEST_F(Sheets, TellHowFarADownloadIs) {
+    show(with({.status = "Downloading…\u202840%", .progress = {{400, 1000}}}));
+    EXPECT_EQ(settings()->findChildren<StatusNotice*>().back()->text(), u"Downloading… 40%"_qs);
     auto* const bar = settings()->findChild<SheetProgress*>();
-    EXPECT_FALSE(bar->isVisible());
-    fields.updates = {.status = "Downloading…\u202840%", .progress = {{400, 1000}}};
-    present();
     EXPECT_TRUE(bar->isVisible());
-    auto* const heard = QAccessible::queryAccessibleInterface(bar);
-    EXPECT_EQ(heard->role(), QAccessible::ProgressBar);
-    EXPECT_EQ(heard->text(QAccessible::Name), u"Download"_qs);
-    EXPECT_EQ(heard->valueInterface()->currentValue(), 400);
-    EXPECT_EQ(heard->valueInterface()->maximumValue(), 1000);
+    EXPECT_EQ(QAccessible::queryAccessibleInterface(bar)->valueInterface()->currentValue(), 400);
     const QImage image = bar->grab().toImage();
     const int middle = image.height() / 2;
     EXPECT_EQ(image.pixelColor(image.width() * 39 / 100, middle), theme.accentText);
     EXPECT_NE(image.pixelColor(image.width() * 41 / 100, middle), theme.accentText);
-    EXPECT_EQ(settings()->findChildren<StatusNotice*>().back()->text(), u"Downloading… 40%"_qs);
+    show({});
+    EXPECT_FALSE(bar->isVisible());
 }
 
-TEST_F(Sheets, CarryTheKeyboardAlongAnUpdate) {
-    open();
-    const auto keyboardAfter = [this](const UpdateFields& updates) {
-        fields.updates = updates;
-        present();
-        return settings()->focusWidget();
-    };
-    button("Check for Updates")->setFocus(Qt::TabFocusReason);
-    EXPECT_EQ(keyboardAfter({.busy = true}), settings());
-    EXPECT_EQ(keyboardAfter({.offersDownload = true}), button("Check for Updates"));
-    button("Download Update")->setFocus(Qt::TabFocusReason);
-    EXPECT_EQ(keyboardAfter({.busy = true, .offersDownload = true}), settings());
-    EXPECT_EQ(keyboardAfter({.offersShow = true}), button("Show Download"));
-    EXPECT_EQ(keyboardAfter({.busy = true, .offersShow = true}), settings());
-    button("Cancel")->setFocus(Qt::TabFocusReason);
-    EXPECT_EQ(keyboardAfter({.offersDownload = true}), button("Download Update"));
-}
-
-TEST_F(Sheets, KeepTheKeyboardForTheButtonThatHasToWait) {
-    open();
-    const auto focused = [this] { return settings()->focusWidget(); };
-    UtilityButton* const signIn = button("Sign In in Browser…");
-    signIn->setFocus(Qt::TabFocusReason);
-
-    fields.accountBusy = true;
-    present();
-    EXPECT_EQ(focused(), settings());
-    QTest::keyClick(settings(), Qt::Key_Return);
-    EXPECT_THAT(calls, IsEmpty()) << "Return does nothing there";
-    fields.accountBusy = false;
-    present();
-    EXPECT_EQ(focused(), signIn);
-
-    fields.loginPending = true;
-    present();
-    EXPECT_EQ(focused(), button("Cancel Sign-In"));
-    fields.loginPending = false;
-    fields.accountBusy = true;
-    present();
-    fields.accountBusy = false;
-    present();
-    EXPECT_EQ(focused(), signIn);
+TEST_F(Sheets, KeepTheKeyboardForTheButtonThatHasToWaitOrForItsHeir) {
+    const std::string sheet = "Utility Settings"; // where Return does nothing
+    const struct {
+        const char* reached; ///< with Tab, before the fields change
+        UtilityFields fields;
+        std::string keyboard;
+    } steps[] = {{"Sign In in Browser…", with(&UtilityFields::accountBusy), sheet},
+                 {nullptr, {}, "Sign In in Browser…"},
+                 {nullptr, with(&UtilityFields::loginPending), "Cancel Sign-In"},
+                 {nullptr, with(&UtilityFields::accountBusy), sheet},
+                 {nullptr, {}, "Sign In in Browser…"},
+                 {"Check for Updates", with({.busy = true}), sheet},
+                 {nullptr, with({.offersDownload = true}), "Check for Updates"},
+                 {"Download Update", with({.busy = true, .offersDownload = true}), sheet},
+                 {nullptr, with({.offersShow = true}), "Show Download"},
+                 {nullptr, with({.busy = true, .offersShow = true}), sheet},
+                 {"Cancel", with({.offersDownload = true}), "Download Update"}};
+    show({});
+    for (const auto& [reached, fields, keyboard] : steps) {
+        if (reached)
+            button(reached)->setFocus(Qt::TabFocusReason);
+        show(fields);
+        EXPECT_EQ(accessibleName(settings()->focusWidget()), keyboard) << (reached ? reached : "");
+        if (keyboard == sheet)
+            QTest::keyClick(settings(), Qt::Key_Return);
+        EXPECT_THAT(calls, IsEmpty());
+    }
 }
 
 TEST_F(Sheets, ShowWhatTheyAreGivenAndTellAScreenReaderTheResultOfAnAction) {
-    open();
+    UtilityFields fields;
     fields.displayedHelperPath = "/usr/lib/<b>\ncodex";
-    present();
+    show(fields);
     const auto* const path = settings()->findChild<PathLine*>();
     EXPECT_EQ(path->accessibleValue(), u"/usr/lib/<b> codex"_qs);
     EXPECT_TRUE(path->toolTip().contains(u"&lt;b&gt;"_qs));
+    EXPECT_EQ(installer()->findChild<QLabel*>()->text(), u"Welcome to\u00a0Tallywick"_qs)
+        << "no last word stands alone";
     for (QWidget* sheet : std::initializer_list<QWidget*>{settings(), installer()}) {
         auto* const notice = sheet->findChild<StatusNotice*>();
         auto* const heard = QAccessible::queryAccessibleInterface(notice);
         EXPECT_EQ(heard->role(), QAccessible::Notification);
-        for (const auto status : {std::string_view(), SettingsText::helperSelected,
-                                  SettingsText::helperRefused, std::string_view()}) {
+        for (const char* status : {"", "Selected.", "Refused.", ""}) {
             fields.settingsStatus = status;
-            present();
-            EXPECT_EQ(notice->isVisible(), !status.empty());
-            EXPECT_EQ(heard->text(QAccessible::Name).toStdString(), status);
+            show(fields);
+            EXPECT_EQ(notice->isVisible(), *status != '\0');
+            EXPECT_EQ(heard->text(QAccessible::Name), QLatin1String(status));
         }
     }
-}
-
-TEST_F(Sheets, LeaveNoLastWordAlone) {
-    open();
-    const auto shown = installer()->findChildren<SheetText*>();
-    EXPECT_TRUE(std::ranges::any_of(
-        shown, [](const QLabel* text) { return text->text().endsWith(u" this\u00a0Mac."_qs); }));
 }
 
 /// Every text and every control lies inside the sheet, with all its text.
@@ -297,17 +234,16 @@ void expectNothingClipped(const QWidget* sheet) {
 }
 
 TEST_F(Sheets, ClipNothingOfTheLongestTexts) {
-    open();
+    show({});
     const QSize usual = settings()->size();
-    fields.loginPending = true;
-    fields.settingsStatus =
-        std::string(SettingsText::detailsCopied) + " " + std::string(SettingsText::helperRefused);
-    fields.displayedHelperPath = std::string(10000, '/') + "codex";
-    fields.historyCount = 4096;
     texts = {u"1234567890.1234567890.1234567890"_qs,
              u"PREVIEW — awaiting your approval · Installer / portable copy — install before "
              u"creating an alias"_qs};
-    present();
+    UtilityFields fields = with(&UtilityFields::loginPending);
+    fields.settingsStatus =
+        std::string(SettingsText::detailsCopied) + " " + std::string(SettingsText::helperRefused);
+    fields.displayedHelperPath = std::string(10000, '/') + "codex";
+    show(fields);
     expectNothingClipped(settings());
     expectNothingClipped(installer());
     EXPECT_EQ(settings()->width(), usual.width());
@@ -316,18 +252,47 @@ TEST_F(Sheets, ClipNothingOfTheLongestTexts) {
 }
 
 TEST_F(Sheets, FollowTheThemeAndAreDrawnOnlyWhenSomethingHasChanged) {
-    open();
-    const PaintRecorder paints;
-    fields.cpuPercent = 42;
-    present();
-    EXPECT_THAT(paints.painted, IsEmpty());
+    show({});
+    EXPECT_THAT(repaintedBy([this] { show(sampleFields()); }), IsEmpty());
     theme = makeTheme(true, {});
-    present();
-    EXPECT_THAT(paints.painted, Not(IsEmpty()));
+    EXPECT_THAT(repaintedBy([this] { show({}); }), Not(IsEmpty()));
     const QImage image = settings()->grab().toImage();
     EXPECT_EQ(image.pixelColor(image.width() / 2, image.height() - 1), theme.buttonOutline);
     const auto* const text = settings()->findChild<SheetText*>();
     EXPECT_EQ(text->palette().color(QPalette::WindowText), theme.text);
+}
+
+/// What is chosen by a user who does that once the dialog is there.
+template <typename Use>
+std::optional<fs::path> chosenBy(Use use, QWidget* window = nullptr) {
+    FileOpenPanel panel;
+    panel.setParent(window);
+    QTimer::singleShot(0, [&use] {
+        const QPointer dialog = qobject_cast<QFileDialog*>(QApplication::activeModalWidget());
+        ASSERT_TRUE(dialog);
+        use(*dialog);
+        if (dialog && dialog->isVisible())
+            dialog->reject();
+    });
+    return panel.chooseFile("Select <Codex>", "The native helper, or the app & its content.");
+}
+
+TEST(FileOpenPanel, TakesFilesLinksAndApplicationBundlesButNoOtherFolder) {
+    const TemporaryFolder folder;
+    runIn(folder.path(), "echo program > .hidden; ln -s .hidden link\n"
+                         "mkdir -p folder Some.app/Contents; ln -s Some.app Alias.app");
+    for (const char* name : {".hidden", "link", "Some.app", "Alias.app", "folder"}) {
+        const auto chosen = chosenBy([&](QFileDialog& dialog) {
+            dialog.selectFile(QString::fromStdString(folder / name));
+            static_cast<QDialog&>(dialog).accept();
+        });
+        EXPECT_EQ(chosen.value_or("folder"), fs::path(name) == "folder" ? "folder" : folder / name);
+    }
+}
+
+TEST(FileOpenPanel, OutlivesTheWindowItStandsOver) {
+    auto window = std::make_unique<QWidget>();
+    EXPECT_EQ(chosenBy([&window](QFileDialog&) { window.reset(); }, window.get()), std::nullopt);
 }
 
 } // namespace
