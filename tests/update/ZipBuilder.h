@@ -1,6 +1,7 @@
 #pragma once
 
 #include "install/AppInstallation.h"
+#include "support/SampleBundle.h"
 
 #include <QByteArray>
 
@@ -10,7 +11,7 @@
 #include <utility>
 #include <vector>
 
-/// Archives built byte by byte, so that each of their fields can lie.
+/// Releases, and archives built byte by byte, so that each of their fields can lie.
 namespace tallywick::testing {
 
 inline void put(std::string& bytes, std::size_t at, std::uint64_t value, std::size_t count) {
@@ -49,7 +50,7 @@ struct ZipEntry {
     std::string content = {};
     std::uint32_t attributes = 0; ///< external; a Unix mode stands in the upper half
     std::uint16_t flags = 0;
-    bool deflate = false;
+    std::uint16_t method = 0; ///< 8: the content is deflated
     std::string localExtra = {}, centralExtra = {}, comment = {};
 };
 
@@ -58,7 +59,7 @@ struct ZipArchive {
     std::string bytes = {};
     std::vector<std::size_t> locals = {}, centrals = {}; ///< the headers of the entries
     std::size_t directory = 0;
-    std::size_t endRecord = 0;
+    std::size_t end = 0; ///< the record at its end
 };
 
 inline std::string zipHeader(std::size_t size, std::uint32_t signature, std::size_t common,
@@ -67,7 +68,7 @@ inline std::string zipHeader(std::size_t size, std::uint32_t signature, std::siz
     put32(header, 0, signature);
     put16(header, common - 2, 20); // the version needed
     put16(header, common, entry.flags);
-    put16(header, common + 2, entry.deflate ? 8 : 0);
+    put16(header, common + 2, entry.method);
     put16(header, common + 6, 0x21); // the first day of MS-DOS
     put32(header, common + 8, crc32(entry.content));
     put32(header, common + 12, stored.size());
@@ -76,13 +77,12 @@ inline std::string zipHeader(std::size_t size, std::uint32_t signature, std::siz
     return header;
 }
 
-/// `gap` bytes stand in front of the directory, `lead` in front of everything.
-inline ZipArchive buildZip(const std::vector<ZipEntry>& entries, std::size_t gap = 0,
-                           const std::string& lead = {}) {
+/// `lead` stands in front of everything.
+inline ZipArchive buildZip(const std::vector<ZipEntry>& entries, const std::string& lead = {}) {
     ZipArchive archive{.bytes = lead};
     std::string directory;
     for (const ZipEntry& entry : entries) {
-        const std::string stored = entry.deflate ? deflated(entry.content) : entry.content;
+        const std::string stored = entry.method == 8 ? deflated(entry.content) : entry.content;
         std::string local = zipHeader(30, 0x0403'4b50, 6, entry, stored);
         put16(local, 28, entry.localExtra.size());
         std::string central = zipHeader(46, 0x0201'4b50, 8, entry, stored);
@@ -96,19 +96,17 @@ inline ZipArchive buildZip(const std::vector<ZipEntry>& entries, std::size_t gap
         archive.bytes += local + entry.name + entry.localExtra + stored;
         directory += central + entry.name + entry.centralExtra + entry.comment;
     }
-    archive.bytes.append(gap, 'g');
     archive.directory = archive.bytes.size();
     for (std::size_t& at : archive.centrals)
         at += archive.directory;
     archive.bytes += directory;
-    archive.endRecord = archive.bytes.size();
-    std::string end(22, '\0');
-    put32(end, 0, 0x0605'4b50);
-    put16(end, 8, entries.size());
-    put16(end, 10, entries.size());
-    put32(end, 12, directory.size());
-    put32(end, 16, archive.directory);
-    archive.bytes += end;
+    archive.end = archive.bytes.size();
+    archive.bytes.resize(archive.end + 22);
+    put32(archive.bytes, archive.end, 0x0605'4b50);
+    put16(archive.bytes, archive.end + 8, entries.size());
+    put16(archive.bytes, archive.end + 10, entries.size());
+    put32(archive.bytes, archive.end + 12, directory.size());
+    put32(archive.bytes, archive.end + 16, archive.directory);
     return archive;
 }
 
@@ -124,6 +122,19 @@ inline std::vector<ZipEntry> releaseEntries() {
          {"", "Contents/", "Contents/MacOS/", "Contents/Resources/", "Contents/_CodeSignature/"})
         entries.push_back({.name = application + folder, .attributes = 0x41ED'0010});
     return entries;
+}
+
+/// A sealed copy of release 0.7.0, with a program that runs here. `information` replaces entries of
+/// its information dictionary.
+inline std::filesystem::path makeRelease(const std::filesystem::path& parent,
+                                         const Json& information = Json::object()) {
+    Json release{{"CFBundleShortVersionString", "0.7.0"}, {"CFBundleVersion", "42"}};
+    release.merge_patch(information);
+    std::filesystem::path bundle = makeSampleBundle(parent, release);
+    std::filesystem::copy_file("/bin/cat", bundle / Product::executablePath,
+                               std::filesystem::copy_options::overwrite_existing);
+    EXPECT_TRUE(sealBundle(bundle));
+    return bundle;
 }
 
 } // namespace tallywick::testing
