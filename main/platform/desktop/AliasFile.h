@@ -14,15 +14,20 @@ namespace tallywick {
 /// The file name of an alias that is called `name`.
 std::string aliasFileName(const std::string& name);
 
-/// Writes an alias called `name` that opens the application, in a place where nothing is, and marks
-/// it as far as this desktop wants that before it opens it. Else a sentence that tells why not.
+/// What an alias called `name` holds that opens the application of the bundle; or a sentence that
+/// tells why there can be none. Looks at the text of the path alone.
+[[nodiscard]] tl::expected<std::string, std::string>
+aliasContent(const std::string& name, const std::filesystem::path& bundle);
+
+/// Writes an alias in a place where nothing is, onto the disk itself, and marks it as far as this
+/// desktop wants that before it opens it; may wait some seconds for that. Else a sentence that
+/// tells why not.
 [[nodiscard]] tl::expected<void, std::string> writeAlias(const std::filesystem::path& alias,
-                                                         const std::string& name,
-                                                         const std::filesystem::path& bundle);
+                                                         const std::string& content);
 
 /// The bundle whose application the alias opens, by the line that a file browser would run, neither
-/// mounting nor starting anything. Absent when the file is no alias, a link, or opens anything
-/// else.
+/// mounting nor starting anything. Absent when the file is no alias, is reached through a link, or
+/// opens anything else.
 std::optional<std::filesystem::path> resolveAlias(const std::filesystem::path& alias);
 
 } // namespace tallywick

@@ -44,6 +44,10 @@ class NewFile {
     /// Closes the file, which stays from now on.
     void keep();
 
+    /// As `keep`, once the file and its name stand on the disk; where that fails it does not stay.
+    /// An executable one may be run by its owner, if the file system knows such files.
+    WriteResult keepOnDisk(bool isExecutable = false);
+
   private:
     struct State;
     explicit NewFile(std::unique_ptr<State> state);

@@ -4,8 +4,10 @@
 #include "platform/linux/Descriptors.h"
 
 #include <fcntl.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <string>
 #include <utility>
 
@@ -63,6 +65,20 @@ std::optional<NewFile> NewFile::create(const std::filesystem::path& path) {
 
 WriteResult NewFile::append(std::string_view bytes) {
     return writeWhole(state->file, bytes) ? WriteResult::written : WriteResult::failed;
+}
+
+WriteResult NewFile::keepOnDisk(bool isExecutable) {
+    constexpr mode_t ownersProgram = 0700;
+    if (isExecutable)
+        ::fchmod(state->file.get(), ownersProgram);
+    const auto sync = [](const UniqueFd& descriptor) {
+        return uninterrupted([&] { return ::fsync(descriptor.get()); }) == 0;
+    };
+    // A file system that knows no sync of folders says EINVAL.
+    if (!sync(state->file) || !(sync(state->folder) || errno == EINVAL))
+        return WriteResult::failed;
+    keep();
+    return WriteResult::written;
 }
 
 void NewFile::keep() { state->file.reset(); }

@@ -1,0 +1,31 @@
+#pragma once
+
+#include <filesystem>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+namespace tallywick {
+
+// Desktop entries (Desktop Entry Specification 1.5) that open the application of a bundle.
+
+/// Keys with what they say, each to be written once.
+using EntryKeys = std::vector<std::pair<std::string, std::string>>;
+
+/// The text of an entry that opens the application of the bundle, so that every desktop runs its
+/// executable and no other whatever characters its path has. Absent when a value is not valid
+/// UTF-8: no entry can hold it.
+std::optional<std::string> writeDesktopEntry(const std::filesystem::path& bundle,
+                                             const EntryKeys& keys);
+
+/// The bundle whose application an entry opens, standardised. Absent when it opens anything else,
+/// hands it more than files, or can be read in more than one way.
+std::optional<std::filesystem::path> bundleOpenedBy(std::string_view entry);
+
+/// As above, of a file; absent also when that is larger than an entry can be, is no regular file or
+/// is reached through a symbolic link.
+std::optional<std::filesystem::path> bundleOpenedByFile(const std::filesystem::path& file);
+
+} // namespace tallywick
