@@ -92,10 +92,11 @@ TEST(PropertyList, refusesWhatIsNoDictionaryOfText) {
         valued("<true>x</true>"),
         valued("<string>x<b/></string>"),
         valued("<array><key>b</key></array>"),
-        document("<dict><string>x</string></dict>"),
+        document("<dict><string>x</string><true/></dict>"),
         valued("<string>x\0y</string>"s),
         valued("<string>\xFF</string>"),
         document("<dict/>", entity),
+        document("<dict>&e;</dict>", "<!DOCTYPE plist SYSTEM \"x\">"),
         document("<dict><key>a</key><string>&e;</string></dict>", "<!DOCTYPE plist SYSTEM \"x\">"),
     };
     for (const std::string& text : refused)

@@ -10,6 +10,7 @@
 
 #include <csignal>
 #include <functional>
+#include <utility>
 
 namespace tallywick {
 namespace {
@@ -71,19 +72,22 @@ TEST(FileAccess, replacesTheFileAndLeavesNothingBeside) {
     const TemporaryFolder folder;
     const mode_t usual = ::umask(0333);
     const fs::path path = folder / "new/and newer/file";
-    std::optional<FileVersion> before;
-    for (const std::string& bytes : {std::string("first"), std::string(300'000, 'x'),
-                                     std::string(300'000, 'y'), std::string()}) {
+    for (const std::string& bytes :
+         {std::string("first"), std::string(300'000, 'x'), std::string()}) {
         EXPECT_EQ(writeFileAtomically(path, bytes), WriteResult::written);
         EXPECT_EQ(readAll(path), bytes);
-        EXPECT_NE(fileVersion(path), before);
-        before = fileVersion(path);
         EXPECT_EQ(outputIn(folder, "stat -c '%a %n' * */* */*/*"),
                   "700 new\n700 new/and newer\n600 new/and newer/file");
         runIn(path.parent_path(), "umask 22; echo left behind, and open to all > file.new");
     }
-    EXPECT_EQ(fileVersion(folder / "file"), std::nullopt);
     ::umask(usual);
+
+    EXPECT_EQ(fileVersion(folder / "file"), std::nullopt);
+    std::optional<FileVersion> before;
+    for (const char* bytes : {"a", "b", "ab"}) {
+        EXPECT_EQ(writeFileAtomically(path, bytes), WriteResult::written);
+        EXPECT_NE(fileVersion(path), std::exchange(before, fileVersion(path)));
+    }
 }
 
 TEST(FileAccess, failsWithoutTouchingAnythingWhereItMayNotWrite) {
