@@ -88,7 +88,8 @@ TEST(ChildProcess, EndsAChildThatDoesNotWantTo) {
             else
                 child.process->terminate();
             EXPECT_TRUE(waitForChildProcesses(patience)) << script;
-            EXPECT_EQ(child.text(), isDestroyed ? "ready\n" : "ready\n[no more][ended]") << script;
+            EXPECT_EQ(child.output(), isDestroyed ? "ready\n" : "ready\n[no more][ended]")
+                << script;
             EXPECT_FALSE(child.process && child.process->isRunning());
         } // asked again, when nobody is there any more
     }

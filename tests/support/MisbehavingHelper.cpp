@@ -7,15 +7,13 @@
 #include <signal.h>
 #include <unistd.h>
 
-#include <cerrno>
 #include <cstdlib>
 #include <fstream>
 #include <functional>
 #include <iostream>
 #include <map>
-#include <sstream>
 #include <string>
-#include <vector>
+#include <string_view>
 
 namespace {
 
@@ -24,34 +22,26 @@ constexpr int scriptFailed = 99;
 std::string ownPath;
 std::string requestId;
 
-void writeAll(int fd, const std::string& text) {
-    for (std::size_t done = 0; done < text.size();) {
-        const ssize_t count = ::write(fd, text.data() + done, text.size() - done);
-        if (count < 0 && errno != EINTR)
-            std::_Exit(scriptFailed);
-        done += count < 0 ? 0 : static_cast<std::size_t>(count);
-    }
-}
-
-std::string withId(std::string text) {
-    constexpr std::string_view mark = "$ID";
-    for (std::size_t at = text.find(mark); at != std::string::npos; at = text.find(mark, at))
-        text.replace(at, mark.size(), requestId);
+std::string replaced(std::string text, const std::string& mark, const std::string& by) {
+    for (std::size_t at = 0; (at = text.find(mark, at)) != std::string::npos; at += by.size())
+        text.replace(at, mark.size(), by);
     return text;
 }
 
-/// "\n", "\r", "\0" and "\\" in a step's text.
+/// The text with the bytes that "\n", "\r" and "\0" stand for.
 std::string unescaped(const std::string& text) {
-    std::string plain;
-    for (std::size_t i = 0; i < text.size(); ++i) {
-        if (text[i] != '\\' || i + 1 == text.size()) {
-            plain += text[i];
-            continue;
-        }
-        const char next = text[++i];
-        plain += next == 'n' ? '\n' : next == 'r' ? '\r' : next == '0' ? '\0' : next;
-    }
-    return plain;
+    const std::string lines = replaced(replaced(text, "\\n", "\n"), "\\r", "\r");
+    return replaced(lines, "\\0", std::string(1, '\0'));
+}
+
+std::string withId(const std::string& text) { return replaced(text, "$ID", requestId); }
+
+void send(const std::string& text) { std::cout << withId(text) << std::flush; }
+
+/// Sends an answer of exactly so many bytes and a line feed.
+void sendAnswerOfSize(std::size_t size) {
+    const std::string start = R"({"id":)" + requestId + R"(,"result":{"padding":")";
+    send(start + std::string(size - start.size() - 3, 'x') + "\"}}\n");
 }
 
 /// Reads one line and adds it to the record of what the utility said.
@@ -73,59 +63,45 @@ void readRequest(const std::string& method) {
         requestId = line.substr(at + mark.size(), line.find_first_of(",}", at) - at - mark.size());
 }
 
-/// An answer of exactly so many bytes, without its line feed.
-std::string answerOfSize(std::size_t size) {
-    const std::string start = withId(R"({"id":$ID,"result":{"padding":")");
-    const std::string end = "\"}}";
-    return start + std::string(size - start.size() - end.size(), 'x') + end;
-}
-
-void waitForEver() {
-    while (true)
-        ::pause();
-}
-
 void runStep(const std::string& step) {
-    std::istringstream words(step);
-    std::string name;
-    words >> name >> std::ws;
-    std::string rest;
-    std::getline(words, rest);
-    const auto count = [&] { return std::stoul(rest); };
+    const std::size_t blank = step.find(' ');
+    std::string text = blank == std::string::npos ? "" : step.substr(blank + 1);
+    const auto count = [&] { return std::stoul(text); };
+    const auto raise = [](int signal) { static_cast<void>(::raise(signal)); };
 
     const std::map<std::string, std::function<void()>> steps{
-        {"expect", [&] { readRequest(rest); }},
-        {"read-reply", [&] { readLine(rest); }},
-        {"send", [&] { writeAll(STDOUT_FILENO, withId(rest) + "\n"); }},
-        {"raw", [&] { writeAll(STDOUT_FILENO, unescaped(withId(rest))); }},
+        {"expect", [&] { readRequest(text); }},
+        {"read-reply", [&] { readLine(text); }},
+        {"send", [&] { send(text + "\n"); }},
+        {"raw", [&] { send(unescaped(text)); }},
         {"bytewise",
          [&] {
-             for (const char byte : withId(rest) + "\n")
-                 writeAll(STDOUT_FILENO, std::string(1, byte));
+             for (const char byte : withId(text) + "\n")
+                 std::cout << byte << std::flush;
          }},
-        {"answer-of", [&] { writeAll(STDOUT_FILENO, answerOfSize(count()) + "\n"); }},
-        {"flood", [&] { writeAll(STDOUT_FILENO, std::string(count(), 'x')); }},
-        {"flood-errors", [&] { writeAll(STDERR_FILENO, std::string(count(), 'e')); }},
+        {"answer-of", [&] { sendAnswerOfSize(count()); }},
+        {"flood", [&] { send(std::string(count(), 'x')); }},
+        {"flood-errors", [&] { std::cerr << std::string(count(), 'e'); }},
         {"ask-often",
          [&] {
-             for (unsigned long i = 0; i < count(); ++i)
-                 writeAll(STDOUT_FILENO, "{\"method\":\"item/tool/call\",\"id\":\"ask\"}\n");
+             for (unsigned long asked = 0; asked < count(); ++asked)
+                 send("{\"method\":\"item/tool/call\",\"id\":\"ask\"}\n");
          }},
-        {"tell", [&] { std::ofstream(rest) << "start of a helper\n"; }},
+        {"tell", [&] { std::ofstream(text) << "start of a helper\n"; }},
         {"close-input", [&] { ::close(STDIN_FILENO); }},
         {"close-output", [&] { ::close(STDOUT_FILENO); }},
         {"deaf-to-sigterm", [&] { static_cast<void>(::signal(SIGTERM, SIG_IGN)); }},
-        {"stop", [&] { static_cast<void>(::raise(SIGSTOP)); }},
+        {"stop", [&] { raise(SIGSTOP); }},
         {"grandchild",
          [&] {
              if (::fork() == 0)
-                 waitForEver();
+                 ::pause();
          }},
-        {"hang", waitForEver},
-        {"die-of", [&] { static_cast<void>(::raise(static_cast<int>(count()))); }},
+        {"hang", [&] { ::pause(); }},
+        {"die-of", [&] { raise(static_cast<int>(count())); }},
         {"exit", [&] { std::_Exit(static_cast<int>(count())); }},
     };
-    const auto found = steps.find(name);
+    const auto found = steps.find(step.substr(0, blank));
     if (found == steps.end())
         std::_Exit(scriptFailed);
     found->second();
@@ -134,10 +110,9 @@ void runStep(const std::string& step) {
 } // namespace
 
 int main(int argc, char** argv) {
-    const std::vector<std::string> arguments(argv, argv + argc);
-    if (arguments.size() != 2 || arguments[1] != "app-server")
+    if (argc != 2 || std::string_view(argv[1]) != "app-server")
         return scriptFailed;
-    ownPath = arguments[0];
+    ownPath = argv[0];
     std::ifstream script(ownPath + ".script");
     for (std::string step; std::getline(script, step);)
         runStep(step);

@@ -8,13 +8,6 @@
 #include <QDeadlineTimer>
 #include <QTimer>
 
-#include <gtest/gtest.h>
-
-#include <chrono>
-#include <cstdlib>
-#include <functional>
-#include <string>
-
 namespace tallywick::testing {
 
 /// Runs the event loop until the condition holds; whether it did in the end.

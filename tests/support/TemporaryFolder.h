@@ -7,6 +7,7 @@
 #include <fstream>
 #include <iterator>
 #include <set>
+#include <stdexcept>
 #include <string>
 
 namespace tallywick::testing {
@@ -16,12 +17,10 @@ namespace tallywick::testing {
 class TemporaryFolder {
   public:
     TemporaryFolder() {
-        std::string name = (std::filesystem::canonical(std::filesystem::temp_directory_path())
-                            / "tallywick-XXXXXX")
-                               .string();
+        const auto all = std::filesystem::canonical(std::filesystem::temp_directory_path());
+        std::string name = all / "tallywick-XXXXXX";
         if (!mkdtemp(name.data()))
-            throw std::filesystem::filesystem_error(
-                "mkdtemp", name, std::error_code(errno, std::generic_category()));
+            throw std::runtime_error("mkdtemp " + name);
         folder = name;
         atExit.folders.insert(folder);
     }
@@ -38,15 +37,14 @@ class TemporaryFolder {
     std::filesystem::path operator/(const std::string& name) const { return folder / name; }
 
   private:
-    struct AtExit {
+    static inline struct AtExit {
+        std::set<std::filesystem::path> folders;
         ~AtExit() {
             std::error_code ignored;
             for (const auto& left : folders)
                 std::filesystem::remove_all(left, ignored);
         }
-        std::set<std::filesystem::path> folders;
-    };
-    static inline AtExit atExit;
+    } atExit;
 
     std::filesystem::path folder;
 };

@@ -4,30 +4,25 @@
 
 #include <sys/wait.h>
 
-#include <chrono>
 #include <filesystem>
 #include <set>
-#include <string>
 
 namespace {
-
-namespace fs = std::filesystem;
 
 /// What every open descriptor of this process refers to.
 std::multiset<std::string> openDescriptors() {
     std::multiset<std::string> targets;
-    for (const auto& entry : fs::directory_iterator("/proc/self/fd")) {
+    for (const auto& entry : std::filesystem::directory_iterator("/proc/self/fd")) {
         std::error_code error;
-        const fs::path target = fs::read_symlink(entry.path(), error);
-        if (!error && target.string().find("/proc/") != 0) // the folder being listed
-            targets.insert(target.string());
+        const std::string target = std::filesystem::read_symlink(entry.path(), error);
+        if (!error && !target.starts_with("/proc/")) // the folder being listed
+            targets.insert(target);
     }
     return targets;
 }
 
 /// Whatever the tests do, no process and no descriptor of theirs is left.
 class LeavesNothingBehind : public ::testing::Environment {
-  public:
     void SetUp() override { before = openDescriptors(); }
     void TearDown() override {
         EXPECT_TRUE(tallywick::waitForChildProcesses(std::chrono::seconds(20)));
@@ -36,7 +31,6 @@ class LeavesNothingBehind : public ::testing::Environment {
         EXPECT_EQ(openDescriptors(), before);
     }
 
-  private:
     std::multiset<std::string> before;
 };
 
