@@ -1,17 +1,15 @@
-// The program as its users meet it: a process with arguments, output and signals.
+// The program as its users meet it: its arguments, its output, and the process with its signals.
 
+#include "UtilityApp/CommandLine.h"
+#include "UtilityApp/Report.h"
 #include "support/PrivateBus.h"
-#include "support/RunningProgram.h"
 
 #include <QDBusMessage>
 #include <QImage>
 
 #include <gmock/gmock.h>
 
-#include <sys/stat.h>
-
-#include <cstdlib>
-#include <fstream>
+#include <ctime>
 
 namespace tallywick::testing {
 namespace {
@@ -22,7 +20,117 @@ using ::testing::AllOf;
 using ::testing::HasSubstr;
 using ::testing::MatchesRegex;
 using ::testing::Not;
+using ::testing::PrintToString;
 using ::testing::StartsWith;
+using Task = CommandLine::Task;
+using Arguments = std::vector<const char*>;
+
+CommandLine forTask(Task task, std::optional<std::filesystem::path> helper = std::nullopt) {
+    return {.task = task, .helper = std::move(helper), .picture = {}};
+}
+
+TEST(CommandLine, IsRead) {
+    const std::pair<Arguments, CommandLine> cases[] = {
+        {{"--portable"}, {.portable = true, .helper = {}, .picture = {}}},
+        {{"--finish-install", "no number"}, forTask(Task::window)},
+        {{"--verbose", "--report", "--json"},
+         {.task = Task::report, .json = true, .verbose = true, .helper = {}, .picture = {}}},
+        {{"--report", "--helper", "\xFF"}, forTask(Task::report, "\xFF")},
+        {{"--report", "--helper", "--json"}, forTask(Task::report, "--json")},
+        {{"--watch", "--helper", "1", "--helper", "/a b"}, forTask(Task::watch, "/a b")},
+        {{"--scale", "4", "--sheet", "welcome", "--theme", "night", "--render", "/f"},
+         {.task = Task::render,
+          .helper = {},
+          .picture = {.file = "/f", .scale = 4, .sheet = PictureOptions::Sheet::welcome}}},
+        {{"--unpack-release", "/a b", "12", "--json"},
+         {.task = Task::unpack,
+          .helper = {},
+          .picture = {},
+          .unpacking = {"/a b", "12", "--json"}}},
+    };
+    for (const auto& [arguments, expected] : cases)
+        EXPECT_EQ(parseCommandLine(arguments), expected) << PrintToString(arguments);
+}
+
+TEST(CommandLine, IsAnsweredWithTheUsageWhenItMakesNoSense) {
+    const Arguments cases[] = {{""},
+                               {"report"},
+                               {"--helper"},
+                               {"--report", "--helper", ""},
+                               {"--json"},
+                               {"--report", "--watch"},
+                               {"--locate", "--verbose"},
+                               {"--unpack-release", "/a", "12"},
+                               {"--report", "--unpack-release", "/a", "12", "/b"},
+                               {"--report", "--portable"},
+                               {"--finish-install"},
+                               {"--render", ""},
+                               {"--scale", "2"},
+                               {"--render", "/f", "--layout", "small"},
+                               {"--render", "/f", "--sheet", "none"},
+                               {"--render", "/f", "--scale", "0.4"},
+                               {"--render", "/f", "--scale", "4.1"},
+                               {"--render", "/f", "--scale", "2x"}};
+    for (const Arguments& arguments : cases) {
+        const auto commandLine = parseCommandLine(arguments);
+        ASSERT_FALSE(commandLine) << PrintToString(arguments);
+        EXPECT_THAT(commandLine.error().usage, StartsWith("Usage: "));
+        EXPECT_THAT(commandLine.error().usage, Not(HasSubstr("unpack")));
+    }
+}
+
+constexpr Timestamp now = 1'795'390'000.75; // 2026-11-22 23:26:40 UTC
+
+const Report full{.quota = Quota{42, 1'795'531'020},
+                  .tokens = {1'828'976'990, "2026-11-22", 2'088'648},
+                  .observedAt = now,
+                  .helperLocation = std::nullopt};
+
+/// Far from the universal time.
+class ReportTest : public ::testing::Test {
+  protected:
+    ReportTest() {
+        ::setenv("TZ", "Asia/Kathmandu", 1); // UTC+5:45
+        ::tzset();
+    }
+};
+
+TEST_F(ReportTest, WritesALineAValue) {
+    EXPECT_EQ(reportText(full), "WEEKLY USAGE     42% used\n"
+                                "REMAINING        58% remaining\n"
+                                "RESETS           2026-11-24 20:22\n"
+                                "RESET IN         1d  15h  10m\n"
+                                "LIFETIME TOKENS  1.8B\n"
+                                "LATEST DAY       2026-11-22 · 2.1M\n");
+}
+
+TEST_F(ReportTest, WritesOneJsonObject) {
+    EXPECT_EQ(reportJson(full),
+              R"({"helperLocation":null,"latestDay":"2026-11-22","latestDayTokens":2088648,)"
+              R"("lifetimeTokens":1828976990,"observedAt":1795390000,"remainingPercent":58,)"
+              R"("resetsAt":1795531020,"schema":1,"secondsUntilReset":141019,"usedPercent":42})"
+              "\n");
+    Report overdue = full;
+    overdue.observedAt = full.quota->reset + 5;
+    EXPECT_THAT(reportJson(overdue), HasSubstr(R"("secondsUntilReset":0,)"));
+    EXPECT_THAT(reportJson({}), HasSubstr(R"("resetsAt":null,)"));
+}
+
+TEST_F(ReportTest, OfAWatchTellsBadgeStatusAndReadingButNotTheTime) {
+    UtilityFields fields;
+    EXPECT_EQ(watchLine(fields), "[CONNECTING] Finding Codex…");
+    fields.status = Status::failed(ConnectionIssue::stopped);
+    fields.loginPending = true;
+    EXPECT_EQ(watchLine(fields), "[CONNECTING] Codex helper stopped. Retrying shortly.");
+    fields.status = Status::Kind::withoutAllowance;
+    fields.loginPending = false;
+    fields.quota = full.quota;
+    fields.tokens = full.tokens;
+    for (fields.now = now; fields.now < now + 100; fields.now += 60)
+        EXPECT_EQ(watchLine(fields),
+                  "[STATUS] Connected · Weekly allowance unavailable | 42% used, 58% remaining | "
+                  "resets 2026-11-24 20:22 | 1.8B lifetime tokens | 2.1M on 2026-11-22");
+}
 
 const std::string sampleHelper = std::string(" --helper ") + SAMPLE_HELPER;
 const std::string notFound = "Codex not found. Install Codex or choose its app in Settings.\n";
@@ -39,44 +147,34 @@ class ProgramTest : public ::testing::Test {
     }
 
     /// Standard output and error of the program, and its exit status.
-    static std::string utility(const std::string& arguments) {
-        return outputOf(std::string(CORVANE_UTILITY) + " " + arguments + "; echo \"[exit $?]\"");
+    static std::string utility(const std::string& arguments,
+                               const std::string& environment = "true") {
+        return outputOf("export " + environment + "; " CORVANE_UTILITY " " + arguments
+                        + "; echo \"[exit $?]\"");
     }
 
     TemporaryFolder home;
 };
 
-TEST_F(ProgramTest, ReportsAReadingOfTheHelper) {
+TEST_F(ProgramTest, ReportsAReadingOfTheHelperOrWhyThereIsNoneInItsOwnWords) {
     EXPECT_THAT(utility("--report" + sampleHelper),
                 MatchesRegex("WEEKLY USAGE     [0-9]+% used\n.*LATEST DAY .*\n\\[exit 0\\]"));
     EXPECT_THAT(utility("--report --json" + sampleHelper), StartsWith("{\"helperLocation\":null"));
     EXPECT_TRUE(fs::is_empty(home.path())) << "it stores nothing";
-}
 
-TEST_F(ProgramTest, FailsWithItsSentenceAndNotTheHelpers) {
-    const struct {
-        const char* scenario;
-        std::string arguments;
-        ::testing::Matcher<std::string> outcome;
-    } cases[] = {
-        {"crash", "--report" + sampleHelper, "Codex helper stopped. Retrying shortly.\n[exit 1]"},
-        {"long-errors", "--report --verbose" + sampleHelper,
-         AllOf(HasSubstr("[exit 1]"), Not(HasSubstr("@")), Not(HasSubstr("<html")))},
-        {"", "--report --helper /bin/sh --verbose",
-         notFound + "HELPER           not found\n[exit 1]"},
-        {"", "--nonsense", AllOf(StartsWith("Usage: "), HasSubstr("[exit 2]"))},
-    };
-    for (const auto& [scenario, arguments, outcome] : cases) {
-        ::setenv("TALLYWICK_SAMPLE", scenario, 1);
-        EXPECT_THAT(utility(arguments), outcome) << scenario << arguments;
-    }
+    EXPECT_EQ(utility("--report" + sampleHelper, "TALLYWICK_SAMPLE=crash"),
+              "Codex helper stopped. Retrying shortly.\n[exit 1]");
+    EXPECT_THAT(utility("--report --verbose" + sampleHelper, "TALLYWICK_SAMPLE=long-errors"),
+                AllOf(HasSubstr("[exit 1]"), Not(HasSubstr("@")), Not(HasSubstr("<html"))));
+    EXPECT_EQ(utility("--report --helper /bin/sh --verbose"),
+              notFound + "HELPER           not found\n[exit 1]");
+    EXPECT_THAT(utility("--nonsense"), AllOf(StartsWith("Usage: "), HasSubstr("[exit 2]")));
 }
 
 TEST_F(ProgramTest, SaysWhatToDoWithoutADisplay) {
     for (const char* display :
-         {"", "DISPLAY=:65000", "WAYLAND_DISPLAY=none QT_QPA_PLATFORM=wayland"})
-        EXPECT_EQ(outputOf(std::string("env ") + display
-                           + " XDG_RUNTIME_DIR=/ " CORVANE_UTILITY "; echo \"[exit $?]\""),
+         {"NONE=", "DISPLAY=:65000", "WAYLAND_DISPLAY=none QT_QPA_PLATFORM=wayland"})
+        EXPECT_EQ(utility("", std::string("XDG_RUNTIME_DIR=/ ") + display),
                   "Tallywick found no display to show its window on.\nWithout one, --render FILE "
                   "draws the window into a picture, and --report prints a report.\n[exit 2]")
             << display;
@@ -136,38 +234,33 @@ TEST_F(ProgramTest, SaysWhenItCannotKeepAnything) {
     EXPECT_TRUE(fs::is_empty(home / "elsewhere"));
 }
 
-/// Has a watching program meet a sleep of the machine, as logind announces it on the bus.
-void sleepAndWake(const std::string& home) {
+/// Has a watching program meet a sleep of the machine, as logind announces it on the bus. Its
+/// helper keeps what it has read, and never answers.
+void sleepAndWake(const std::string& helper) {
     const PrivateBus systemBus;
     ::setenv("DBUS_SYSTEM_BUS_ADDRESS", systemBus.address().c_str(), 1);
-    auto bus = systemBus.connection("logind");
-    EXPECT_TRUE(bus.registerService(u"org.freedesktop.login1"_qs));
-    const auto announce = [&bus](bool isAsleep) {
-        EXPECT_TRUE(bus.send(QDBusMessage::createSignal(u"/org/freedesktop/login1"_qs,
-                                                        u"org.freedesktop.login1.Manager"_qs,
-                                                        u"PrepareForSleep"_qs)
-                             << isAsleep));
+    auto logind = systemBus.connection("logind");
+    EXPECT_TRUE(logind.registerService(u"org.freedesktop.login1"_qs));
+    fs::copy(MISBEHAVING_HELPER, helper);
+    writeAll(helper + ".script", "expect initialize\nhang\n");
+    const auto waitForStarts = [&helper](int count) {
+        const std::string starts = "grep -c initialize " + helper + ".received";
+        EXPECT_TRUE(waitUntil([&] { return outputOf(starts) == std::to_string(count); }));
     };
 
-    // A helper that tells of its start, through a pipe, and then hangs.
-    const std::string helper = home + "/codex";
-    const std::string pipe = home + "/starts";
-    fs::copy(MISBEHAVING_HELPER, helper);
-    std::ofstream(helper + ".script") << "tell " + pipe + "\nhang\n";
-    EXPECT_EQ(::mkfifo(pipe.c_str(), 0600), 0);
-    RunningProgram starts("/bin/sh", {"-c", "exec 3<>" + pipe + "; cat <&3"});
-
     RunningProgram program(CORVANE_UTILITY, {"--watch", "--helper", helper});
-    starts.waitFor("start of a helper\n");
-    announce(true);
-    announce(false);
-    // Long before the first would time out.
-    starts.waitFor("start of a helper\nstart of a helper\n");
+    waitForStarts(1);
+    for (const bool isAsleep : {true, false})
+        EXPECT_TRUE(logind.send(QDBusMessage::createSignal(u"/org/freedesktop/login1"_qs,
+                                                           u"org.freedesktop.login1.Manager"_qs,
+                                                           u"PrepareForSleep"_qs)
+                                << isAsleep));
+    waitForStarts(2); // long before the first would time out
     EXPECT_EQ(program.end(), "[CONNECTING] Finding Codex…\n");
 }
 
 TEST_F(ProgramTest, ClosesTheHelperForSleepAndStartsAnotherOneAfterIt) {
-    runApart([this] { sleepAndWake(home.path()); });
+    runApart([this] { sleepAndWake(home / "codex"); });
 }
 
 } // namespace

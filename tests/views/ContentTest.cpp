@@ -2,8 +2,6 @@
 
 #include "state/WindowSizing.h"
 #include "views/ViewHarness.h"
-#include "views/layouts/FullView.h"
-#include "views/layouts/MiniView.h"
 #include "views/look/TextPainting.h"
 #include "views/parts/Cards.h"
 #include "views/parts/Menus.h"
@@ -20,6 +18,7 @@ namespace tallywick::testing {
 namespace {
 
 using ::testing::UnorderedElementsAreArray;
+using enum UtilityCommand;
 
 const QSize full(520, 659);
 const QSize mini(500, 225);
@@ -45,14 +44,16 @@ TEST(Layouts, FitTheWindowByItsHeightOrAsTheUserHasChosenForAnImposedSize) {
         fields.mini = imposed == isMini; // heeded only then
         ShownView view(fields, full);
         view->resize(window);
-        const QWidget* const layouts[] = {view->findChild<FullView*>(),
-                                          view->findChild<MiniView*>()};
-        const QWidget* const other = layouts[!isMini]; // not made before it is shown
-        ASSERT_TRUE(layouts[isMini] && layouts[isMini]->isVisible());
-        EXPECT_FALSE(other && other->isVisible());
-        EXPECT_EQ(layouts[isMini]->geometry(), layout);
+        const QWidget* const shown =
+            view.part(isMini ? "CODEX WEEKLY" : "THIS WEEK")->parentWidget();
+        EXPECT_EQ(shown->geometry(), layout);
+        EXPECT_EQ(std::ranges::count_if(
+                      view->findChildren<QWidget*>(QString(), Qt::FindDirectChildrenOnly),
+                      &QWidget::isVisible),
+                  2)
+            << "with the grip";
         EXPECT_DOUBLE_EQ(view->viewStyle().scale, scale);
-        EXPECT_EQ(view->findChild<ResizeGrip*>()->geometry().bottomRight(),
+        EXPECT_EQ(view.part("Resize utility")->geometry().bottomRight(),
                   view->rect().bottomRight());
     }
 }
@@ -168,17 +169,17 @@ TEST(Controls, DoTheSameForMouseAndKeyboard) {
         const char* name;
         std::string call;
     } cases[] = {
-        {full, "Open corvane.example", called(UtilityCommand::openHomePage)},
-        {full, "Quit Tallywick", called(UtilityCommand::quit)},
+        {full, "Open corvane.example", called(openHomePage)},
+        {full, "Quit Tallywick", called(quit)},
         {full, "Volume 1, 1.0 / 4.0 GiB", "open Volume 1"},
-        {full, "Mini", called(UtilityCommand::toggleLayout)},
-        {full, "Day", called(UtilityCommand::toggleTheme)},
+        {full, "Mini", called(toggleLayout)},
+        {full, "Day", called(toggleTheme)},
         {full, "Always on top", "pin"},
-        {full, "Refresh", called(UtilityCommand::refresh)},
-        {full, "Settings", called(UtilityCommand::openSettings)},
+        {full, "Refresh", called(refresh)},
+        {full, "Settings", called(openSettings)},
         {mini, "Pin", "pin"},
-        {mini, "Expand ↗", called(UtilityCommand::toggleLayout)},
-        {mini, "Quit Tallywick", called(UtilityCommand::quit)},
+        {mini, "Expand ↗", called(toggleLayout)},
+        {mini, "Quit Tallywick", called(quit)},
     };
     for (const auto& [layout, name, call] : cases)
         for (const Qt::Key key : {Qt::Key_unknown, Qt::Key_Space, Qt::Key_Return}) {
@@ -199,23 +200,18 @@ TEST(Controls, DoTheSameForMouseAndKeyboard) {
 TEST(Controls, ResizeByTheGripWhichOnlyAKeyPresses) {
     ShownView view(sampleFields(), mini);
     QWidget* const grip = view.part("Resize utility");
-    const auto mouse = [grip](QEvent::Type type, QPointF place) {
-        QMouseEvent event(type, {}, place, Qt::LeftButton, Qt::LeftButton, Qt::NoModifier);
-        QApplication::sendEvent(grip, &event);
-    };
-    mouse(QEvent::MouseButtonPress, {100, 100});
-    mouse(QEvent::MouseMove, {101, 100});
-    mouse(QEvent::MouseButtonRelease, {101, 100});
+    QTest::mousePress(grip, Qt::LeftButton, {}, {8, 8});
+    QTest::mouseMove(grip, {9, 8});
+    QTest::mouseRelease(grip, Qt::LeftButton, {}, {9, 8});
     EXPECT_EQ(view.calls, Strings()) << "a click";
-    mouse(QEvent::MouseButtonPress, {100, 100});
-    mouse(QEvent::MouseMove, {100, 98});
-    mouse(QEvent::MouseMove, {101, 100});
-    mouse(QEvent::MouseButtonRelease, {101, 100});
-    mouse(QEvent::MouseMove, {200, 200});
+    QTest::mousePress(grip, Qt::LeftButton, {}, {8, 8});
+    QTest::mouseMove(grip, {8, 6});
+    QTest::mouseMove(grip, {9, 8});
+    QTest::mouseRelease(grip, Qt::LeftButton, {}, {9, 8});
+    QTest::mouseMove(grip, {1, 1});
     QTest::keyClick(grip, Qt::Key_Return);
-    EXPECT_EQ(view.calls,
-              Strings({"resize by 0.000000, -2.000000", "resize by 1.000000, 0.000000",
-                       called(UtilityCommand::endResize), called(UtilityCommand::toggleLayout)}));
+    EXPECT_EQ(view.calls, Strings({"resize by 0, -2", "resize by 1, 0", called(endResize),
+                                   called(toggleLayout)}));
 }
 
 TEST(Controls, ShareTheLinkThroughAMenu) {
@@ -228,8 +224,7 @@ TEST(Controls, ShareTheLinkThroughAMenu) {
         menu->close();
         settle();
     }
-    EXPECT_EQ(view.calls, Strings({called(UtilityCommand::mailProductPage),
-                                   called(UtilityCommand::copyProductAddress)}));
+    EXPECT_EQ(view.calls, Strings({called(mailProductPage), called(copyProductAddress)}));
 }
 
 TEST(Controls, ShowWhichOfThemHasTheKeyboardAndWhichIsPressed) {
@@ -368,7 +363,7 @@ TEST(ScreenReader, HearsAnOpenMenuAndChoosesFromIt) {
     EXPECT_EQ(heard(element), "PopupMenu Utility\nMenuItem Show Utility, focused\n" + items);
     element->child(3)->actionInterface()->doAction(QAccessibleActionInterface::pressAction());
     EXPECT_FALSE(PopupMenu::openOver(&window));
-    EXPECT_EQ(calls, Strings{called(UtilityCommand::refresh)});
+    EXPECT_EQ(calls, Strings{called(refresh)});
 }
 
 } // namespace

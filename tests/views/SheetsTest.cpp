@@ -236,9 +236,7 @@ void expectNothingClipped(const QWidget* sheet) {
 TEST_F(Sheets, ClipNothingOfTheLongestTexts) {
     show({});
     const QSize usual = settings()->size();
-    texts = {u"1234567890.1234567890.1234567890"_qs,
-             u"PREVIEW — awaiting your approval · Installer / portable copy — install before "
-             u"creating an alias"_qs};
+    texts = {u"1234567890.1234567890.1234567890"_qs, u"Installer / portable copy "_qs.repeated(5)};
     UtilityFields fields = with(&UtilityFields::loginPending);
     fields.settingsStatus =
         std::string(SettingsText::detailsCopied) + " " + std::string(SettingsText::helperRefused);

@@ -118,7 +118,7 @@ inline UtilityActions recordingActions(Strings& calls) {
             .openVolume = [record](const VolumeInfo& volume) { record("open " + volume.name); },
             .resizeBy =
                 [record](double dx, double dy) {
-                    record("resize by " + std::to_string(dx) + ", " + std::to_string(dy));
+                    record(QStringLiteral("resize by %1, %2").arg(dx).arg(dy).toStdString());
                 }};
 }
 
