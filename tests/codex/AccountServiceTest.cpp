@@ -5,12 +5,14 @@
 
 #include <gmock/gmock.h>
 
+#include <semaphore>
 #include <stdexcept>
 #include <vector>
 
 namespace tallywick::testing {
 namespace {
 
+using namespace std::chrono_literals;
 using ::testing::ContainsRegex;
 using ::testing::EndsWith;
 using ::testing::Not;
@@ -18,28 +20,33 @@ using Candidates = AccountService::Candidates;
 using Helpers = std::deque<FakeHelper>;
 using Mode = std::optional<std::string>;
 
-Json json(std::string_view text) { return parseJson(text).value(); }
+const Json account{{"type", "chatgpt"}, {"email", "Me@Example.com"}};
+const Json isAccount{{"account", account}};
+const Json isNobody{{"account", nullptr}, {"requiresOpenaiAuth", true}};
+const Json week{{"windowDurationMins", 10080}, {"usedPercent", 40}, {"resetsAt", 1'800'000'000}};
+const Json allowance{
+    {"accountId", "A1"}, {"workspaceId", "W9"}, {"rateLimits", {{"primary", week}}}};
+const std::string hash = accountHash("A1|workspace:W9");
+const Json login{{"loginId", "L1"}, {"authUrl", "https://auth.openai.com/x"}};
 
-const Json account = json(R"({"account":{"type":"chatgpt","email":"Me@Example.com"}})");
-const Json nobody = json(R"({"account":null,"requiresOpenaiAuth":true})");
-const Json login = json(R"({"loginId":"L1","authUrl":"https://auth.openai.com/x"})");
-const Json allowance = json(R"({"accountId":"A1","workspaceId":"W9","rateLimits":{"primary":{
-    "windowDurationMins":10080,"usedPercent":40,"resetsAt":1800000000}}})");
+const std::string read = "account/read";
+const std::string readLimits = "account/rateLimits/read";
+const std::string readUsage = "account/usage/read";
+const std::string loginStart = "account/login/start";
 
 FakeHelper signedIn(const Mode& mode = "chatgpt") {
     return {mode,
-            {{"account/read", {gives(account)}},
-             {"account/rateLimits/read", {gives(allowance)}},
-             {"account/usage/read", {gives(json(R"({"summary":{"lifetimeTokens":9}})"))}},
-             {"account/login/start", {gives(login)}}}};
+            {{read, {gives(isAccount)}},
+             {readLimits, {gives(allowance)}},
+             {readUsage, {gives({{"summary", {{"lifetimeTokens", 9}}}})}},
+             {loginStart, {gives(login)}}}};
 }
-FakeHelper signedOut(const Mode& mode = {}) {
-    return signedIn(mode).with("account/read", {gives(nobody)});
-}
+FakeHelper signedOut(const Mode& mode = {}) { return signedIn(mode).with(read, {gives(isNobody)}); }
 Answer refuses(std::optional<std::int64_t> code, const std::string& message = "") {
     return fails(BridgeFailure::rpcError(code, message));
 }
-Answer givesAfterChange(const Json& result) {
+/// The helper reports its account, then answers.
+Answer reportsAndGives(const Json& result) {
     return [result](FakeTransport& transport) {
         transport.changeAccount();
         return result;
@@ -50,7 +57,7 @@ const Answer timesOut = fails(BridgeFailure::timeout());
 // What is asked for one reading of the account; a fresh helper's own report has it read twice.
 const std::string again = "read, rateLimits/read, ";
 const std::string fresh = "launch one, read, " + again;
-const std::string live = "40%, end 7";
+const std::string live = "40%, usage/read, read, 9 tokens, end 7";
 
 /// A service among fake helpers, and all that happens: what is asked of them, what is told.
 struct Harness {
@@ -59,40 +66,32 @@ struct Harness {
     std::vector<std::shared_ptr<FakeTransport>> launched;
     std::atomic<double> now = 1000;
     std::function<void()> onClock = [] {}; ///< whenever the service asks for the time
+    std::function<void()> onDetails = [] {};
     ConnectionDetails details;
-    bool tellsStages = false;
-    const std::chrono::milliseconds startLimit;
     std::promise<void> atRest;
     /// Shared with the service and with each start that is under way.
     std::shared_ptr<void> use{this, [](Harness* harness) { harness->atRest.set_value(); }};
-    std::shared_ptr<AccountService> service = AccountService::create({
-        .launcher = std::make_shared<HelperLauncher>(
-            [this, use = use](const std::filesystem::path& executable, const auto& onEvent) {
-                if (executable.empty())
-                    throw std::runtime_error("only drained");
-                const FakeHelper helper = helpers.at(0);
-                helpers.pop_front();
-                return launched.emplace_back(
-                    std::make_shared<FakeTransport>(executable, helper, transcript, onEvent));
-            },
-            startLimit),
-        .clock =
-            [this] {
-                onClock();
-                return now.load();
-            },
-        .homeFolder = "/home/me",
-        .onDetails =
-            [this](const ConnectionDetails& changed) {
-                details = changed;
-                if (tellsStages)
-                    transcript.add("at ", details.stage);
-            },
-        .onIdentityChange = [this] { transcript.add("identity change"); },
-    });
+    std::shared_ptr<AccountService> service;
 
     explicit Harness(Helpers scripts, std::chrono::milliseconds limit = HelperLauncher::usualLimit)
-        : helpers(std::move(scripts)), startLimit(limit) {}
+        : helpers(std::move(scripts)) {
+        const auto launch = [this, use = use](const std::filesystem::path& executable,
+                                              const auto& onEvent) {
+            if (executable.empty())
+                throw std::runtime_error("only drained");
+            const FakeHelper helper = helpers.at(0);
+            helpers.pop_front();
+            return launched.emplace_back(
+                std::make_shared<FakeTransport>(executable, helper, transcript, onEvent));
+        };
+        service = AccountService::create({
+            .launcher = std::make_shared<HelperLauncher>(launch, limit),
+            .clock = [this] { return onClock(), now.load(); },
+            .homeFolder = "/home/me",
+            .onDetails = [this](const auto& changed) { details = changed, onDetails(); },
+            .onIdentityChange = [this] { transcript.add("identity change"); },
+        });
+    }
     ~Harness() {
         service->stop();
         drain();
@@ -101,20 +100,24 @@ struct Harness {
         atRest.get_future().wait(); // also for starts that were given up
     }
 
-    void refresh(const Candidates& candidates = {"one"}, bool includeActivity = false) {
-        AccountService::RefreshCallbacks callbacks;
-        callbacks.onSnapshot = [this](auto, const AccountService::SnapshotOutcome& outcome) {
-            if (!outcome)
-                return transcript.add(rawValue(outcome.error()));
-            EXPECT_EQ(outcome->observedAt, now);
-            transcript.add(outcome->quota ? outcome->quota->used : -1, "%",
-                           whose(outcome->accountHash));
+    void refresh(const Candidates& candidates = {"one"}) {
+        const auto tell = [this](const auto& outcome, const auto& figure, const char* unit) {
+            outcome ? transcript.add(figure(*outcome), unit)
+                    : transcript.add(rawValue(outcome.error()));
         };
-        callbacks.onActivity = [this](auto, const auto& hash, const auto& activity) {
-            transcript.add(activity ? activity->lifetime.value_or(0) : -1, " tokens", whose(hash));
+        AccountService::RefreshCallbacks callbacks;
+        callbacks.onSnapshot = [=, this](auto, const AccountService::SnapshotOutcome& outcome) {
+            EXPECT_TRUE(!outcome || (outcome->observedAt == now && outcome->accountHash == hash));
+            tell(
+                outcome, [](const auto& snapshot) { return snapshot.quota->used; }, "%");
+        };
+        callbacks.onActivity = [=](auto, const auto& accountHash, const auto& outcome) {
+            EXPECT_EQ(accountHash, hash);
+            tell(
+                outcome, [](const auto& found) { return found.lifetime.value_or(0); }, " tokens");
         };
         callbacks.onFinished = [this](std::int64_t token) { transcript.add("end ", token); };
-        service->refresh(candidates, 7, includeActivity, callbacks);
+        service->refresh(candidates, 7, true, callbacks);
     }
     void startLogin() {
         service->startLogin(
@@ -135,12 +138,6 @@ struct Harness {
         drain(); // an event in mid-request is handled behind the first
         return transcript.take();
     }
-
-  private:
-    /// Nothing for the usual account.
-    static std::string whose(const std::optional<std::string>& hash) {
-        return hash == accountHash("A1|workspace:W9") ? "" : " of " + hash.value_or("nobody");
-    }
 };
 
 /// Polls every 299 seconds, compares all that happens, and gives what is known in the end.
@@ -158,106 +155,60 @@ ConnectionDetails play(const std::string& expected, const Helpers& helpers, int 
 }
 
 TEST(AccountService, IsNotHeldUpByAHelperThatDoesNotStart) {
-    using namespace std::chrono_literals;
-    for (const bool superseded : {false, true}) {
-        std::promise<void> share, began, closed;
-        const Answer hanging = [&](FakeTransport&) -> Json {
+    for (const bool isSuperseded : {false, true}) {
+        std::promise<void> share, began;
+        const Answer hanging = [&](FakeTransport&) {
             began.set_value();
             share.get_future().wait();
-            return {};
+            return Json();
         };
         Harness harness({signedIn().with("launch", {hanging}), signedIn()},
-                        superseded ? std::chrono::milliseconds(24h) : 1s);
-        harness.transcript.react = [&](const std::string& step) {
-            if (step == "close one" && !harness.helpers.empty() == superseded)
-                closed.set_value();
-        };
+                        isSuperseded ? std::chrono::milliseconds(24h) : 1s);
         harness.refresh({"one", "two"});
-        if (superseded) {
-            began.get_future().wait();
+        began.get_future().wait();
+        if (isSuperseded)
             harness.service->reset();
-        }
         EXPECT_EQ(harness.take(),
-                  superseded ? "launch one" : "launch one, launch two, read, " + again + live);
+                  isSuperseded ? "launch one" : "launch one, launch two, read, " + again + live);
         share.set_value();
-        closed.get_future().wait(); // what has come too late
     }
 }
 
 TEST(AccountService, KeepsItsHelperWhileItIsOfUse) {
     play(fresh + live + ", " + again + live, {signedIn()}, 2);
     play(fresh + "throttled, end 7, " + again + live,
-         {signedIn().with("account/rateLimits/read", {refuses(429), gives(allowance)})}, 2);
+         {signedIn().with(readLimits, {refuses(429), gives(allowance)})}, 2);
     // What the next one reports first is no change of account.
     for (const auto& [failure, issue] : {std::pair(timesOut, "timeout"),
                                          {fails(BridgeFailure::closed()), "stopped"},
                                          {refuses(-32601), "incompatible"},
                                          {refuses(500), "invalidResponse"}})
         play(fresh + live + ", " + again + "close one, " + issue + ", end 7, " + fresh + live,
-             {signedIn().with("account/rateLimits/read", {gives(allowance), failure}), signedIn()},
-             3);
+             {signedIn().with(readLimits, {gives(allowance), failure}), signedIn()}, 3);
 
     // At most three are tried, and the last failure counts.
-    const Candidates four = {"one", "two", "three", "four"};
-    const auto broken = signedIn().with("initialize", {timesOut});
-    const auto missing = signedIn().with("launch", {fails(std::runtime_error("no such file"))});
-    const auto offline = signedIn().with("initialize", {refuses({}, "dns")});
-    play("launch one, close one, launch two, launch three, read, " + again + live,
-         {broken, missing, signedIn()}, 1, four);
     play("launch one, close one, launch two, launch three, close three, offline, end 7",
-         {broken, missing, offline}, 1, four);
+         {signedIn().with("initialize", {timesOut}),
+          signedIn().with("launch", {fails(std::runtime_error("no such file"))}),
+          signedIn().with("initialize", {refuses({}, "dns")})},
+         1, {"one", "two", "three", "four"});
     play("missingHelper, end 7", {}, 1, {});
 }
 
 TEST(AccountService, ReadsOneAccountAtATime) {
-    // Wherever the helper's own report comes, and when it makes none.
     play("launch one, " + again + live, {signedIn({})});
-    play("launch one, " + again + live, {signedIn().reportingBefore("initialize")});
-    play("launch one, " + again + again + live,
-         {signedIn().reportingBefore("account/rateLimits/read")});
-    const Answer crossed = givesAfterChange(account);
-    play("launch one, read, read, " + again + live,
-         {signedIn().with("account/read", {crossed, crossed, gives(account)})});
     play("launch one, read, read, read, close one, stopped, end 7",
-         {signedIn().with("account/read", {crossed})});
+         {signedIn().with(read, {reportsAndGives(isAccount)})});
     play("launch one, " + again + again + again + "close one, stopped, end 7",
-         {signedIn({}).with("account/rateLimits/read", {givesAfterChange(allowance)})});
+         {signedIn({}).with(readLimits, {reportsAndGives(allowance)})});
     // A refusal may be of the account before, the end of a helper is of none.
-    play(fresh + live, {signedIn().with("account/read", {gives(nobody), gives(account)})});
-    play("launch one, read, close one, timeout, end 7",
-         {signedIn().with("account/read", {timesOut})});
-
-    const auto noWeek = play(fresh + "-1% of " + accountHash("me@example.com") + ", end 7",
-                             {signedIn().with("account/rateLimits/read", {gives(json("[1]"))})});
-    EXPECT_EQ(noWeek.category, "weekly allowance unavailable");
-}
-
-TEST(AccountService, DeliversNoReadingThatAReportHasOvertaken) {
-    // The report is counted between the last answer and the delivery; its event comes later.
-    const Answer gets = gives(allowance);
-    const Answer getsBehindTheEvent = [](FakeTransport& helper) {
-        helper.emit(AccountChanged{"chatgpt"});
-        return allowance;
-    };
-    Harness harness({signedIn().with("account/rateLimits/read",
-                                     {gets, getsBehindTheEvent, gets, getsBehindTheEvent, gets})});
-    bool overtakes = true;
-    harness.onClock = [&] {
-        if (std::exchange(overtakes, false))
-            harness.launched.at(0)->countReport();
-    };
-    harness.refresh();
-    EXPECT_EQ(harness.take(), fresh + again + live) << "nothing was published that it could end";
-    overtakes = true;
-    harness.refresh();
-    EXPECT_EQ(harness.take(), again + again + "identity change, " + live);
-    harness.launched.at(0)->changeAccount();
-    EXPECT_EQ(harness.take(), "identity change");
+    play(fresh + live, {signedIn().with(read, {gives(isNobody), gives(isAccount)})});
+    play("launch one, read, close one, timeout, end 7", {signedIn().with(read, {timesOut})});
 }
 
 TEST(AccountService, RecoversAnExpiredSessionOnce) {
     const auto expired = [](const Mode& mode) {
-        return signedIn(mode).with("account/rateLimits/read", {refuses(401), gives(allowance)});
+        return signedIn(mode).with(readLimits, {refuses(401), gives(allowance)});
     };
     // A fresh helper reads the saved sign-in; even when the handshake was refused.
     EXPECT_EQ(
@@ -268,24 +219,18 @@ TEST(AccountService, RecoversAnExpiredSessionOnce) {
 
     // Then the token is refreshed, once, when Codex itself manages the session. A fresh helper that
     // reports no mode has that of the old one.
-    const std::string reload = fresh + "close one, " + fresh;
-    play(reload + "read refreshing, rateLimits/read, " + live,
-         {expired("chatgpt"), expired("chatgpt")});
     play(fresh + "close one, launch one, " + again + "read refreshing, rateLimits/read, " + live,
          {expired("chatgpt"), expired({})});
     const auto refused =
-        signedIn().with("account/read", {refuses(401), refuses(401), givesAfterChange(account)});
-    play("launch one, read, read, close one, launch one, read, read, read refreshing, read, read, "
-         "close one, stopped, end 7",
-         {refused, refused});
-    play(reload + "authentication, end 7", {expired("chatgpt"), expired("apikey")});
-    play("launch one, read, close one, launch one, read, read, offline, end 7",
-         {signedOut(), signedIn().with("account/read", {refuses({}, "network")})});
-    const auto refreshed = play(fresh
-                                    + "close one, launch one, read, read refreshing, signedOut, "
-                                      "end 7",
-                                {expired("chatgpt"), signedOut()});
+        signedIn().with(read, {refuses(401), refuses(401), reportsAndGives(isAccount)});
+    const auto refreshed = play("launch one, read, read, close one, launch one, read, read, "
+                                "read refreshing, read, read, close one, stopped, end 7",
+                                {refused, refused});
     EXPECT_EQ(refreshed.recovery, "one managed-session refresh");
+    play(fresh + "close one, " + fresh + "authentication, end 7",
+         {expired("chatgpt"), expired("apikey")});
+    play("launch one, read, close one, launch one, read, read, offline, end 7",
+         {signedOut(), signedIn().with(read, {refuses({}, "network")})});
     play("launch one, read, read, externalSession, end 7", {signedOut("chatgptAuthTokens")});
 
     const auto tooSoon = play("launch one, read, close one, launch one, read, signedOut, end 7, "
@@ -295,36 +240,58 @@ TEST(AccountService, RecoversAnExpiredSessionOnce) {
 }
 
 TEST(AccountService, ReadsTokenActivityOfAnUnchangedAccount) {
-    const Json reordered = json(R"({"account":{"email":"Me@Example.com","type":"chatgpt"},"x":1})");
-    const auto play = [](const std::string& expected, const std::string& tokens, const char* method,
-                         const std::deque<Answer>& answers) {
-        Harness harness({signedIn().reportingBefore("initialize").with(method, answers)});
-        harness.refresh({"one"}, true);
-        EXPECT_EQ(harness.take(),
-                  "launch one, " + again + "40%, usage/read, " + expected + ", end 7");
-        EXPECT_EQ(harness.details.tokens, tokens) << expected;
+    const Json sameWithMore{{"account", account}, {"x", 1}};
+    const Json another{{"account", {{"type", "chatgpt"}}}};
+    const std::string changed = "identity change, stopped";
+    const struct {
+        std::string method;
+        std::deque<Answer> answers;
+        std::string outcome;
+        std::string details;
+    } rows[] = {
+        {read, {gives(isAccount), gives(sameWithMore)}, "read, 9 tokens", "received"},
+        {readUsage, {gives(Json::object())}, "read, 0 tokens", "not reported"},
+        {readUsage, {refuses(-32601)}, "incompatible", "unavailable (incompatible)"},
+        // Crossed by a change, of which the helper tells by itself.
+        {readUsage, {reportsAndGives(Json::object())}, changed, "unavailable (stopped)"},
+        {read, {gives(isAccount), gives(another)}, "read, " + changed, "unavailable (stopped)"},
+        {read, {gives(isAccount), gives(isNobody)}, "read, " + changed, "unavailable (stopped)"},
     };
-    play("read, 9 tokens", "received", "account/read", {gives(account), gives(reordered)});
-    play("read, 0 tokens", "not reported", "account/usage/read", {gives(Json::object())});
-    play("-1 tokens", "unavailable (incompatible)", "account/usage/read", {refuses(-32601)});
-    // Crossed by a change, of which the helper tells by itself.
-    play("identity change, -1 tokens", "unavailable (stopped)", "account/usage/read",
-         {givesAfterChange(Json::object())});
-    for (const Json& other : {json(R"({"account":{"type":"chatgpt"}})"), nobody})
-        play("read, identity change, -1 tokens", "unavailable (stopped)", "account/read",
-             {gives(account), gives(other)});
+    for (const auto& [method, answers, outcome, details] : rows)
+        EXPECT_EQ(play("launch one, " + again + "40%, usage/read, " + outcome + ", end 7",
+                       {signedIn({}).with(method, answers)})
+                      .tokens,
+                  details);
 }
 
 TEST(AccountService, TellsOfAnotherIdentityOnce) {
-    const auto dying = signedIn().with("account/read", {gives(account), gives(account), timesOut});
-    Harness harness({signedIn(), dying, signedIn()});
-    harness.refresh();
-    EXPECT_THAT(harness.take(), EndsWith(live));
+    const Answer gets = gives(allowance);
+    const Answer getsBehindTheEvent = [](FakeTransport& helper) {
+        helper.emit(AccountChanged{"chatgpt"});
+        return allowance;
+    };
+    const Answer lives = gives(isAccount);
+    const auto dying = signedIn().with(read, {lives, lives, lives, timesOut});
+    Harness harness(
+        {signedIn().with(readLimits, {gets, getsBehindTheEvent, gets, getsBehindTheEvent, gets}),
+         dying, signedIn()});
+    // A report is counted between the last answer and the delivery; its event comes later.
+    bool overtakes = false;
+    harness.onClock = [&] {
+        if (std::exchange(overtakes, false))
+            harness.launched.at(0)->countReport();
+    };
+    for (const std::string& steps : {fresh + again, again + again + "identity change, "}) {
+        overtakes = true;
+        harness.refresh();
+        EXPECT_EQ(harness.take(), steps + live) << "only what was published can end";
+    }
     harness.launched.at(0)->changeAccount();
     harness.launched.at(0)->changeAccount();
     EXPECT_EQ(harness.take(), "identity change") << "once for each snapshot";
     harness.launched.at(0)->emit(ExternalRefreshRequested{});
     EXPECT_EQ(harness.take(), "identity change");
+
     harness.service->reset();
     for (const std::size_t former : {0U, 1U}) {
         harness.refresh(); // fails behind the second, which is given up
@@ -344,7 +311,7 @@ TEST(AccountService, SaysNothingMoreOnceItIsResetOrStopped) {
         SCOPED_TRACE(round);
         const bool stops = round >= steps;
         Harness harness({signedIn(), signedIn()});
-        harness.tellsStages = true;
+        harness.onDetails = [&] { harness.transcript.add("at ", harness.details.stage); };
         std::atomic<int> step = 0;
         harness.transcript.react = [&](const std::string&) {
             if (step++ != round % steps)
@@ -354,7 +321,7 @@ TEST(AccountService, SaysNothingMoreOnceItIsResetOrStopped) {
             EXPECT_EQ(harness.transcript.take(), round % steps > 1 ? "close one" : "")
                 << "a helper may hang";
         };
-        harness.refresh({"one"}, true);
+        harness.refresh();
         EXPECT_THAT(harness.take(), Not(ContainsRegex("at |%|tokens|stopped|end")));
         EXPECT_GT(step, round % steps);
         harness.refresh();
@@ -368,11 +335,11 @@ TEST(AccountService, SignsInThroughTheBrowser) {
         transport.emit(LoginCompleted{"L1", false});
         return login;
     };
-    const Answer crossed = givesAfterChange(login); // which is nothing to a sign-in
-    Harness harness({signedIn().with("account/login/start", {quick, crossed})});
+    const Answer crossed = reportsAndGives(login); // which is nothing to a sign-in
+    const Answer untrusted = gives({{"loginId", "L"}});
+    Harness harness({signedIn().with(loginStart, {quick, crossed, refuses(429), untrusted})});
     harness.startLogin();
     EXPECT_EQ(harness.take(), "launch one, login/start, https://auth.openai.com/x, not signed in");
-    EXPECT_EQ(harness.details.category, "waiting for user");
 
     harness.startLogin();
     harness.startLogin();
@@ -381,18 +348,10 @@ TEST(AccountService, SignsInThroughTheBrowser) {
     for (const auto& event : {LoginCompleted{"L2", false}, {"L1", true}, {"L1", false}})
         harness.launched.at(0)->emit(event);
     EXPECT_EQ(harness.take(), "signed in");
-}
 
-TEST(AccountService, RefusesASignInItCannotTrust) {
-    const auto start = [](const Answer& answer) {
-        Harness harness({signedIn().with("account/login/start", {answer})});
-        harness.startLogin();
-        return harness.take();
-    };
-    EXPECT_EQ(start(refuses(429)), "launch one, login/start, throttled");
-    EXPECT_EQ(start(timesOut), "launch one, login/start, close one, timeout");
-    EXPECT_EQ(start(gives({{"loginId", "L"}})),
-              "launch one, login/start, close one, invalidResponse");
+    harness.startLogin();
+    harness.startLogin();
+    EXPECT_EQ(harness.take(), "login/start, throttled, login/start, close one, invalidResponse");
 }
 
 TEST(AccountService, ASignInEndsWithItsHelper) {
@@ -402,8 +361,7 @@ TEST(AccountService, ASignInEndsWithItsHelper) {
         [](Harness& harness) { harness.refresh(); }, // which fails and gives the helper up
     };
     for (const auto& end : ends) {
-        const auto dying = signedIn().with("account/read", {fails(BridgeFailure::closed())});
-        Harness harness({dying, signedIn()});
+        Harness harness({signedIn().with(read, {timesOut}), signedIn()});
         harness.startLogin();
         harness.drain();
         end(harness);
@@ -417,8 +375,7 @@ TEST(AccountService, ASignInEndsWithItsHelper) {
 }
 
 TEST(AccountService, ValidatesAHelperBesideThePollingOne) {
-    const auto useless = signedIn().with("initialize", {timesOut});
-    Harness harness({signedIn(), signedIn(), useless});
+    Harness harness({signedIn(), signedIn(), signedIn().with("initialize", {timesOut})});
     harness.refresh();
     for (const char* name : {"good", "useless"})
         harness.service->validate(
@@ -428,6 +385,44 @@ TEST(AccountService, ValidatesAHelperBesideThePollingOne) {
     harness.launched.at(1)->emit(ExternalRefreshRequested{});
     harness.refresh();
     EXPECT_EQ(harness.take(), again + live) << "the polling one stays";
+}
+
+TEST(HelperLauncher, LeavesAStartThatHangsBehindAndClosesWhatComesLate) {
+    std::promise<void> share;
+    const auto answered = share.get_future().share();
+    const FakeHelper hanging = FakeHelper().with("launch", {[answered](FakeTransport&) -> Json {
+                                                     answered.wait();
+                                                     return {};
+                                                 }});
+    std::counting_semaphore<> closed{0};
+    Transcript transcript;
+    transcript.react = [&](const std::string& step) {
+        if (step.starts_with("close"))
+            closed.release();
+    };
+    HelperLauncher launcher(
+        [&](const std::filesystem::path& executable, const BridgeEventHandler& onEvent) {
+            const bool hangs = executable.native().starts_with("/share");
+            return std::make_shared<FakeTransport>(executable, hangs ? hanging : FakeHelper(),
+                                                   transcript, onEvent);
+        },
+        0s);
+    const auto later = std::chrono::steady_clock::now() + 24h;
+    const auto runs = [&](const char* executable) {
+        return launcher.start(executable, {}).helper->take(later).has_value();
+    };
+
+    const auto first = launcher.start("/share/one", {});
+    EXPECT_FALSE(first.helper->take(first.deadline));
+    EXPECT_THROW(launcher.start("/share/one", {}), BridgeFailure) << "touched a second time";
+    EXPECT_TRUE(runs("/two"));
+    const auto second = launcher.start("/share/three", {});
+    EXPECT_FALSE(second.helper->take(second.deadline));
+    EXPECT_THROW(launcher.start("/two", {}), BridgeFailure) << "two hang";
+    share.set_value();
+    closed.acquire();
+    closed.acquire();
+    EXPECT_TRUE(runs("/share/one"));
 }
 
 } // namespace

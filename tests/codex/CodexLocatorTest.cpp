@@ -9,17 +9,20 @@
 #include <sys/stat.h>
 
 #include <algorithm>
-#include <fstream>
+#include <atomic>
+#include <future>
 #include <map>
-#include <string>
-#include <vector>
+#include <thread>
 
 namespace tallywick {
 namespace {
 
 namespace fs = std::filesystem;
+using namespace std::chrono_literals;
 using namespace std::string_literals;
 using testing::TemporaryFolder;
+using testing::writeAll;
+using Helpers = HelperDiscovery::Helpers;
 using Names = std::vector<std::string>;
 
 std::string elf(char machine) {
@@ -32,13 +35,16 @@ const std::string elfX86 = elf(62);
 const std::string elfArm = elf(static_cast<char>(183));
 const std::string machArm("\xCF\xFA\xED\xFE\x0C\0\0\1", 8);
 
+/// Where npm has put the helper since 0.133, in a folder of packages.
+const std::string packagedHelper =
+    "@openai/codex-linux-x64/vendor/x86_64-unknown-linux-musl/bin/codex";
+
 /// A machine in a temporary folder. Names are relative to it: the system's own places lie in
 /// "root", the user's in "home".
 struct Machine {
     std::string processor = "x86_64";
     std::string native = elfX86;
     std::string searchPath = {};
-    RunningBundles runningBundles = {};
     std::map<std::string, std::string> environment = {};
     TemporaryFolder folder = {};
 
@@ -48,7 +54,7 @@ struct Machine {
         return folder / name;
     }
     void put(const std::string& name, const std::string& bytes) const {
-        std::ofstream(*this / name) << bytes;
+        writeAll(*this / name, bytes);
         fs::permissions(folder / name, fs::perms{0755});
     }
     void plant(const Names& names) const {
@@ -58,17 +64,14 @@ struct Machine {
     void link(const std::string& name, const fs::path& target) const {
         fs::create_symlink(target, *this / name);
     }
-    void search(const Names& names) {
-        for (const std::string& name : names)
-            searchPath += ":" + (folder / name).string();
-    }
     CodexLocator locator() const {
-        const auto value = [this](const std::string& name) {
-            const auto found = environment.find(name);
-            return found == environment.end() ? "" : found->second;
-        };
-        const HelperSurroundings here{folder / "root", folder / "home", searchPath, runningBundles,
-                                      value};
+        const HelperSurroundings here{
+            folder / "root", folder / "home", searchPath,
+            [this](const Names&) { return std::vector{folder / "running.app"}; },
+            [this](const std::string& name) {
+                const auto found = environment.find(name);
+                return found == environment.end() ? "" : found->second;
+            }};
         return CodexLocator(processor == "Mac" ? macHelperPlaces(here)
                                                : linuxHelperPlaces(here, processor));
     }
@@ -93,14 +96,9 @@ struct Machine {
     }
 };
 
-/// Where npm has put the helper since 0.133, in a folder of packages.
-const std::string packagedHelper =
-    "@openai/codex-linux-x64/vendor/x86_64-unknown-linux-musl/bin/codex";
-
 TEST(CodexLocator, LooksAtThePlacesOfAMacInTheirOrder) {
     Machine machine{"Mac", machArm};
-    machine.runningBundles = [&](const Names&) { return std::vector{machine / "running.app"}; };
-    machine.search({"search"});
+    machine.searchPath = machine.folder / "search";
     const std::string inBundle = ".app/Contents/Resources/codex";
     machine.expectOrder(
         {"root/Applications/ChatGPT" + inBundle, "home/Applications/Codex" + inBundle,
@@ -110,32 +108,33 @@ TEST(CodexLocator, LooksAtThePlacesOfAMacInTheirOrder) {
 }
 
 TEST(CodexLocator, LooksAtThePlacesOfLinuxInTheirOrder) {
-    const auto expect = [](Machine&& machine, const std::string& triple, const std::string& cpu) {
+    const std::string homebrew = "root/home/linuxbrew/.linuxbrew";
+    for (const bool isArm : {false, true}) {
+        Machine machine{isArm ? "arm64" : "x86_64", isArm ? elfArm : elfX86};
         machine.link("versions/7/bin/codex", "../lib/node_modules/@openai/codex/bin/codex.js");
-        machine.search({"search/b", "versions/7/bin", "search/a"});
-        const std::string homebrew = "root/home/linuxbrew/.linuxbrew";
+        for (const char* part : {"search/b", "versions/7/bin", "search/a"})
+            machine.searchPath += ":" + (machine.folder / part).string();
+        const std::string triple = isArm ? "aarch64" : "x86_64";
+        const std::string own = isArm ? "codex-linux-arm64" : "codex-linux-x64";
         Names order{"home/.local/bin/codex", "root/usr/local/bin/codex", "root/usr/bin/codex",
                     homebrew + "/bin/codex"};
-        const std::string own = "codex-linux-" + cpu;
-        const std::string inside = "codex/node_modules/@openai/" + own;
-        const std::string vendor = "vendor/" + triple + "-unknown-linux-musl";
+        const auto add = [&](const std::string& root, const std::string& package) {
+            for (const char* helper : {"/bin/codex", "/codex/codex"})
+                order.push_back(root + "/node_modules/@openai/" + package + "/vendor/" + triple
+                                + "-unknown-linux-musl" + helper);
+        };
         for (const std::string& root : {"root/usr/local"s, "root/usr"s, "home/.npm-global"s,
                                         "home/.local"s, homebrew, "versions/7"s})
-            for (const std::string& package : {"codex"s, inside, own})
-                for (const char* helper : {"bin/codex", "codex/codex"})
-                    order.push_back(fs::path(root) / "lib/node_modules/@openai" / package / vendor
-                                    / helper);
-        const std::string extension = "/extensions/openai.chatgpt-4/bin/linux-" + triple + "/codex";
-        order.insert(order.end(), {"search/b/codex", "search/a/codex",
-                                   "home/.bun/install/global/node_modules/@openai/" + own + "/"
-                                       + vendor + "/bin/codex"});
+            for (const auto& package : {"codex"s, "codex/node_modules/@openai/" + own, own})
+                add(root + "/lib", package);
+        order.insert(order.end(), {"search/b/codex", "search/a/codex"});
+        add("home/.bun/install/global", own);
         for (const std::string editor : {".vscode", ".cursor", ".vscode-server", ".vscode-insiders",
                                          ".vscode-oss", ".windsurf"})
-            order.push_back("home/" + editor + extension);
+            order.push_back("home/" + editor + "/extensions/openai.chatgpt-4/bin/linux-" + triple
+                            + "/codex");
         machine.expectOrder(order);
-    };
-    expect(Machine{}, "x86_64", "x64");
-    expect(Machine{"arm64", elfArm}, "aarch64", "arm64");
+    }
 }
 
 /// Each package manager's folders of packages, in the order in which they are looked at.
@@ -189,22 +188,24 @@ TEST(CodexLocator, ResolvesOnlyNativeExecutablesOfTheRightName) {
     fs::permissions(machine / "plain/codex", fs::perms{0644});
     machine.put("arm/codex", elfArm);
     machine.put("script/codex", "#!/bin/sh\n" + elfX86);
-    machine.put("empty/codex", "");
     machine.put("short/codex", elfX86.substr(0, 4));
     machine.link("link", "bin/codex");
     machine.link("renamed/codex", "../bin/other");
     machine.link("looping/codex", "codex");
     machine.link("device/codex", "/dev/zero");
     ASSERT_EQ(::mkfifo((machine / "fifo/codex").c_str(), 0777), 0);
-
-    EXPECT_EQ(machine.resolve("bin/codex"), "bin/codex");
-    EXPECT_EQ(machine.resolve("bin/../bin/codex-1"), "bin/codex-1");
-    EXPECT_EQ(machine.resolve("link"), "bin/codex");
-    for (const char* bundle : {"A.APP", "A.APP/"})
-        EXPECT_EQ(machine.resolve(bundle), "A.APP/Contents/Resources/codex");
+    const std::pair<const char*, const char*> resolved[] = {
+        {"bin/codex", "bin/codex"},
+        {"bin/../bin/codex-1", "bin/codex-1"},
+        {"link", "bin/codex"},
+        {"A.APP", "A.APP/Contents/Resources/codex"},
+        {"A.APP/", "A.APP/Contents/Resources/codex"},
+    };
+    for (const auto& [chosen, helper] : resolved)
+        EXPECT_EQ(machine.resolve(chosen), helper);
     for (const char* refused :
          {"bin/other", "bin/codexes", "bin/Codex", "bin/codex.app", "bin", "missing",
-          "folder/codex", "plain/codex", "arm/codex", "script/codex", "empty/codex", "short/codex",
+          "folder/codex", "plain/codex", "arm/codex", "script/codex", "short/codex",
           "renamed/codex", "looping/codex", "device/codex", "fifo/codex"})
         EXPECT_EQ(machine.resolve(refused), "") << refused;
     EXPECT_EQ(machine.locator().resolve(""), std::nullopt);
@@ -212,53 +213,47 @@ TEST(CodexLocator, ResolvesOnlyNativeExecutablesOfTheRightName) {
 
 TEST(CodexLocator, LooksBehindALinkAShimAndThePackage) {
     const Machine machine;
-    const std::string packages = "/node_modules/";
-    const std::string script = "@openai/codex/bin/codex.js";
-    const std::string npm = "npm/lib" + packages + "@openai/codex/node_modules/" + packagedHelper;
-    const std::string asdf = "home/.asdf/installs/nodejs/20/lib" + packages + packagedHelper;
+    const std::string package = "/node_modules/@openai/codex";
+    const std::string npm = "npm/lib" + package;
+    const std::string inNpm = npm + "/node_modules/" + packagedHelper;
+    const std::string asdf = "home/.asdf/installs/nodejs/20/lib/node_modules/";
     const std::string mise =
-        "home/.local/share/mise/installs/npm-openai-codex/1/lib" + packages + packagedHelper;
-    const std::string store = "home/.local/share/pnpm/store/main" + packages;
-    const std::string pnpm = "home/.local/share/pnpm/global/v11/1" + packages + "@openai/codex";
-    machine.plant({npm, asdf, mise, store + packagedHelper, "tools/mise"});
-    for (const char* text :
-         {"npm/lib/node_modules/@openai/codex/bin/codex.js", "home/.local/share/pnpm/bin/codex",
-          "home/.asdf/shims/codex", "home/.asdf/shims/node", "npm/lib/node_modules/other/codex"})
-        machine.put(text, "#!/bin/sh\n");
-    machine.put(store + script, "#!/usr/bin/env node\n");
+        "home/.local/share/mise/installs/npm-openai-codex/1/lib/node_modules/" + packagedHelper;
+    const std::string store = "home/.local/share/pnpm/store/main";
+    const std::string inStore = store + "/node_modules/" + packagedHelper;
+    const std::string pnpm = "home/.local/share/pnpm/global/v11/1" + package;
+    machine.plant({inNpm, asdf + packagedHelper, mise, inStore, "tools/mise"});
+    for (const std::string& script :
+         {npm + "/bin/codex.js", store + package + "/bin/codex.js", "home/.asdf/shims/codex"s,
+          "home/.asdf/shims/node"s, "home/.local/share/pnpm/bin/codex"s,
+          "npm/lib/node_modules/other/codex"s})
+        machine.put(script, "#!/bin/sh\n");
     machine.link("npm/bin/codex", "../lib/node_modules/@openai/codex/bin/codex.js");
     machine.link("own/codex", machine / "npm/bin/codex");
     machine.link("linked/bin", "../npm/bin");
-    machine.link("looping/codex", "codex");
-    machine.link("npm/lib/node_modules/.bin/codex", "../@openai/codex/bin/codex.js");
-    machine.link("alias", "npm/lib/node_modules/@openai/codex");
+    machine.link("alias", npm);
     machine.link("home/.local/share/mise/shims/codex", machine / "tools/mise");
-    machine.link(pnpm, machine / (store + "@openai/codex"));
-    const struct {
-        std::string chosen;
-        std::string helper;
-    } cases[] = {{"npm/bin/codex", npm},
-                 {"own/codex", npm},
-                 {"linked/bin/codex", npm},
-                 {"npm/lib/node_modules/.bin/codex", npm},
-                 {"npm/lib/node_modules/@openai/codex/bin/codex.js", npm},
-                 {"npm/lib/node_modules/@openai/codex", npm},
-                 {"npm/lib/node_modules/@openai/codex/", npm},
-                 {"alias", npm},
-                 {"alias/bin/codex.js", npm},
-                 {"home/.asdf/installs/nodejs/20/lib/node_modules/@openai/codex-linux-x64", asdf},
-                 {"home/.asdf/shims/codex", asdf},
-                 {"home/.local/share/mise/shims/codex", mise},
-                 {"home/.local/share/pnpm/bin/codex", store + packagedHelper},
-                 {pnpm, store + packagedHelper},
-                 {"looping/codex", ""},
-                 {"home/.asdf/shims/node", ""},
-                 {"npm/lib/node_modules/other/codex", ""},
-                 {"tools/mise", ""}};
-    for (const auto& [chosen, helper] : cases)
+    machine.link(pnpm, machine / (store + package));
+    const std::pair<std::string, std::string> rows[] = {
+        {"npm/bin/codex", inNpm},
+        {"own/codex", inNpm},
+        {"linked/bin/codex", inNpm},
+        {npm + "/", inNpm},
+        {"alias", inNpm},
+        {"alias/bin/codex.js", inNpm},
+        {asdf + "@openai/codex-linux-x64", asdf + packagedHelper},
+        {"home/.asdf/shims/codex", asdf + packagedHelper},
+        {"home/.local/share/mise/shims/codex", mise},
+        {"home/.local/share/pnpm/bin/codex", inStore},
+        {pnpm, inStore},
+        {"home/.asdf/shims/node", ""},
+        {"npm/lib/node_modules/other/codex", ""},
+        {"tools/mise", ""},
+    };
+    for (const auto& [chosen, helper] : rows)
         EXPECT_EQ(machine.resolve(chosen), helper) << chosen;
     machine.link("home/.local/bin/codex", machine / "npm/bin/codex");
-    EXPECT_EQ(machine.candidates(), (Names{npm, store + packagedHelper, asdf}))
+    EXPECT_EQ(machine.candidates(), (Names{inNpm, inStore, asdf + packagedHelper}))
         << "the link of a fixed place first";
 }
 
@@ -268,39 +263,38 @@ TEST(CodexLocator, PutsTheChoiceFirstAndNamesEveryFileOnce) {
     machine.link("root/usr/local/bin/codex", "../../../../package/codex-1");
     machine.link("home/.local/bin/codex", machine / "chosen/codex");
     machine.link("again/codex", machine / "package/codex-1");
-    machine.search({"again", "chosen", "last"});
+    for (const char* part : {"again", "chosen", "last"})
+        machine.searchPath += ":" + (machine.folder / part).string();
     const fs::path chosen = machine / "chosen/codex";
     EXPECT_EQ(machine.candidates(chosen), (Names{"chosen/codex", "package/codex-1", "last/codex"}));
     machine.put("chosen/codex", "damaged");
     EXPECT_EQ(machine.candidates(chosen), (Names{"package/codex-1", "last/codex"}));
 }
 
-TEST(CodexLocator, LooksAtTheFirst24PartsOfTheSearchPath) {
+TEST(CodexLocator, LooksAtNoMoreThanIsSensible) {
     Machine machine;
+    const std::string part = machine.folder / "not UTF-8 \xff\xfe, \n";
     machine.plant({"not UTF-8 \xff\xfe, \n/codex"});
-    const std::string part = machine / "not UTF-8 \xff\xfe, \n";
     std::string others = "/" + std::string(100'000, 'x') + ":";
     for (int i = 0; i < 22; ++i)
         others.append("relative").append(1'000, ':'); // empty parts do not count
-    const auto count = [&](const std::string& searchPath) {
+    const auto isFound = [&](const std::string& searchPath) {
         machine.searchPath = searchPath;
-        return machine.candidates().size();
+        return !machine.candidates().empty();
     };
-    EXPECT_EQ(count(others + part), 1);
-    EXPECT_EQ(count(others + "/none:" + part), 0);
-    EXPECT_EQ(count(fs::relative(part)), 0);
-}
+    EXPECT_TRUE(isFound(others + part));
+    EXPECT_FALSE(isFound(others + "/none:" + part)) << "a 25th part of the search path";
+    EXPECT_FALSE(isFound(fs::relative(part)));
 
-TEST(CodexLocator, LooksAtTheLastSixExtensionsByNameAndAtTheNewest48Versions) {
-    const Machine machine;
     const auto inVersion = [](int number) {
         return "home/.nvm/versions/node/v" + std::to_string(number) + "/lib/node_modules/"
                + packagedHelper;
     };
     for (int number = 2; number < 50; ++number)
-        fs::create_directories((machine / inVersion(number)).parent_path());
+        machine / inVersion(number);
     machine.plant({inVersion(1)});
-    EXPECT_EQ(machine.candidates(), Names{}) << "a 49th was looked at";
+    EXPECT_EQ(machine.candidates(), Names{}) << "the 49th version";
+
     // No folder at all, and never answers.
     ASSERT_EQ(::mkfifo((machine / "home/.vscode/extensions").c_str(), 0777), 0);
     Names names;
@@ -312,7 +306,70 @@ TEST(CodexLocator, LooksAtTheLastSixExtensionsByNameAndAtTheNewest48Versions) {
     EXPECT_EQ(machine.candidates(), Names(names.begin() + 2, names.begin() + 5));
     for (std::size_t i = 2; i < 8; ++i)
         fs::remove(machine / names[i]);
-    EXPECT_EQ(machine.candidates(), Names{}) << "a seventh was looked at";
+    EXPECT_EQ(machine.candidates(), Names{}) << "the seventh extension from the end";
+}
+
+/// Places of which those on the share hold up whoever looks at them, until it answers; each of the
+/// others holds a helper.
+struct Disks {
+    Helpers places; ///< of the next search
+    std::atomic<int> entered = 0;
+    std::promise<void> share;
+    std::shared_future<void> answered = share.get_future();
+    std::atomic<int> searches = 0; ///< under way
+
+    HelperSearch search() {
+        return [this](const HelperQuery&, SearchProgress& progress) {
+            ++searches;
+            for (const fs::path& place : Helpers(places)) {
+                if (!progress.enter(place))
+                    continue;
+                ++entered;
+                if (place.native().starts_with("/share"))
+                    answered.wait();
+                else
+                    progress.add(place / "codex");
+            }
+            --searches;
+        };
+    }
+    ~Disks() {
+        while (searches > 0)
+            std::this_thread::yield();
+    }
+};
+
+TEST(HelperDiscovery, GoesOnWithoutThePlaceThatHangs) {
+    Disks disks;
+    HelperDiscovery discovery(disks.search(), 1s);
+    const auto find = [&](const Helpers& places, const HelperQuery& query = {}) {
+        disks.places = places;
+        return discovery.findNow(query).value_or(Helpers{"overdue"});
+    };
+    EXPECT_EQ(find({"/a", "/b"}), (Helpers{"/a/codex", "/b/codex"}));
+    EXPECT_EQ(find({"/share/x", "/c"}), Helpers{"/c/codex"}) << "a second search found it";
+    disks.entered = 0;
+    EXPECT_EQ(find({"/share", "/share/x/y", "/share/x", "/d"}), Helpers{"/d/codex"});
+    EXPECT_EQ(disks.entered, 1) << "what hangs was touched again";
+    EXPECT_EQ(find({"/e", "/share/other", "/f"}), Helpers{"/e/codex"}) << "found until then";
+    EXPECT_EQ(find({"/g"}), Helpers{"/d/codex"}) << "two hang: what was known last counts";
+    EXPECT_EQ(find({"/g"}, {"/g"}), Helpers{"overdue"});
+    disks.share.set_value();
+    while (find({"/g"}) != Helpers{"/g/codex"})
+        std::this_thread::yield();
+    EXPECT_EQ(disks.entered, 4) << "what was given up went on";
+}
+
+TEST(HelperDiscovery, EndsWithoutTheSearchThatHangs) {
+    Disks disks;
+    disks.places = {"/share", "/a"};
+    {
+        HelperDiscovery discovery(disks.search(), 24h);
+        discovery.find({}, [](const auto&) { ADD_FAILURE(); });
+        while (disks.entered == 0)
+            std::this_thread::yield();
+    }
+    disks.share.set_value();
 }
 
 } // namespace

@@ -10,9 +10,7 @@
 #include <future>
 #include <map>
 #include <mutex>
-#include <optional>
 #include <sstream>
-#include <string>
 #include <utility>
 
 namespace tallywick::testing {
@@ -21,7 +19,7 @@ namespace tallywick::testing {
 class Transcript {
   public:
     /// Called after each new step, on the thread that added it.
-    std::function<void(const std::string& step)> react;
+    std::function<void(const std::string& step)> react = [](const std::string&) {};
 
     template <typename... Parts>
     void add(const Parts&... parts) {
@@ -31,8 +29,7 @@ class Transcript {
             const std::lock_guard guard(mutex);
             text += (text.empty() ? "" : ", ") + step.str();
         }
-        if (react)
-            react(step.str());
+        react(step.str());
     }
     /// Everything since the last call, on one line.
     std::string take() {
@@ -61,22 +58,15 @@ Answer fails(Failure failure) {
 /// The behaviour of one helper. A method's answers are given in order, the last one again and
 /// again. "launch" and "initialize" succeed unless they have an answer, which can only throw.
 struct FakeHelper {
-    /// Unknown until the helper has reported it. Without one it makes no report, as an older helper
-    /// and one that is signed out.
+    /// Unknown until the helper has reported it, as a real one does when the service has answered
+    /// its check of the account, for which "account/read" waits. Without one it makes no report, as
+    /// an older helper and one that is signed out.
     std::optional<std::string> mode;
     std::map<std::string, std::deque<Answer>> answers;
-    /// The report comes just before the first answer to this. A real helper's comes when the
-    /// service has answered its check of the account, for which "account/read" waits.
-    std::string reportsBefore = "account/read";
 
     FakeHelper with(const std::string& method, std::deque<Answer> queued) const {
         FakeHelper changed = *this;
         changed.answers[method] = std::move(queued);
-        return changed;
-    }
-    FakeHelper reportingBefore(const std::string& method) const {
-        FakeHelper changed = *this;
-        changed.reportsBefore = method;
         return changed;
     }
 };
@@ -102,7 +92,7 @@ class FakeTransport : public AccountTransport {
     /// As much of a report as is known before its event comes.
     void countReport() { ++changes; }
     bool isClosed() const { return closed; }
-    void waitUntilClosed() { closing.get_future().wait(); }
+    void waitUntilClosed() const { closed.wait(false); }
 
     std::optional<std::string> mode() const override {
         return changes > 0 ? script.mode : std::nullopt;
@@ -114,19 +104,19 @@ class FakeTransport : public AccountTransport {
         EXPECT_EQ(timeout, defaultTimeout);
         const bool refreshes = boolMember(params, "refreshToken").value_or(false);
         transcript.add(method.substr(method.find('/') + 1), refreshes ? " refreshing" : "");
+        if (script.mode && changes == 0 && method == "account/read")
+            changeAccount();
         return answer(method);
     }
     void close() override {
         if (closed.exchange(true))
             return;
         transcript.add("close ", name);
-        closing.set_value();
+        closed.notify_all();
     }
 
   private:
     Json answer(const std::string& method) {
-        if (script.mode && changes == 0 && method == script.reportsBefore)
-            changeAccount();
         std::deque<Answer>& queued = script.answers[method];
         if (queued.empty())
             return {};
@@ -141,7 +131,6 @@ class FakeTransport : public AccountTransport {
     Transcript& transcript;
     std::atomic<std::int64_t> changes = 0;
     std::atomic<bool> closed = false;
-    std::promise<void> closing;
 };
 
 } // namespace tallywick::testing
