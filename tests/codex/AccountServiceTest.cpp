@@ -390,39 +390,29 @@ TEST(AccountService, ValidatesAHelperBesideThePollingOne) {
 TEST(HelperLauncher, LeavesAStartThatHangsBehindAndClosesWhatComesLate) {
     std::promise<void> share;
     const auto answered = share.get_future().share();
-    const FakeHelper hanging = FakeHelper().with("launch", {[answered](FakeTransport&) -> Json {
-                                                     answered.wait();
-                                                     return {};
-                                                 }});
+    const Answer hangs = [answered](FakeTransport&) { return answered.wait(), Json(); };
     std::counting_semaphore<> closed{0};
     Transcript transcript;
-    transcript.react = [&](const std::string& step) {
-        if (step.starts_with("close"))
-            closed.release();
+    transcript.react = [&](const std::string& step) { closed.release(step.starts_with("close")); };
+    const auto launch = [&](const std::filesystem::path& executable, const auto& onEvent) {
+        const bool isOnShare = executable.native().starts_with("/share");
+        const FakeHelper helper = isOnShare ? FakeHelper().with("launch", {hangs}) : FakeHelper();
+        return std::make_shared<FakeTransport>(executable, helper, transcript, onEvent);
     };
-    HelperLauncher launcher(
-        [&](const std::filesystem::path& executable, const BridgeEventHandler& onEvent) {
-            const bool hangs = executable.native().starts_with("/share");
-            return std::make_shared<FakeTransport>(executable, hangs ? hanging : FakeHelper(),
-                                                   transcript, onEvent);
-        },
-        0s);
-    const auto later = std::chrono::steady_clock::now() + 24h;
-    const auto runs = [&](const char* executable) {
-        return launcher.start(executable, {}).helper->take(later).has_value();
+    HelperLauncher launcher(launch, 0s);
+    const auto start = [&](const char* executable, std::chrono::seconds patience) {
+        const auto helper = launcher.start(executable, {}).helper;
+        return helper->take(std::chrono::steady_clock::now() + patience).has_value();
     };
-
-    const auto first = launcher.start("/share/one", {});
-    EXPECT_FALSE(first.helper->take(first.deadline));
-    EXPECT_THROW(launcher.start("/share/one", {}), BridgeFailure) << "touched a second time";
-    EXPECT_TRUE(runs("/two"));
-    const auto second = launcher.start("/share/three", {});
-    EXPECT_FALSE(second.helper->take(second.deadline));
-    EXPECT_THROW(launcher.start("/two", {}), BridgeFailure) << "two hang";
+    EXPECT_FALSE(start("/share/one", 0s));
+    EXPECT_THROW(start("/share/one", 0s), BridgeFailure) << "touched a second time";
+    EXPECT_TRUE(start("/two", 24h));
+    EXPECT_FALSE(start("/share/three", 0s));
+    EXPECT_THROW(start("/two", 24h), BridgeFailure) << "two hang";
     share.set_value();
     closed.acquire();
     closed.acquire();
-    EXPECT_TRUE(runs("/share/one"));
+    EXPECT_TRUE(start("/share/one", 24h));
 }
 
 } // namespace

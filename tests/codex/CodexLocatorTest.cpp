@@ -12,6 +12,7 @@
 #include <atomic>
 #include <future>
 #include <map>
+#include <sstream>
 #include <thread>
 
 namespace tallywick {
@@ -61,6 +62,10 @@ struct Machine {
         for (const std::string& name : names)
             put(name, native);
     }
+    void search(const Names& parts) {
+        for (const std::string& part : parts)
+            searchPath += ":" + (folder / part).string();
+    }
     void link(const std::string& name, const fs::path& target) const {
         fs::create_symlink(target, *this / name);
     }
@@ -98,7 +103,7 @@ struct Machine {
 
 TEST(CodexLocator, LooksAtThePlacesOfAMacInTheirOrder) {
     Machine machine{"Mac", machArm};
-    machine.searchPath = machine.folder / "search";
+    machine.search({"search"});
     const std::string inBundle = ".app/Contents/Resources/codex";
     machine.expectOrder(
         {"root/Applications/ChatGPT" + inBundle, "home/Applications/Codex" + inBundle,
@@ -108,65 +113,54 @@ TEST(CodexLocator, LooksAtThePlacesOfAMacInTheirOrder) {
 }
 
 TEST(CodexLocator, LooksAtThePlacesOfLinuxInTheirOrder) {
+    Machine machine{"arm64", elfArm};
+    machine.link("versions/7/bin/codex", "../lib/node_modules/@openai/codex/bin/codex.js");
+    machine.search({"search/b", "versions/7/bin", "search/a"});
     const std::string homebrew = "root/home/linuxbrew/.linuxbrew";
-    for (const bool isArm : {false, true}) {
-        Machine machine{isArm ? "arm64" : "x86_64", isArm ? elfArm : elfX86};
-        machine.link("versions/7/bin/codex", "../lib/node_modules/@openai/codex/bin/codex.js");
-        for (const char* part : {"search/b", "versions/7/bin", "search/a"})
-            machine.searchPath += ":" + (machine.folder / part).string();
-        const std::string triple = isArm ? "aarch64" : "x86_64";
-        const std::string own = isArm ? "codex-linux-arm64" : "codex-linux-x64";
-        Names order{"home/.local/bin/codex", "root/usr/local/bin/codex", "root/usr/bin/codex",
-                    homebrew + "/bin/codex"};
-        const auto add = [&](const std::string& root, const std::string& package) {
-            for (const char* helper : {"/bin/codex", "/codex/codex"})
-                order.push_back(root + "/node_modules/@openai/" + package + "/vendor/" + triple
-                                + "-unknown-linux-musl" + helper);
-        };
-        for (const std::string& root : {"root/usr/local"s, "root/usr"s, "home/.npm-global"s,
-                                        "home/.local"s, homebrew, "versions/7"s})
-            for (const auto& package : {"codex"s, "codex/node_modules/@openai/" + own, own})
-                add(root + "/lib", package);
-        order.insert(order.end(), {"search/b/codex", "search/a/codex"});
-        add("home/.bun/install/global", own);
-        for (const std::string editor : {".vscode", ".cursor", ".vscode-server", ".vscode-insiders",
-                                         ".vscode-oss", ".windsurf"})
-            order.push_back("home/" + editor + "/extensions/openai.chatgpt-4/bin/linux-" + triple
-                            + "/codex");
-        machine.expectOrder(order);
-    }
+    Names order{"home/.local/bin/codex", "root/usr/local/bin/codex", "root/usr/bin/codex",
+                homebrew + "/bin/codex"};
+    const auto add = [&](const std::string& root, const std::string& package) {
+        for (const char* helper : {"/bin/codex", "/codex/codex"})
+            order.push_back(root + "/node_modules/@openai/" + package
+                            + "/vendor/aarch64-unknown-linux-musl" + helper);
+    };
+    for (const std::string& root : {"root/usr/local"s, "root/usr"s, "home/.npm-global"s,
+                                    "home/.local"s, homebrew, "versions/7"s})
+        for (const char* package :
+             {"codex", "codex/node_modules/@openai/codex-linux-arm64", "codex-linux-arm64"})
+            add(root + "/lib", package);
+    order.insert(order.end(), {"search/b/codex", "search/a/codex"});
+    add("home/.bun/install/global", "codex-linux-arm64");
+    for (const std::string editor :
+         {".vscode", ".cursor", ".vscode-server", ".vscode-insiders", ".vscode-oss", ".windsurf"})
+        order.push_back("home/" + editor + "/extensions/openai.chatgpt-4/bin/linux-aarch64/codex");
+    machine.expectOrder(order);
 }
 
-/// Each package manager's folders of packages, in the order in which they are looked at.
 TEST(CodexLocator, LooksAtWhatPackageManagersKeepTheNewestVersionFirst) {
-    const struct {
-        std::string variable;
-        std::string usual;
-        Names folders;
-    } managers[] = {
-        {"PNPM_HOME",
-         ".local/share/pnpm",
-         {"global/v11/b", "global/v11/a", "global/10/.pnpm", "global/9/.pnpm", "global/9"}},
-        {"VOLTA_HOME", ".volta", {"tools/image/packages/@openai/codex/lib"}},
-        {"NVM_DIR",
-         ".nvm",
-         {"versions/node/v22.1/lib", "versions/node/v20.10.0/lib", "versions/node/v20.9.1/lib",
-          "versions/node/v20.9.0/lib"}},
-        {"FNM_DIR", ".local/share/fnm", {"node-versions/v20/installation/lib"}},
-        {"ASDF_DATA_DIR", ".asdf", {"installs/nodejs/20.09/lib", "installs/nodejs/20.8/lib"}},
-        {"MISE_DATA_DIR",
-         ".local/share/mise",
-         {"installs/node/20/lib", "installs/npm-openai-codex/0.169.0/lib",
-          "installs/npm-openai-codex/0.169.0", "installs/npm-openai-codex/0.169.0/v11/1"}},
-        {"BUN_INSTALL", ".bun", {"install/global"}},
-    };
+    // The variable of each, its usual place, and its folders of packages in their order.
+    const char* managers[] = {
+        "PNPM_HOME .local/share/pnpm "
+        "global/v11/b global/v11/a global/10/.pnpm global/9/.pnpm global/9",
+        "VOLTA_HOME .volta tools/image/packages/@openai/codex/lib",
+        "NVM_DIR .nvm versions/node/v22.1/lib versions/node/v20.10.0/lib "
+        "versions/node/v20.9.1/lib versions/node/v20.9.0/lib",
+        "FNM_DIR .local/share/fnm node-versions/v20/installation/lib",
+        "ASDF_DATA_DIR .asdf installs/nodejs/20.09/lib installs/nodejs/20.8/lib",
+        "MISE_DATA_DIR .local/share/mise installs/node/20/lib "
+        "installs/npm-openai-codex/0.169.0/lib installs/npm-openai-codex/0.169.0 "
+        "installs/npm-openai-codex/0.169.0/v11/1",
+        "BUN_INSTALL .bun install/global"};
     for (const bool moved : {false, true}) {
         Machine machine;
         Names order;
-        for (const auto& [variable, usual, folders] : managers) {
+        for (const char* manager : managers) {
+            std::istringstream words(manager);
+            std::string variable, usual;
+            words >> variable >> usual;
             const std::string base = moved ? "moved/" + variable : "home/" + usual;
             machine.environment[variable] = moved ? (machine / base).string() : "relative";
-            for (const std::string& folder : folders)
+            for (std::string folder; words >> folder;)
                 order.push_back(base + "/" + folder + "/node_modules/" + packagedHelper);
         }
         machine.link(moved ? "moved/NVM_DIR/versions/node/lts" : "home/.nvm/versions/node/lts",
@@ -263,8 +257,7 @@ TEST(CodexLocator, PutsTheChoiceFirstAndNamesEveryFileOnce) {
     machine.link("root/usr/local/bin/codex", "../../../../package/codex-1");
     machine.link("home/.local/bin/codex", machine / "chosen/codex");
     machine.link("again/codex", machine / "package/codex-1");
-    for (const char* part : {"again", "chosen", "last"})
-        machine.searchPath += ":" + (machine.folder / part).string();
+    machine.search({"again", "chosen", "last"});
     const fs::path chosen = machine / "chosen/codex";
     EXPECT_EQ(machine.candidates(chosen), (Names{"chosen/codex", "package/codex-1", "last/codex"}));
     machine.put("chosen/codex", "damaged");
