@@ -58,8 +58,8 @@ install(const std::filesystem::path& source, const std::filesystem::path& destin
 
 /// What is known at start of the application bundle that runs.
 struct RunningBundle {
-    std::optional<std::string> version; ///< its short version
-    std::optional<std::string> build;   ///< of that version
+    std::optional<std::string> version = {}; ///< its short version
+    std::optional<std::string> build = {};   ///< of that version
     bool isPreview = false;
     bool isInstalled = false; ///< it lies where an installed copy lies, or is managed
     bool isManaged = false;   ///< the system's package manager looks after it: `isManagedBundle`
