@@ -30,14 +30,6 @@ std::string answer(const std::string& body, std::size_t announced) {
 }
 std::string answer(const std::string& body) { return answer(body, body.size()); }
 
-/// Qt's first event loop opens a descriptor for as long as there is the process: it is there before
-/// descriptors are counted.
-[[maybe_unused]] const bool hadAnEventLoop = [] {
-    int count = 0;
-    const QCoreApplication first(count, nullptr);
-    return true;
-}();
-
 class BoundedDownloadTest : public ::testing::Test {
   protected:
     HttpsServer makersServer(const Script& script) const {

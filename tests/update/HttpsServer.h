@@ -4,6 +4,7 @@
 #include "support/TemporaryFolder.h"
 #include "update/BoundedDownload.h"
 
+#include <QCoreApplication>
 #include <QEventLoop>
 #include <QSslConfiguration>
 #include <QSslKey>
@@ -20,6 +21,14 @@
 #include <vector>
 
 namespace tallywick::testing {
+
+/// Qt's first event loop opens a descriptor for as long as there is the process: it is there before
+/// descriptors are counted.
+inline const bool hadAnEventLoop = [] {
+    int count = 0;
+    const QCoreApplication first(count, nullptr);
+    return true;
+}();
 
 /// Certificates that openssl makes for one test. They are gone with it.
 class Certificates {
