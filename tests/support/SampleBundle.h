@@ -10,7 +10,7 @@ namespace tallywick::testing {
 /// entries of its information dictionary; null removes one.
 inline std::filesystem::path makeSampleBundle(const std::filesystem::path& parent,
                                               const Json& information = Json::object(),
-                                              const std::string& name = "Corvane Tallywick.app") {
+                                              const char* name = "Corvane Tallywick.app") {
     Json dictionary{{"CFBundleIdentifier", "com.corvane.tallywick"},
                     {"CFBundleExecutable", "CorvaneUtility"},
                     {"CFBundleShortVersionString", "0.6.0"},
@@ -18,11 +18,14 @@ inline std::filesystem::path makeSampleBundle(const std::filesystem::path& paren
                     {"LSMinimumSystemVersion", "6.1"}};
     dictionary.merge_patch(information);
     std::filesystem::path bundle = parent / name;
-    runIn(parent, "mkdir -p '" + name + "/Contents/MacOS' '" + name + "/Contents/Resources'");
+    std::filesystem::create_directories(bundle / "Contents/MacOS");
+    std::filesystem::create_directories(bundle / "Contents/Resources");
     writeAll(bundle / "Contents/Info.plist", writePropertyList(dictionary));
-    runIn(bundle / "Contents", "echo '#!/bin/sh' >MacOS/CorvaneUtility; chmod 755 MacOS/*\n"
-                               "printf 'a logo' >Resources/corvane-logo.png\n"
-                               "printf 'an icon' >Resources/CorvaneIcon.icns");
+    writeAll(bundle / "Contents/MacOS/CorvaneUtility", "#!/bin/sh\nexit 0\n");
+    std::filesystem::permissions(bundle / "Contents/MacOS/CorvaneUtility",
+                                 std::filesystem::perms{0755});
+    writeAll(bundle / "Contents/Resources/corvane-logo.png", "a logo");
+    writeAll(bundle / "Contents/Resources/CorvaneIcon.icns", "an icon");
     EXPECT_TRUE(sealBundle(bundle));
     return bundle;
 }
