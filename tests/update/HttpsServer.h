@@ -33,7 +33,7 @@ inline const bool hadAnEventLoop = [] {
 /// Certificates that openssl makes for one test. They are gone with it.
 class Certificates {
   public:
-    Certificates() { make("ca", "ca"); }
+    Certificates() { make("ca"); }
 
     /// Of the authority that the tests trust, as PEM.
     std::string authority() const { return readAll(folder / "ca.pem"); }
@@ -42,34 +42,36 @@ class Certificates {
     /// "elsewhere" (of another host) are not.
     QSslConfiguration server(const std::string& name) const {
         if (!std::filesystem::exists(folder / (name + ".pem")))
-            make(name, name == "elsewhere" ? "elsewhere.example" : "corvane.example");
-        const auto read = [&](const char* extension) {
-            return QByteArray::fromStdString(readAll(folder / (name + extension)));
-        };
+            make(name);
+        const auto read = [](const auto& file) { return QByteArray::fromStdString(readAll(file)); };
         QSslConfiguration configuration;
-        configuration.setLocalCertificate(QSslCertificate(read(".pem")));
-        configuration.setPrivateKey(QSslKey(read(".key"), QSsl::Ec));
-        EXPECT_FALSE(configuration.localCertificate().isNull());
-        EXPECT_FALSE(configuration.privateKey().isNull());
+        configuration.setLocalCertificate(QSslCertificate(read(folder / (name + ".pem"))));
+        configuration.setPrivateKey(QSslKey(read(folder / (name + ".key")), QSsl::Ec));
         return configuration;
     }
 
   private:
-    void make(const std::string& name, const std::string& host) const {
+    void make(const std::string& name) const {
+        const std::string host = name == "elsewhere" ? "elsewhere.example" : "corvane.example";
         const bool signsItself = name == "ca" || name == "stranger";
         const std::string issue = signsItself ? " -x509"
                                               : " | openssl x509 -req -copy_extensions copy "
                                                 "-CA ca.pem -CAkey ca.key -CAcreateserial";
-        runIn(folder.path(), "exec 2>openssl.log\n"
-                             "openssl req -newkey ec -pkeyopt ec_paramgen_curve:prime256v1 -nodes "
-                             "-subj /CN="
-                                 + host + " -addext subjectAltName=DNS:" + host + " -keyout " + name
-                                 + ".key" + issue + " -days " + (name == "expired" ? "-1" : "2")
-                                 + " -out " + name + ".pem");
+        runIn(folder.path(), "exec 2>openssl.log; openssl req -newkey ec -nodes -pkeyopt "
+                             "ec_paramgen_curve:prime256v1 -addext subjectAltName=DNS:"
+                                 + host + " -subj /CN=" + name + " -keyout " + name + ".key" + issue
+                                 + " -days " + (name == "expired" ? "-1" : "2") + " -out " + name
+                                 + ".pem");
     }
 
     TemporaryFolder folder;
 };
+
+/// An answer with a body, and perhaps another length than that of the body.
+inline std::string answer(const std::string& body, std::optional<std::size_t> announced = {}) {
+    return "HTTP/1.1 200 OK\r\nContent-Length: " + std::to_string(announced.value_or(body.size()))
+           + "\r\n\r\n" + body;
+}
 
 /// What a server does with every request.
 struct Script {
@@ -131,12 +133,10 @@ class HttpsServer {
         } else {
             server = std::make_unique<QTcpServer>();
         }
-        const auto accept = [this] {
+        server->connect(server.get(), &QTcpServer::pendingConnectionAvailable, [this] {
             while (QTcpSocket* socket = server->nextPendingConnection())
                 serve(*socket);
-        };
-        QObject::connect(server.get(), &QTcpServer::pendingConnectionAvailable, server.get(),
-                         accept);
+        });
         EXPECT_TRUE(server->listen(QHostAddress::LocalHost));
         listening.set_value(server->serverPort());
         QEventLoop().exec();

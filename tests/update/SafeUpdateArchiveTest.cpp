@@ -19,7 +19,7 @@ using testing::ZipEntry;
 using Entries = std::vector<ZipEntry>;
 
 const std::string application = "Corvane Tallywick.app/";
-constexpr std::size_t MiB = 1024 * 1024;
+constexpr std::uint32_t MiB = 1024 * 1024;
 
 bool isAccepted(std::string_view archive) {
     const auto entries = SafeUpdateArchive::validate(archive);
@@ -27,37 +27,56 @@ bool isAccepted(std::string_view archive) {
     return entries.has_value();
 }
 
-TEST(SafeUpdateArchive, takesTheFilesOfAReleaseInEveryPlainForm) {
+/// Declares these sizes of the first entries, and none of the others.
+void declare(Entries& entries, std::vector<std::uint32_t> sizes) {
+    sizes.resize(entries.size());
+    for (std::size_t i = 0; i < sizes.size(); ++i)
+        entries[i].size = sizes[i];
+}
+
+TEST(SafeUpdateArchive, takesTheEntriesOfAReleaseAndNoOthers) {
     const struct {
         const char* what;
         std::function<void(Entries&)> change;
         bool isAccepted = true;
     } rows[] = {
-        {"files and folders", [](Entries&) {}},
-        {"the files alone", [](Entries& entries) { entries.resize(5); }},
-        {"in another order", [](Entries& entries) { std::ranges::reverse(entries); }},
-        {"deflated", [](Entries& entries) { entries[1].method = 8; }},
-        {"no file types recorded", [](Entries& entries) { entries[0].attributes = 0; }},
-        {"with a data descriptor", [](Entries& entries) { entries[0].flags = 8; }},
-        {"extra fields", [](Entries& entries) { entries[0].localExtra = "UT\5\0\1abcd"s; }},
-        {"and others", [](Entries& entries) { entries[0].centralExtra = "UX\1\0a"s; }},
-        {"a comment like an end", [](Entries& entries) { entries[9].comment = "PK\5\6"; }},
+        {"files and folders", [](auto&) {}},
+        {"the files alone", [](auto& entries) { entries.resize(5); }},
+        {"in another order", [](auto& entries) { std::ranges::reverse(entries); }},
+        {"deflated", [](auto& entries) { entries[1].method = 8; }},
+        {"no file types recorded", [](auto& entries) { entries[0].attributes = 0; }},
+        {"with a data descriptor", [](auto& entries) { entries[0].flags = 8; }},
+        {"extra fields", [](auto& entries) { entries[0].localExtra = "UT\5\0\1abcd"s; }},
+        {"and others", [](auto& entries) { entries[0].centralExtra = "UX\1\0a"s; }},
+        {"32 MiB", [](auto& entries) { declare(entries, {32 * MiB}); }},
+        {"64 MiB in all",
+         [](auto& entries) {
+             declare(entries, {32 * MiB, 32 * MiB});
+         }},
+        {"a comment like an end", [](auto& entries) { entries[9].comment = "PK\5\6"; }},
 
-        {"encrypted", [](Entries& entries) { entries[0].flags = 1; }, false},
-        {"method 9", [](Entries& entries) { entries[0].method = 9; }, false},
-        {"a link", [](Entries& entries) { entries[0].attributes = 0xA1FF'0000; }, false},
-        {"a device", [](Entries& entries) { entries[0].attributes = 0x21B6'0000; }, false},
-        {"a socket", [](Entries& entries) { entries[0].attributes = 0xC1B6'0000; }, false},
-        {"no first file", [](Entries& entries) { entries.erase(entries.begin()); }, false},
-        {"no last file", [](Entries& entries) { entries.erase(entries.begin() + 4); }, false},
-        {"33 entries", [](Entries& entries) { entries.resize(33, entries[9]); }, false},
+        {"a byte more", [](auto& entries) { declare(entries, {32 * MiB + 1}); }, false},
+        {"a byte more in all",
+         [](auto& entries) {
+             declare(entries, {32 * MiB, 32 * MiB, 1});
+         },
+         false},
+        {"encrypted", [](auto& entries) { entries[0].flags = 1; }, false},
+        {"method 9", [](auto& entries) { entries[0].method = 9; }, false},
+        {"a link", [](auto& entries) { entries[0].attributes = 0xA1FF'0000; }, false},
+        {"a device", [](auto& entries) { entries[0].attributes = 0x21B6'0000; }, false},
+        {"a socket", [](auto& entries) { entries[0].attributes = 0xC1B6'0000; }, false},
+        {"no first file", [](auto& entries) { entries.erase(entries.begin()); }, false},
+        {"no last file", [](auto& entries) { entries.erase(entries.begin() + 4); }, false},
+        {"33 entries", [](auto& entries) { entries.resize(33, entries[9]); }, false},
     };
     for (const auto& row : rows) {
         Entries entries = releaseEntries();
         row.change(entries);
         std::vector<SafeUpdateArchive::Entry> declared;
         for (const ZipEntry& entry : entries)
-            declared.push_back({entry.name, entry.method, entry.content.size()});
+            declared.push_back(
+                {entry.name, entry.method, entry.size.value_or(entry.content.size())});
         const auto accepted = SafeUpdateArchive::validate(buildZip(entries).bytes);
         EXPECT_EQ(accepted.has_value(), row.isAccepted) << row.what;
         EXPECT_EQ(accepted.value_or(declared), declared) << row.what;
@@ -65,26 +84,21 @@ TEST(SafeUpdateArchive, takesTheFilesOfAReleaseInEveryPlainForm) {
 }
 
 TEST(SafeUpdateArchive, refusesEveryOtherName) {
-    for (const std::string& name : {""s,
-                                    "Corvane Tallywick.app"s,
-                                    "Other.app/Contents/Info.plist"s,
-                                    "Contents/Info.plist"s,
-                                    "corvane tallywick.app/"s,
-                                    "Corvane\u00A0Tallywick.app/"s,
-                                    "/" + application,
-                                    "./" + application,
-                                    "../" + application,
-                                    application + "Contents/Info.plist",
-                                    application + "Contents",
-                                    application + "contents/",
-                                    application + "Contents/PkgInfo",
-                                    application + "Contents/Info.plist/",
-                                    application + "Contents/Info.plist\0"s,
-                                    application + "Contents/Info.plist\0x"s,
-                                    application + "Contents\\Info.plist",
-                                    application + "Contents/MacOS/../Info.plist",
-                                    application + "\u0421ontents/",
-                                    application + std::string(1000, 'x')}) {
+    std::vector<std::string> names{"",
+                                   "Corvane Tallywick.app",
+                                   "Other.app/Contents/Info.plist",
+                                   "Contents/Info.plist",
+                                   "corvane tallywick.app/",
+                                   "Corvane\u00A0Tallywick.app/",
+                                   "/" + application,
+                                   "./" + application,
+                                   "../" + application};
+    for (const std::string& inside :
+         {""s, "Contents/Info.plist"s, "Contents"s, "contents/"s, "Contents/PkgInfo"s,
+          "Contents/Info.plist/"s, "Contents/Info.plist\0"s, "Contents/Info.plist\0x"s,
+          "Contents\\Info.plist"s, "Contents/MacOS/../Info.plist"s, "\u0421ontents/"s})
+        names.push_back(application + inside);
+    for (const std::string& name : names) {
         Entries entries = releaseEntries();
         entries.push_back({.name = name});
         EXPECT_FALSE(isAccepted(buildZip(entries).bytes)) << name;
@@ -95,13 +109,6 @@ TEST(SafeUpdateArchive, refusesEveryOtherName) {
 void stretch(ZipArchive& archive, std::size_t entry, std::size_t end) {
     const std::size_t header = 30 + releaseEntries()[entry].name.size();
     put32(archive.bytes, archive.centrals[entry] + 20, end - archive.locals[entry] - header);
-}
-
-/// Declares these sizes of the first entries, and none of the others.
-void declare(ZipArchive& archive, std::vector<std::uint64_t> sizes) {
-    sizes.resize(archive.centrals.size());
-    for (std::size_t i = 0; i < sizes.size(); ++i)
-        put32(archive.bytes, archive.centrals[i] + 24, sizes[i]);
 }
 
 TEST(SafeUpdateArchive, refusesRecordsThatLieOrDisagree) {
@@ -119,7 +126,8 @@ TEST(SafeUpdateArchive, refusesRecordsThatLieOrDisagree) {
         {"ZIP64: directory elsewhere", [](auto& a) { put32(a.bytes, a.end + 16, 0xFFFF'FFFF); }},
         {"ZIP64: a locator", [](auto& a) { a.bytes.insert(a.end, "PK\6\7" + std::string(16, 0)); }},
         {"a directory a byte late", [](auto& a) { put32(a.bytes, a.end + 16, a.directory + 1); }},
-        {"and a byte shorter",
+        {"a byte shorter", [](auto& a) { put32(a.bytes, a.end + 12, a.end - a.directory - 1); }},
+        {"a byte late and a byte shorter",
          [](auto& a) {
              put32(a.bytes, a.end + 16, a.directory + 1);
              put32(a.bytes, a.end + 12, a.end - a.directory - 1);
@@ -151,21 +159,10 @@ TEST(SafeUpdateArchive, refusesRecordsThatLieOrDisagree) {
         {"a comment too long", [](auto& a) { put16(a.bytes, a.centrals[9] + 32, 22); }},
         {"an extra field that hides the next header",
          [](auto& a) { put16(a.bytes, a.centrals[8] + 30, a.end - a.centrals[9]); }},
-        {"32 MiB declared", [](auto& a) { declare(a, {32 * MiB}); }, true},
-        {"one byte more", [](auto& a) { declare(a, {32 * MiB + 1}); }},
-        {"64 MiB in all",
-         [](auto& a) {
-             declare(a, {32 * MiB, 32 * MiB});
-         },
-         true},
-        {"one byte more in all",
-         [](auto& a) {
-             declare(a, {32 * MiB, 32 * MiB, 1});
-         }},
         {"32 MiB long",
          [](auto& a) { a = buildZip(releaseEntries(), std::string(32 * MiB - a.bytes.size(), 0)); },
          true},
-        {"one byte longer",
+        {"a byte longer",
          [](auto& a) {
              a = buildZip(releaseEntries(), std::string(32 * MiB - a.bytes.size() + 1, 0));
          }},
@@ -175,16 +172,9 @@ TEST(SafeUpdateArchive, refusesRecordsThatLieOrDisagree) {
         row.change(archive);
         EXPECT_EQ(isAccepted(archive.bytes), row.isAccepted) << row.what;
     }
-}
-
-TEST(SafeUpdateArchive, survivesEveryCutAndEveryChangedByte) {
     const std::string archive = buildZip(releaseEntries()).bytes;
-    for (std::size_t size = 0; size < archive.size(); ++size) {
-        EXPECT_FALSE(isAccepted(std::string(archive, 0, size))) << size;
-        std::string changed = archive;
-        changed[size] = static_cast<char>(~changed[size]);
-        static_cast<void>(SafeUpdateArchive::validate(changed));
-    }
+    for (std::size_t size = 0; size < archive.size(); ++size)
+        EXPECT_FALSE(isAccepted(std::string_view(archive).substr(0, size))) << size;
 }
 
 } // namespace

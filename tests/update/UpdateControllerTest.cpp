@@ -23,16 +23,13 @@ const std::string corrupt =
 const std::string noPlace =
     "Cannot prepare the update cache. Check free space and folder permissions.";
 
-/// The feed of a release of 1,000 bytes that runs here.
-std::string feedOf(const std::string& version) {
-    return R"({"schemaVersion":1,"platform":"macos","bundleIdentifier":"com.corvane.tallywick",
-        "version":")"
-           + version + R"(","build":42,"minimumSystemVersion":"1.0",
-        "architectures":["x86_64","arm64"],"bytes":1000,"signing":"ad-hoc",
-        "notarized":false,"releaseNotes":"Faster.\nQuieter.","url":
-        "https://corvane.example/toolyard/tallywick/downloads/Corvane-Tallywick-Mac-)"
-           + version + R"(-App-Only.zip","sha256":")" + sha256Hex("") + "\"}";
-}
+/// Of a release of 1,000 bytes that runs here.
+const std::string feedOfARelease = R"({"schemaVersion": 1, "platform": "macos", "build": 42,
+    "bundleIdentifier": "com.corvane.tallywick", "version": "0.7.0", "minimumSystemVersion": "1.0",
+    "architectures": ["x86_64", "arm64"], "bytes": 1000, "signing": "ad-hoc", "notarized": false,
+    "releaseNotes": "Faster.\nQuieter.", "sha256": ")"
+                                   + sha256Hex("") + R"(", "url":
+    "https://corvane.example/toolyard/tallywick/downloads/Corvane-Tallywick-Mac-0.7.0-App-Only.zip"})";
 
 /// A controller whose steps do as the test says, and come to their end even when it is cancelled.
 class UpdateControllerTest : public UpdateStory {
@@ -80,7 +77,7 @@ class UpdateControllerTest : public UpdateStory {
         };
     }
 
-    std::string feed = feedOf("0.7.0");
+    std::string feed = feedOfARelease;
     bool canUnpack = true;
     Outcome recheckOutcome;
     std::function<void(const std::string& step, const CancellationFlag&)> before = [](auto&,
@@ -89,25 +86,20 @@ class UpdateControllerTest : public UpdateStory {
 };
 
 TEST_F(UpdateControllerTest, tellsWhatTheFeedMeansForThisCopy) {
-    const struct {
-        const char* version;
-        std::optional<std::string> running;
-        std::string status;
-    } rows[] = {
-        {"0.7.0", "0.6.0", available},
-        {"0.7.0", std::nullopt, available},
-        {"0.7.0", "0.7.0", "You’re up to date — Mac 0.7.0."},
-        {"1.3.9", "1.4.0", "You have a newer Mac version (1.4.0) than the published release."},
+    const std::pair<std::optional<std::string>, std::string> rows[] = {
+        {"0.6.0", available},
+        {std::nullopt, available},
+        {"0.7.0", "You’re up to date — Mac 0.7.0."},
+        {"0.10.0", "You have a newer Mac version (0.10.0) than the published release."},
     };
-    for (const auto& row : rows) {
-        feed = feedOf(row.version);
+    for (const auto& [version, status] : rows) {
         auto given = services(steps());
-        given.copy = {row.running, "42"};
+        given.copy = {version, "42"};
         UpdateStory::begin(std::move(given));
         EXPECT_EQ(fields(), (UpdateFields{.status = "Check manually for a newer Mac release."}));
-        EXPECT_EQ(check(), row.status);
-        EXPECT_THAT(told, ElementsAre(checking, row.status));
-        EXPECT_EQ(fields().offersDownload, row.status == available);
+        EXPECT_EQ(check(), status);
+        EXPECT_THAT(told, ElementsAre(checking, status));
+        EXPECT_EQ(fields().offersDownload, status == available);
     }
     EXPECT_EQ(requests[0].url,
               "https://corvane.example/toolyard/tallywick/downloads/mac-latest.json");

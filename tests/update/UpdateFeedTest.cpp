@@ -28,16 +28,13 @@ Json sampleFeed() {
         "bundleIdentifier": "com.corvane.tallywick", "version": "0.7.0", "build": 42,
         "minimumSystemVersion": "6.1", "architectures": ["x86_64", "arm64"],
         "url": "https://corvane.example/toolyard/tallywick/downloads/Corvane-Tallywick-Mac-0.7.0-App-Only.zip",
-        "bytes": 1234567, "signing": "ad-hoc", "notarized": false, "releaseNotes": "",
+        "bytes": 1234567, "signing": "ad-hoc", "notarized": false, "releaseNotes": "Faster.\n“Quieter”.",
         "sha256": "0123456789abcdef0123456789abcdef0123456789abcdef0123456789abcdef"})")
         .value();
 }
 
 TEST(UpdateManifest, keepsWhatTheFeedTells) {
-    Json feed = sampleFeed();
-    feed["releaseNotes"] = "Faster.\nQuieter – and “smaller”.";
-    const auto manifest = UpdateManifest::parse(writeJson(feed));
-    ASSERT_TRUE(manifest);
+    const Json feed = sampleFeed();
     const UpdateManifest expected{.version = "0.7.0",
                                   .build = 42,
                                   .minimumSystemVersion = "6.1",
@@ -45,8 +42,8 @@ TEST(UpdateManifest, keepsWhatTheFeedTells) {
                                   .url = feed["url"],
                                   .bytes = 1'234'567,
                                   .sha256 = feed["sha256"],
-                                  .releaseNotes = "Faster.\nQuieter – and “smaller”."};
-    EXPECT_EQ(*manifest, expected);
+                                  .releaseNotes = "Faster.\n“Quieter”."};
+    EXPECT_EQ(UpdateManifest::parse(writeJson(feed)), expected);
 }
 
 bool isAccepted(const std::string& body) {
@@ -170,7 +167,6 @@ TEST(RunningSystem, isTheKernelsVersionAndTheProgramsProcessor) {
     const RunningSystem system = runningSystem();
     EXPECT_TRUE(ReleaseVersion::parse(system.version, ReleaseVersion::Form::threeNumbers))
         << system.version;
-    EXPECT_GT(system.version, "0.0.0");
     EXPECT_TRUE(system.architecture == "x86_64" || system.architecture == "arm64");
 }
 

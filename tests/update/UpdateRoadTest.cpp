@@ -71,29 +71,19 @@ TEST(ReleaseTool, makesTheSameReleaseOfTheSameApplication) {
 }
 
 TEST(ReleaseTool, refusesWhatACopyWouldNotTake) {
-    const struct {
-        const char* what;
-        const char* before; ///< run before the application is signed
-        const char* after;  ///< and then
-        const char* refusal;
-    } rows[] = {
-        {"a stranger has signed it", "",
-         "'" MAKE_RELEASE "' key other >log; '" MAKE_RELEASE "' sign ../../*.app other",
-         "invalidBundle"},
-        {"its program is for no processor", "echo '#!/bin/sh' >MacOS/CorvaneUtility", "",
-         "invalidFeed"},
-        {"it is too large", "truncate -s 40M Resources/*.png", "", "cannot read"},
-        {"its notes are too long", "head -c 2001 /dev/zero | tr '\\0' x >../../notes", "",
-         "invalidFeed"},
+    const std::pair<const char*, const char*> rows[] = {
+        {"echo '#!/bin/sh' >MacOS/CorvaneUtility", "invalidFeed"}, // for no processor
+        {"truncate -s 40M Resources/*.png", "cannot read"},
+        {"head -c 2001 /dev/zero | tr '\\0' x >../../notes", "invalidFeed"},
+        {"touch PkgInfo", "invalidBundle"},
     };
-    for (const auto& row : rows) {
+    for (const auto& [command, refusal] : rows) {
         const Maker maker;
-        maker.change(row.before);
-        ASSERT_TRUE(maker.sign()) << row.what << ": " << maker.errors();
-        maker.change(row.after);
-        EXPECT_FALSE(maker.pack()) << row.what;
-        EXPECT_THAT(maker.errors(), HasSubstr(row.refusal)) << row.what;
-        EXPECT_EQ(maker.feed(), "") << row.what;
+        maker.change(command);
+        ASSERT_TRUE(maker.sign()) << command << ": " << maker.errors();
+        EXPECT_FALSE(maker.pack()) << command;
+        EXPECT_THAT(maker.errors(), HasSubstr(refusal)) << command;
+        EXPECT_EQ(maker.feed(), "") << command;
     }
     const Maker maker;
     EXPECT_FALSE(maker.make("key key")) << "a key is not replaced";
@@ -101,24 +91,19 @@ TEST(ReleaseTool, refusesWhatACopyWouldNotTake) {
     EXPECT_FALSE(maker.sign()) << "others can read the key";
 }
 
-std::string answer(const std::string& body, std::size_t announced) {
-    return "HTTP/1.1 200 OK\r\nContent-Length: " + std::to_string(announced) + "\r\n\r\n" + body;
-}
-Script serving(const std::string& body) { return {{answer(body, body.size())}}; }
-
 /// A maker who has made a release, a server, and a copy of the program that looks for it.
 class UpdateRoad : public UpdateStory {
   protected:
     UpdateRoad() {
         EXPECT_TRUE(maker.sign() && maker.pack()) << maker.errors();
-        serve(serving(maker.feed()), serving(maker.archive()));
+        serve(answer(maker.feed()), answer(maker.archive()));
         begin(maker.publicKey());
     }
     ~UpdateRoad() override { controller.reset(); } // before the servers
 
-    void serve(const Script& feed, const Script& archive) {
-        feedServer.emplace(certificates.server("maker"), feed);
-        archiveServer.emplace(certificates.server("maker"), archive);
+    void serve(const std::string& feed, const std::string& archive) {
+        feedServer.emplace(certificates.server("maker"), Script{{feed}});
+        archiveServer.emplace(certificates.server("maker"), Script{{archive}});
     }
     /// Begins anew, with a copy that knows this key of its maker, and fetches as the program does,
     /// but from the servers of this test.
@@ -155,62 +140,34 @@ TEST_F(UpdateRoad, leadsFromTheMakersToolToTheUsersFileBrowser) {
 
 TEST_F(UpdateRoad, endsInASentenceWhateverGoesWrong) {
     const std::string archive = maker.archive();
-    const std::string half = archive.substr(0, archive.size() / 2);
+    const std::string half = answer(archive.substr(0, archive.size() / 2), archive.size());
     std::string damaged = archive;
     damaged[damaged.size() / 2] ^= 1;
     std::vector<ZipEntry> entries = releaseEntries();
     entries.push_back({.name = "Corvane Tallywick.app/Contents/PkgInfo"});
     const std::string unsafe = buildZip(entries).bytes;
-
-    const Script found = serving(maker.feed());
-    const auto foundWith = [&](const Json& changes) {
-        Json feed = *parseJson(maker.feed());
-        feed.update(changes);
-        return serving(writeJson(feed));
+    const Json unsafeFeed{{"bytes", unsafe.size()}, {"sha256", sha256Hex(unsafe)}};
+    const auto feed = [&](const Json& changes = Json::object()) {
+        Json changed = *parseJson(maker.feed());
+        changed.update(changes);
+        return answer(writeJson(changed));
     };
     const struct {
-        const char* what;
-        Script feed;
-        Script archive; ///< without one, the feed is not taken
-        const char* sentence;
+        const char* words; ///< of the sentence
+        std::string feed;
+        std::string archive = "";             ///< without one, the feed is not taken
         std::function<void()> meanwhile = {}; ///< done when a part of the archive has come
     } rows[] = {
-        {"the feed has moved",
-         {{"HTTP/1.1 302 Found\r\nLocation: https://corvane.example/\r\n\r\n"}},
-         {},
-         "The update server redirected to another location. Download blocked."},
-        {"there is none",
-         {{"HTTP/1.1 404 Not Found\r\n\r\n"}},
-         {},
-         "The Mac update feed is not available on the website yet, or the server returned an "
-         "error."},
-        {"it is no feed",
-         serving("{}"),
-         {},
-         "The Mac update feed is missing or invalid. No update was installed."},
-        {"the release is for another system",
-         foundWith({{"minimumSystemVersion", "999.0"}}),
-         {},
-         "The available update requires a different macOS version or processor."},
-        {"the archive is longer than the feed says", found, serving(archive + 'x'),
-         "The update exceeded the allowed download size."},
-        {"it is another of that size", found, serving(damaged),
-         "The update's size or SHA-256 does not match. The download was rejected."},
-        {"the connection breaks",
-         found,
-         {{answer(half, archive.size())}},
-         "Unable to contact the update server. Check your connection and retry.",
-         [&] { archiveServer->reset(); }},
-        {"the user cancels",
-         found,
-         {{answer(half, archive.size())}},
-         "Update cancelled.",
-         [&] { controller->cancel(); }},
-        {"the archive holds something else",
-         foundWith({{"bytes", unsafe.size()}, {"sha256", sha256Hex(unsafe)}}), serving(unsafe),
-         "This update contains an unsafe or unsupported archive layout."},
-        {"it is another release", foundWith({{"build", 43}}), serving(archive),
-         "The downloaded app's identity, version, or signature is invalid."},
+        {"redirected to another location", "HTTP/1.1 302 Found\r\nLocation: https://x/\r\n\r\n"},
+        {"is not available on the website yet", "HTTP/1.1 404 Not Found\r\n\r\n"},
+        {"feed is missing or invalid", answer("{}")},
+        {"requires a different macOS version", feed({{"minimumSystemVersion", "999.0"}})},
+        {"exceeded the allowed download size", feed(), answer(archive + 'x')},
+        {"size or SHA-256 does not match", feed(), answer(damaged)},
+        {"Unable to contact the update server", feed(), half, [&] { archiveServer->reset(); }},
+        {"Update cancelled.", feed(), half, [&] { controller->cancel(); }},
+        {"unsafe or unsupported archive layout", feed(unsafeFeed), answer(unsafe)},
+        {"signature is invalid", feed({{"build", 43}}), answer(archive)},
     };
     for (const auto& row : rows) {
         serve(row.feed, row.archive);
@@ -218,13 +175,13 @@ TEST_F(UpdateRoad, endsInASentenceWhateverGoesWrong) {
             if (meanwhile && fields().progress && fields().progress->received > 0)
                 std::exchange(meanwhile, {})();
         };
-        const bool isOfTheFeed = row.archive.pieces.empty();
-        EXPECT_EQ(check(), isOfTheFeed ? row.sentence : available) << row.what;
+        const bool isOfTheFeed = row.archive.empty();
+        EXPECT_THAT(check(), HasSubstr(isOfTheFeed ? row.words : available));
         if (!isOfTheFeed) {
-            EXPECT_EQ(download(), row.sentence) << row.what;
+            EXPECT_THAT(download(), HasSubstr(row.words));
         }
-        EXPECT_FALSE(fields().offersShow) << row.what;
-        EXPECT_TRUE(fs::is_empty(cache.folder())) << row.what;
+        EXPECT_FALSE(fields().offersShow) << row.words;
+        EXPECT_TRUE(fs::is_empty(cache.folder())) << row.words;
     }
 }
 

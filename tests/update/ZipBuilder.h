@@ -6,6 +6,7 @@
 #include <QByteArray>
 
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -52,6 +53,9 @@ struct ZipEntry {
     std::uint16_t flags = 0;
     std::uint16_t method = 0; ///< 8: the content is deflated
     std::string localExtra = {}, centralExtra = {}, comment = {};
+    // What both headers tell, and what lies behind the local one, in place of the truth.
+    std::optional<std::uint32_t> checksum = {}, size = {};
+    std::optional<std::string> stored = {};
 };
 
 /// An archive, and where its parts begin.
@@ -70,9 +74,9 @@ inline std::string zipHeader(std::size_t size, std::uint32_t signature, std::siz
     put16(header, common, entry.flags);
     put16(header, common + 2, entry.method);
     put16(header, common + 6, 0x21); // the first day of MS-DOS
-    put32(header, common + 8, crc32(entry.content));
+    put32(header, common + 8, entry.checksum.value_or(crc32(entry.content)));
     put32(header, common + 12, stored.size());
-    put32(header, common + 16, entry.content.size());
+    put32(header, common + 16, entry.size.value_or(entry.content.size()));
     put16(header, common + 20, entry.name.size());
     return header;
 }
@@ -82,7 +86,8 @@ inline ZipArchive buildZip(const std::vector<ZipEntry>& entries, const std::stri
     ZipArchive archive{.bytes = lead};
     std::string directory;
     for (const ZipEntry& entry : entries) {
-        const std::string stored = entry.method == 8 ? deflated(entry.content) : entry.content;
+        const std::string packed = entry.method == 8 ? deflated(entry.content) : entry.content;
+        const std::string stored = entry.stored.value_or(packed);
         std::string local = zipHeader(30, 0x0403'4b50, 6, entry, stored);
         put16(local, 28, entry.localExtra.size());
         std::string central = zipHeader(46, 0x0201'4b50, 8, entry, stored);
