@@ -52,34 +52,25 @@ TEST(LineBuffer, GivesTheSameLinesWhereverTheStreamIsCutAndLimitsThem) {
 }
 
 TEST(HelperProtocol, AllowsSixRequestsAndNoOthers) {
-    const std::string login = "account/login/start";
-    const std::string cancel = "account/login/cancel";
-    const std::string onlyBrowser = "only explicit managed browser sign-in is supported";
-    const struct {
-        std::string method;
-        Json params;
-        std::string refusal = {};
-    } rows[] = {
-        {"initialize", Json::object()},
-        {"account/read", Json::object()},
-        {"account/rateLimits/read", Json::object()},
-        {"account/usage/read", Json::object()},
-        {"account/logout", Json::object(), "unsupported operation"},
-        {login, {{"type", "chatgpt"}}},
-        {login, {{"type", "apikey"}}, onlyBrowser},
-        {login, {{"type", "chatgpt"}, {"more", 1}}, onlyBrowser},
-        {cancel, {{"loginId", longestId}}},
-        {cancel, {{"loginId", ""}}, "invalid login identifier"},
-        {cancel, {{"loginId", "l"}, {"more", 1}}, "invalid login identifier"},
-        {cancel, {{"loginId", longestId + "l"}}, "invalid login identifier"},
-    };
-    for (const auto& [method, params, refusal] : rows)
+    const auto isAllowed = [](const std::string& method, const Json& params = Json::object()) {
         try {
             requireAllowed(method, params);
-            EXPECT_EQ(refusal, "") << method << params;
-        } catch (const BridgeFailure& failure) {
-            EXPECT_EQ(failure.message(), refusal) << method << params;
+            return true;
+        } catch (const BridgeFailure&) {
+            return false;
         }
+    };
+    for (const char* method :
+         {"initialize", "account/read", "account/rateLimits/read", "account/usage/read"})
+        EXPECT_TRUE(isAllowed(method)) << method;
+    EXPECT_FALSE(isAllowed("account/logout"));
+    EXPECT_TRUE(isAllowed("account/login/start", {{"type", "chatgpt"}}));
+    for (const Json& params : {Json{{"type", "apikey"}}, Json{{"type", "chatgpt"}, {"more", 1}}})
+        EXPECT_FALSE(isAllowed("account/login/start", params)) << params;
+    EXPECT_TRUE(isAllowed("account/login/cancel", {{"loginId", longestId}}));
+    for (const Json& params : {Json{{"loginId", ""}}, Json{{"loginId", "l"}, {"more", 1}},
+                               Json{{"loginId", longestId + "l"}}})
+        EXPECT_FALSE(isAllowed("account/login/cancel", params)) << params;
 }
 
 TEST(HelperProtocol, ReadsAnswers) {
@@ -330,9 +321,6 @@ TEST(ConnectionDetails, MaskWhereTheHelperLies) {
     };
     for (const auto& [path, masked] : rows)
         EXPECT_EQ(maskedLocation(path, "/home/me"), masked + "…/codex");
-    EXPECT_EQ((ConnectionDetails{"1", "2", "3", "4", "5", "6", "7"}.copyText("0.6.0")),
-              "Corvane Mac 0.6.0\nCodex: 1\nHelper: 2\nStage: 3\nResult: 4\nAuth mode: 5\n"
-              "Recovery: 6\nOptional activity: 7");
 }
 
 } // namespace

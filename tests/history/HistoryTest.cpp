@@ -340,16 +340,16 @@ TEST(HistoryGraphModel, ShowsTheSamplesOfTheCurrentWeekInTheirOrder) {
 }
 
 TEST(HistoryGraphModel, PutsThemWhereTimeAndUsageSay) {
-    const auto location = [](Timestamp time, double used, std::optional<Timestamp> end,
-                             QSizeF area) {
-        const Samples one{at(time, used, 'a', now)};
-        return points(graph(one, now + time, end), area).at(0).location;
+    const Samples samples{at(-week, 0, 'a', now), at(-week / 2, 50, 'a', now),
+                          at(0, 100, 'a', now)};
+    const auto locations = [&](std::optional<Timestamp> end, QSizeF area) {
+        std::vector<QPointF> found;
+        for (const HistoryGraphPoint& point : points(graph(samples, now, end), area))
+            found.push_back(point.location);
+        return found;
     };
-    EXPECT_EQ(location(-week, 0, now, {206, 36}), QPointF(3, 33));
-    EXPECT_EQ(location(-week / 2, 50, now, {206, 36}), QPointF(103, 18));
-    EXPECT_EQ(location(0, 100, now, {206, 36}), QPointF(203, 3));
-    EXPECT_EQ(location(0, 100, now, {5, 0}), QPointF(3, 3));
-    EXPECT_EQ(location(-week, 0, {}, {206, 36}), QPointF(203, 33));
+    EXPECT_EQ(locations(now, {206, 36}), (std::vector<QPointF>{{3, 33}, {103, 18}, {203, 3}}));
+    EXPECT_EQ(locations({}, {5, 0}), std::vector(3, QPointF(3, 3)));
 }
 
 TEST(HistoryGraphModel, JoinsOnlyWhatWasObservedInOnePiece) {
