@@ -1,179 +1,155 @@
-// What the user does: signs in, chooses a helper, opens volumes and pages.
+// What the user does, what an installation interrupts, and the end.
 
 #include "StateHarness.h"
-
-#include <QCoreApplication>
+#include "base/WorkThreads.h"
 
 namespace tallywick::testing {
 namespace {
 
-using ::testing::ElementsAre;
+using ::testing::HasSubstr;
+using Kind = Status::Kind;
 
-/// A state whose sign-in waits for the user.
-class SignIn : public StateTest {
+const Told waiting{Kind::waitingForSignIn, SettingsText::waitingForSignIn};
+
+class Actions : public StateTest {
   protected:
-    SignIn() {
-        start();
-        EXPECT_EQ(signIn(), Status::Kind::waitingForSignIn);
-    }
+    Actions() { start(); }
 
-    /// The status once the sign-in has been prepared.
-    Status signIn() {
+    /// What is told once it has been prepared.
+    Told signIn() {
         state->startSignIn();
-        EXPECT_EQ(fields().status, Status::Kind::preparingSignIn);
-        EXPECT_EQ(fields().settingsStatus, SettingsText::preparingSignIn);
-        waitUntil([this] { return fields().status != Status::Kind::preparingSignIn; });
-        return fields().status;
+        EXPECT_EQ(told(), Told(Kind::preparingSignIn, SettingsText::preparingSignIn));
+        waitUntil([this] { return fields().status != Kind::preparingSignIn; });
+        return told();
     }
-    void complete(bool success) {
+    std::string complete(bool success) {
         helper->emit(LoginCompleted{"L1", success});
         waitUntil([this] { return !fields().loginPending; });
         settle();
+        return fields().settingsStatus;
     }
-};
 
-TEST_F(SignIn, OpensTheBrowserAndReadsTheAccountWhenItIsDone) {
-    EXPECT_EQ(workspace.opened, "https://auth.openai.com/x");
-    state->startSignIn(); // there is one
-    state->chooseHelper();
-    state->reloadConnection();
-    powerEvents.handlers.willSleep();
-    powerEvents.handlers.didWake();
-    pass(300);
-    EXPECT_EQ(takeRefreshes(), std::vector<int>()) << "nothing disturbs it";
-    helper->changeAccount();
-    waitUntil([&] { return !fields().quota; });
-    EXPECT_EQ(fields().status, Status::Kind::waitingForSignIn);
-
-    notes.clear();
-    complete(true);
-    EXPECT_THAT(notes, ElementsAre(SettingsText::signInCompleted, ""))
-        << "it promises a reading, which has come";
-    EXPECT_EQ(fields().status.text(), "LIVE · Synced 14:04");
-    EXPECT_EQ(launches, 1);
-    signIn();
-    account = fails(ConnectionIssue::offline);
-    complete(true);
-    EXPECT_EQ(fields().settingsStatus, "") << "or has failed";
-    signIn();
-    complete(false);
-    EXPECT_EQ(fields().settingsStatus, SettingsText::signInFailed);
-}
-
-TEST_F(SignIn, EndsAfterTenMinutesOrWhenItIsCancelled) {
-    pass(600);
-    EXPECT_EQ(fields().status, Status::Kind::waitingForSignIn) << "the last tick came early";
-    EXPECT_EQ(fields().settingsStatus, SettingsText::waitingForSignIn);
-    pass(5);
-    EXPECT_EQ(fields().status, Status::Kind::signInCancelled);
-    EXPECT_EQ(fields().settingsStatus, SettingsText::signInTimedOut);
-    pass(20);
-    EXPECT_EQ(takeRefreshes(), std::vector<int>{620});
-
-    signIn();
-    helper->emit(LoginCompleted{"L1", true}); // too late
-    state->cancelSignIn();
-    waitUntil([this] { return fields().connectionDetails.category == "cancelled"; });
-    EXPECT_EQ(fields().status, Status::Kind::signInCancelled);
-    EXPECT_EQ(fields().settingsStatus, fields().status.text());
-    pass(15);
-    state->cancelSignIn(); // there is none
-    EXPECT_EQ(fields().status.text(), "LIVE · Synced 14:10");
-}
-
-TEST_F(SignIn, EndsWhenItCannotGoOn) {
-    state->cancelSignIn();
-    workspace.works = false;
-    EXPECT_EQ(signIn(), Status::Kind::signInCancelled);
-    EXPECT_EQ(fields().settingsStatus, SettingsText::browserFailed);
-    login = fails(ConnectionIssue::offline);
-    EXPECT_EQ(signIn(), Status::failed(ConnectionIssue::offline));
-    EXPECT_EQ(fields().settingsStatus, fields().status.text());
-    EXPECT_EQ(fields().connectionDetails.category, rawValue(ConnectionIssue::offline));
-    candidates.clear();
-    state->reloadConnection();
-    settle();
-    EXPECT_EQ(signIn(), Status::failed(ConnectionIssue::missingHelper));
-    EXPECT_FALSE(fields().loginPending);
-}
-
-TEST_F(SignIn, IsNotTakenUpAgainByASearchThatEndsAfterItWasCancelled) {
-    state->cancelSignIn();
-    workspace.opened.clear();
-    std::promise<void> disk;
-    whileSearching = [answered = disk.get_future().share()] { answered.wait(); };
-    state->startSignIn();
-    state->cancelSignIn();
-    disk.set_value();
-    refresh();
-    EXPECT_FALSE(fields().loginPending);
-    EXPECT_EQ(workspace.opened, "");
-}
-
-/// A state whose user chooses a helper.
-class HelperChoice : public StateTest {
-  protected:
-    HelperChoice() { start(); }
-
+    void startWith(const std::optional<std::filesystem::path>& namedHelper) {
+        adjust = [namedHelper](auto& services) { services.namedHelper = namedHelper; };
+        start();
+    }
     std::string choose(std::optional<std::filesystem::path> choice) {
-        openPanel.choice = std::move(choice);
+        openPanel.user = [this, choice] {
+            state->refreshNow(); // which is not disturbed
+            return choice;
+        };
         state->chooseHelper();
         settle();
         return fields().settingsStatus;
     }
     std::string useAutomatic() {
         state->useAutomaticDiscovery();
-        EXPECT_EQ(fields().status, Status::Kind::reloading);
+        EXPECT_EQ(told(), Told(Kind::reloading, ""));
         waitUntil([this] { return !fields().settingsStatus.empty(); });
         settle();
         return fields().settingsStatus;
     }
-    auto kept() const { return preferences.stringValue("codexPath"); }
+    std::string usedHelper() const { return fields().displayedHelperPath; }
 };
 
-TEST_F(HelperChoice, IsKeptAfterTheHandshakeUntilItIsForgotten) {
+TEST_F(Actions, SignInThroughTheBrowserAndReadTheAccountWhenItIsDone) {
+    EXPECT_EQ(signIn(), waiting);
+    EXPECT_EQ(workspace.opened, "https://auth.openai.com/x");
+    state->startSignIn(); // there is one
+    state->chooseHelper();
+    state->reloadConnection();
+    powerEvents.handlers.willSleep();
+    powerEvents.handlers.didWake();
+    EXPECT_EQ(pass(300), Times()) << "nothing disturbs it";
+    helper->changeAccount();
+    waitUntil([&] { return !fields().quota; });
+    EXPECT_EQ(told(), waiting);
+
+    EXPECT_EQ(complete(true), "") << "the reading that was promised has come";
+    EXPECT_EQ(fields().status, Status::live(now));
+    EXPECT_EQ(launches, 1);
+    signIn();
+    account = fails(ConnectionIssue::offline);
+    EXPECT_EQ(complete(true), "") << "or has failed";
+    signIn();
+    EXPECT_EQ(complete(false), SettingsText::signInFailed);
+}
+
+TEST_F(Actions, EndASignInAfterTenMinutesOrAtTheUsersWord) {
+    signIn();
+    pass(600);
+    EXPECT_EQ(told(), waiting) << "the last tick came early";
+    pass(5);
+    EXPECT_EQ(told(), Told(Kind::signInCancelled, SettingsText::signInTimedOut));
+    EXPECT_EQ(pass(20), Times{620});
+    signIn();
+    helper->emit(LoginCompleted{"L1", true}); // too late
+    state->cancelSignIn();
+    waitUntil([this] { return fields().connectionDetails.category == "cancelled"; });
+    EXPECT_EQ(told(), Told(Kind::signInCancelled, Status(Kind::signInCancelled).text()));
+    pass(15);
+    state->cancelSignIn(); // there is none
+    EXPECT_EQ(fields().status, Status::live(now));
+}
+
+TEST_F(Actions, EndASignInThatCannotGoOn) {
+    std::promise<void> disk;
+    whileSearching = [answered = disk.get_future().share()] { answered.wait(); };
+    state->startSignIn();
+    state->cancelSignIn();
+    disk.set_value();
+    refresh();
+    EXPECT_EQ(workspace.opened, "") << "the search has ended too late";
+
+    workspace.works = false;
+    EXPECT_EQ(signIn(), Told(Kind::signInCancelled, SettingsText::browserFailed));
+    const auto offline = Status::failed(ConnectionIssue::offline);
+    login = fails(ConnectionIssue::offline);
+    EXPECT_EQ(signIn(), Told(offline, offline.text()));
+    EXPECT_FALSE(fields().loginPending);
+}
+
+TEST_F(Actions, KeepAChosenHelperAfterItsHandshakeUntilItIsForgotten) {
+    startWith("/named/codex");
     EXPECT_EQ(choose(std::nullopt), "");
     EXPECT_EQ(choose("/home/me/notes"), SettingsText::noHelperThere);
-    EXPECT_EQ(launches, 1);
     initialize = fails(BridgeFailure::timeout());
     EXPECT_EQ(choose("/home/me/codex"), SettingsText::helperRefused);
-    EXPECT_EQ(kept(), std::nullopt);
-    EXPECT_EQ(fields().status.text(), "LIVE · Synced 14:00");
-    EXPECT_EQ(launches, 2);
-
+    EXPECT_EQ(fields().status, Status::live(now));
+    EXPECT_EQ(usedHelper(), "/named/codex");
     initialize = gives({});
     EXPECT_EQ(choose("/home/me/codex"), SettingsText::helperSelected);
-    EXPECT_EQ(kept(), "/home/me/codex");
-    EXPECT_EQ(preferred, "/home/me/codex");
-    EXPECT_EQ(launches, 4) << "once for the check and once for the reading";
+    EXPECT_EQ(usedHelper(), "/home/me/codex");
+    startWith(std::nullopt);
+    EXPECT_EQ(usedHelper(), "/home/me/codex");
 
+    startWith("/named/codex");
     EXPECT_EQ(useAutomatic(), SettingsText::automaticDiscovery);
-    EXPECT_EQ(kept(), std::nullopt);
+    startWith(std::nullopt);
+    EXPECT_EQ(usedHelper(), "/opt/tools/codex");
+
     candidates.clear();
     EXPECT_EQ(useAutomatic(), SettingsText::notFoundAutomatically);
+    EXPECT_EQ(fields().status, Kind::codexNotFound);
+    EXPECT_EQ(usedHelper(), HelperPathText::notFound);
+    candidates = {"/opt/b\xE9ta/codex"};
+    EXPECT_EQ(pass(60), Times{60}) << "it looks again each minute";
+    EXPECT_EQ(usedHelper(), "/opt/b\uFFFDta/codex");
+    openPanel.user = [this] {
+        state.reset();
+        return "/home/me/codex";
+    };
+    state->chooseHelper(); // the program ends meanwhile
 }
 
-TEST_F(HelperChoice, ReplacesTheHelperThatTheStartNamed) {
-    for (const bool chooses : {true, false}) {
-        namedHelper = "/named/codex";
-        start();
-        EXPECT_EQ(fields().displayedHelperPath, "/named/codex");
-        if (chooses)
-            EXPECT_EQ(choose("/home/me/codex"), SettingsText::helperSelected);
-        else
-            EXPECT_EQ(useAutomatic(), SettingsText::automaticDiscovery);
-        EXPECT_EQ(preferred.has_value(), chooses);
-        EXPECT_EQ(fields().displayedHelperPath, "/opt/tools/codex") << "as the search has it";
-    }
-}
-
-TEST_F(HelperChoice, HasRefreshesWaitAndIsNeverLeftUnanswered) {
+TEST_F(Actions, LeaveNoChoiceOfAHelperUnanswered) {
     // The helper hangs, the machine goes to sleep, and an installation begins.
     const std::function<void()> interruptions[] = {
         [this] { tickAfter(5); },
         [this] { powerEvents.handlers.willSleep(); },
         [this] { state->enterMaintenance(); },
     };
+    openPanel.user = [] { return "/home/me/codex"; };
     initialize = hangs();
     for (const auto& interrupt : interruptions) {
         state->setShowingInstaller(false);
@@ -185,20 +161,10 @@ TEST_F(HelperChoice, HasRefreshesWaitAndIsNeverLeftUnanswered) {
         interrupt();
         EXPECT_EQ(fields().settingsStatus, SettingsText::helperRefused);
         EXPECT_FALSE(fields().validatingHelper);
-        EXPECT_EQ(kept(), std::nullopt);
     }
 }
 
-TEST_F(HelperChoice, ComesAfterARefreshThatBeganMeanwhileAndNotAfterTheEnd) {
-    openPanel.whileOpen = [&] { state->refreshNow(); };
-    EXPECT_EQ(choose("/home/me/codex"), SettingsText::helperSelected);
-    openPanel.whileOpen = [&] { state.reset(); };
-    state->chooseHelper();
-}
-
-using Desktop = StateTest;
-
-TEST_F(Desktop, OpensAVolumeThatIsStillThereAndListsTheVolumesAnewOtherwise) {
+TEST_F(Actions, OpenAVolumeThatIsStillThereAndPages) {
     machine.volumes = 2;
     machine.volumePath = folder / "volume";
     std::filesystem::create_directory(folder / "volume0");
@@ -207,8 +173,7 @@ TEST_F(Desktop, OpensAVolumeThatIsStillThereAndListsTheVolumesAnewOtherwise) {
         start();
         workspace.opened.clear();
         state->openVolume({folder / clicked, name, 1, 2}); // it had other space free
-        while (workspace.opened.empty() && fields().settingsStatus.empty())
-            QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents);
+        waitUntil([&] { return !workspace.opened.empty() || !fields().settingsStatus.empty(); });
         EXPECT_EQ(fields().volumes.size(), workspace.opened.empty() ? 2U : 0U);
         return fields().settingsStatus;
     };
@@ -219,18 +184,110 @@ TEST_F(Desktop, OpensAVolumeThatIsStillThereAndListsTheVolumesAnewOtherwise) {
     EXPECT_EQ(open("volume1", "volume1"), SettingsText::volumeGone) << "a link by now";
     workspace.works = false;
     EXPECT_EQ(open("volume0", "volume0"), SettingsText::folderFailed);
-}
-
-TEST_F(Desktop, OpensAndSharesTheWebsite) {
-    start();
-    state->openProductPage();
-    state->copyProductAddress();
-    EXPECT_EQ(workspace.opened, workspace.clipboard);
-    workspace.works = false;
     state->shareByMail();
     EXPECT_EQ(workspace.opened, "mailto:?subject=Tallywick&body="
                                 "https%3A%2F%2Fcorvane.example%2Ftoolyard%2Ftallywick%2F");
     EXPECT_EQ(fields().settingsStatus, SettingsText::pageFailed);
+}
+
+class LifeCycle : public StateTest {
+  protected:
+    void tryEverythingInVain() {
+        window.orders = 0;
+        state->refreshNow();
+        state->reloadConnection();
+        state->startSignIn();
+        state->chooseHelper();
+        state->useAutomaticDiscovery();
+        state->openVolume({"/volume7", "volume7", 1, 2});
+        state->resizeBy(0, -100);
+        QCoreApplication::processEvents();
+        EXPECT_FALSE(fields().accountBusy);
+        EXPECT_FALSE(fields().memoryPercent) << "nor is what was on its way applied";
+        EXPECT_EQ(fields().quota->used, 40);
+        EXPECT_EQ(window.orders, 0);
+    }
+};
+
+TEST_F(LifeCycle, ACopyThatIsNotInstalledOffersToInstallFirst) {
+    const auto cache = UpdateCache::open(folder.path()).value();
+    writeAll(cache.archive(), "what an old update has left");
+    now = systemNow() + 15.0 * 24 * 60 * 60;
+    std::promise<bool> answer;
+    adjust = [&](auto& services) {
+        services.bundle = {.isPreview = true,
+                           .isVerified = [&] { return answer.get_future().get(); }};
+        services.storageNotice = "Nothing is kept.";
+        services.updates.caches = folder.path();
+    };
+    start();
+    EXPECT_EQ(fields().settingsStatus, "Nothing is kept.");
+    EXPECT_EQ(launches, 0);
+    EXPECT_FALSE(fields().installationVerified);
+    answer.set_value(true);
+    waitUntil([&] { return fields().installationVerified == true; });
+    EXPECT_FALSE(std::filesystem::exists(cache.archive()));
+    EXPECT_THAT(state->installationLabel(), HasSubstr("PREVIEW"));
+    state->setShowingInstaller(false);
+    pass(5);
+    state->copyConnectionDetails();
+    EXPECT_THAT(workspace.clipboard, HasSubstr("\nResult: live\n"));
+}
+
+TEST_F(LifeCycle, MaintenancePausesEverythingAndIsSurvived) {
+    start();
+    state->startSignIn();
+    state->enterMaintenance();
+    EXPECT_FALSE(fields().loginPending) << "it has no helper any more";
+    state->leaveMaintenance();
+    settle();
+    allowance = hangs();
+    showWindow();
+    state->refreshNow(); // measures, too
+    machine.listings.wait(0);
+    state->enterMaintenance();
+    EXPECT_TRUE(accountActionsBusy(fields()));
+    EXPECT_EQ(pass(300), Times());
+    tryEverythingInVain();
+    EXPECT_EQ(fields().status.text(), "LIVE · Synced 14:00");
+    allowance = gives(allowanceOf("A1", 50));
+    state->leaveMaintenance();
+    settle();
+    EXPECT_EQ(fields().quota->used, 50);
+    waitUntil([&] { return fields().memoryPercent == 2 && fields().volumes.size() == 1; });
+}
+
+TEST_F(LifeCycle, StopIsSilentAndFinal) {
+    adjust = [](auto& services) {
+        services.updates.steps.fetch = [](const auto&, const auto&, auto& flag) {
+            while (!flag.isCancelled())
+                std::this_thread::yield();
+            return BoundedDownload::Result(tl::unexpected(UpdateFailure::cancelled));
+        };
+    };
+    start();
+    state->checkForUpdates();
+    EXPECT_TRUE(fields().updates.busy);
+    sendReading(gives(allowanceOf("A1", 99)));
+    showWindow();
+    state->refreshNow(); // measures, too
+    machine.listings.wait(0);
+    state->openVolume({"/volume7", "volume7", 1, 2});
+    state->stop();
+    state->stop();
+    EXPECT_EQ(fields().updates.status, "Cancelling update…");
+    EXPECT_TRUE(helper->isClosed());
+    EXPECT_FALSE(powerEvents.handlers.didWake);
+    EXPECT_FALSE(networkPath.update);
+    tryEverythingInVain();
+    state->enterMaintenance();
+    state->toggleLayout();
+    state->showUtility();
+    EXPECT_EQ(window.orders, 0);
+    EXPECT_FALSE(accountActionsBusy(fields()));
+    EXPECT_EQ(fields().settingsStatus, "");
+    EXPECT_EQ(launches, 1);
+    EXPECT_TRUE(waitForWorkThreads(std::chrono::seconds(60)));
 }
 
 } // namespace

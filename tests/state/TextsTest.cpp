@@ -71,10 +71,8 @@ TEST(Texts, TellHowTheConnectionStands) {
 
 TEST(Texts, CallAReadingLiveForTwoMinutes) {
     const Status live = Status::live(afternoon);
-    for (const double age : {-5, 0, 120})
-        EXPECT_FALSE(live.isOverdue(afternoon + age)) << age;
-    for (const double age : {-6, 121}) // of unknown age, or old
-        EXPECT_TRUE(live.isOverdue(afternoon + age)) << age;
+    for (const double age : {-6, -5, 120, 121}) // the first is of unknown age
+        EXPECT_EQ(live.isOverdue(afternoon + age), age < -5 || age > 120) << age;
     EXPECT_FALSE(Status::stale(afternoon).isOverdue(afternoon + 121)) << "it is told already";
 }
 
@@ -89,14 +87,10 @@ TEST(Texts, NameNeitherSecondsNorTheDayOfTheWeekInAnyLocale) {
         EXPECT_THAT(historyGraphHelp(one),
                     Not(HasSubstr(locale.dayName(3, QLocale::LongFormat).toStdString())));
     }
-    const std::pair<QLocale, const char*> dates[] = {{QLocale::Japanese, "2025/06/18, 14:01."},
-                                                     {QLocale::Spanish, "18/6/25, 14:01."},
-                                                     {QLocale::Thai, "18/6/25, 14:01."},
-                                                     {QLocale::c(), "18 Jun 2025, 14:01."}};
-    for (const auto& [locale, date] : dates) {
-        QLocale::setDefault(locale);
-        EXPECT_THAT(historyGraphHelp(one), HasSubstr(std::string(" saved readings since ") + date));
-    }
+    QLocale::setDefault(QLocale::Japanese);
+    EXPECT_THAT(historyGraphHelp(one), HasSubstr(" saved readings since 2025/06/18, 14:01."));
+    QLocale::setDefault(QLocale::c());
+    EXPECT_THAT(historyGraphHelp(one), HasSubstr(" saved readings since 18 Jun 2025, 14:01."));
     EXPECT_THAT(historyGraphHelp({}), HasSubstr("No readings saved in this allowance week yet."));
 }
 

@@ -1,0 +1,258 @@
+// When the account and the machine are read, and what becomes of the readings.
+
+#include "StateHarness.h"
+
+#include "codex/CodexBridge.h"
+
+#include <set>
+
+namespace tallywick::testing {
+namespace {
+
+using ::testing::ElementsAre;
+
+using Refreshes = StateTest;
+
+TEST_F(Refreshes, ComeEachMinuteAndLaterAfterEachFailure) {
+    std::atomic<int> activities = 0;
+    usage = [&](FakeTransport&) { return usageOf(++activities); };
+    start();
+    EXPECT_EQ(pass(300), (Times{60, 120, 180, 240, 300}));
+    EXPECT_EQ(activities, 2);
+    EXPECT_EQ(launches, 1);
+    EXPECT_EQ(statuses.size(), 7U) << "it does not flicker";
+    allowance = fails(ConnectionIssue::throttled);
+    EXPECT_EQ(pass(1160), (Times{360, 375, 405, 465, 585, 825, 1125, 1425}));
+    refresh(); // the user's own word begins the waits anew
+    EXPECT_EQ(pass(50), (Times{1475, 1505}));
+    allowance = gives(allowanceOf("A1"));
+    EXPECT_EQ(pass(60), (Times{1565}));
+    allowance = fails(ConnectionIssue::throttled);
+    EXPECT_EQ(pass(90), (Times{1625, 1640}));
+}
+
+TEST_F(Refreshes, AreNotHeldUpByAClockThatIsSetBack) {
+    start();
+    now = now - 86'400;
+    pass(5);
+    EXPECT_EQ(fields().status, Status::stale(startTime));
+    pass(65);
+    EXPECT_TRUE(fields().status.isLive());
+    allowance = fails(ConnectionIssue::offline);
+    pass(65);
+    now = now - 86'400;
+    EXPECT_EQ(pass(20).size(), 1U) << "the wait of 15 seconds begins anew";
+}
+
+TEST_F(Refreshes, AreNotHeldUpByADiskThatDoesNotAnswer) {
+    std::promise<void> disk;
+    whileSearching = [answered = disk.get_future().share()] { answered.wait(); };
+    construct();
+    tickAfter(5);
+    EXPECT_TRUE(fields().accountBusy);
+    construct(); // nor is the end of the state before
+    disk.set_value();
+    settle();
+    EXPECT_EQ(fields().status, Status::live(now));
+}
+
+TEST_F(Refreshes, AreGivenUpWhenTheyDoNotEnd) {
+    start();
+    allowance = hangs();
+    state->refreshNow();
+    tickAfter(-86'400); // nor does the clock hold it up
+    tickAfter(439);
+    EXPECT_TRUE(fields().accountBusy);
+    tickAfter(1);
+    EXPECT_EQ(fields().status, Status::stale(startTime, ConnectionIssue::timeout));
+    allowance = gives(allowanceOf("A1"));
+    EXPECT_EQ(pass(15), Times{455 - 86'400});
+    EXPECT_EQ(launches, 2);
+}
+
+TEST_F(Refreshes, FollowThoseInFlightAndComeWhenTheNetworkComesBack) {
+    std::atomic<int> reads = 0;
+    allowance = [&](FakeTransport&) { return allowanceOf("A1", ++reads); };
+    start();
+    for (int i = 0; i < 3; ++i)
+        state->refreshNow();
+    settle();
+    EXPECT_EQ(reads, 3) << "the first, that in mid-refresh, and one after it";
+    EXPECT_EQ(launches, 1) << "the running refresh is not disturbed";
+    constexpr auto up = NetworkPathStatus::satisfied;
+    constexpr auto down = NetworkPathStatus::unsatisfied;
+    for (const auto& [status, expected] : {std::pair(up, 3), {down, 3}, {up, 4}, {up, 4}}) {
+        networkPath.update(status);
+        settle();
+        EXPECT_EQ(reads, expected);
+    }
+}
+
+TEST_F(Refreshes, AreSilencedBySleepAndBeginAnewAfterIt) {
+    start();
+    sendReading(gives(allowanceOf("A1", 99)));
+    state->refreshNow();
+    powerEvents.handlers.willSleep();
+    EXPECT_EQ(pass(125), Times()) << "not while asleep";
+    EXPECT_EQ(fields().quota->used, 40);
+    EXPECT_EQ(fields().tokens.lifetime, 9000);
+    EXPECT_EQ(fields().status, Status::stale(startTime));
+    powerEvents.handlers.didWake();
+    settle();
+    EXPECT_EQ(fields().quota->used, 99);
+    EXPECT_EQ(launches, 2);
+    EXPECT_EQ(pass(55), Times()) << "what was asked for before the sleep is done";
+}
+
+TEST_F(Refreshes, OfTheMachineAreForAFullViewThatIsSeen) {
+    start();
+    window.visible = false;
+    showWindow();
+    tickAfter(30);
+    window.visible = true;
+    window.minimised = true;
+    tickAfter(30);
+    window.minimised = false;
+    state->toggleLayout();
+    tickAfter(30);
+    powerEvents.handlers.willSleep();
+    state->toggleLayout();
+    tickAfter(30);
+    powerEvents.handlers.didWake();
+    for (const int sample : {1, 2, 3, 4, 5, 6}) { // half a minute; a tick is early or late
+        waitUntil([&] { return fields().memoryPercent == sample; });
+        tickAfter(sample % 2 == 1 ? 4.99 : 5.01);
+    }
+    waitUntil([&] { return fields().memoryPercent == 7 && machine.listings == 2; });
+    EXPECT_EQ(fields().cpuPercent, 50);
+}
+
+using Readings = StateTest;
+
+TEST_F(Readings, OutliveAFailureUnlessTheAccountIsInQuestion) {
+    start();
+    using Issue = ConnectionIssue;
+    const std::set losing{Issue::signedOut, Issue::authentication, Issue::externalSession,
+                          Issue::unsupportedAccount};
+    for (int i = 0; i <= static_cast<int>(Issue::invalidResponse); ++i) {
+        const auto issue = static_cast<Issue>(i);
+        SCOPED_TRACE(sentence(issue));
+        const bool isLost = losing.contains(issue);
+        account = signedIn;
+        refresh();
+        account = fails(issue);
+        refresh();
+        refresh(); // a new helper's own report of its account changes nothing
+        EXPECT_EQ(fields().status, isLost ? Status::failed(issue) : Status::stale(now, issue));
+        EXPECT_EQ(fields().quota && fields().tokens.lifetime, !isLost);
+        EXPECT_EQ(fields().historyCount == 0, isLost);
+    }
+}
+
+TEST_F(Readings, OfAnotherAccountReplaceEverything) {
+    start();
+    allowance = [this](FakeTransport&) {
+        now = now + 2; // the answer takes a while
+        return allowanceOf("A2", 7);
+    };
+    pass(60); // without activity, which is not due yet
+    EXPECT_EQ(fields().quota->used, 7);
+    EXPECT_EQ(fields().tokens, TokenActivity());
+    EXPECT_EQ(fields().historyCount, 1U);
+    ASSERT_EQ(fields().week.points.size(), 1U) << "not ahead of the clock on show";
+    EXPECT_EQ(fields().week.points[0].location.y(), 1 - 0.07);
+    allowance = gives({{"accountId", "A2"}});
+    refresh();
+    EXPECT_EQ(fields().status, Status::Kind::withoutAllowance);
+    EXPECT_FALSE(fields().quota);
+    EXPECT_EQ(fields().historyCount, 0U);
+}
+
+TEST_F(Readings, OfTheActivityMayBeAbsentOrOld) {
+    const Answer failure = fails(ConnectionIssue::throttled);
+    start();
+    for (const auto& [answer, told] : {
+             std::pair(gives(Json::object()), TokenStatusText::notReported),
+             {failure, TokenStatusText::unavailable},
+             {gives(usageOf(9)), TokenStatusText::reported},
+             {failure, TokenStatusText::stale},
+         }) {
+        usage = answer;
+        refresh();
+        EXPECT_EQ(fields().tokenStatus, told);
+    }
+    EXPECT_EQ(fields().tokens.lifetime, 9);
+    EXPECT_EQ(fields().status, Status::live(now));
+}
+
+TEST_F(Readings, AreSpacedWhenAHelperAsksForTokensAtEachStart) {
+    account = [](FakeTransport& asked) -> Json {
+        asked.emit(ExternalRefreshRequested{});
+        throw ConnectionIssue::externalSession;
+    };
+    start();
+    settle(); // the first reload
+    EXPECT_EQ(pass(460), (Times{15, 45, 105, 225}));
+    EXPECT_EQ(launches, 6);
+    EXPECT_THAT(statuses, ElementsAre(Status::Kind::findingCodex, Status::Kind::reloading,
+                                      Status::failed(ConnectionIssue::externalSession)));
+    state->reloadConnection(); // the user's own word
+    EXPECT_EQ(fields().status, Status::Kind::reloading);
+}
+
+TEST_F(Readings, AreTakenAnewAtOnceAfterAChangeOfIdentityIfTheLastOneHasLasted) {
+    const auto changeAccount = [&](const char* next) {
+        allowance = gives(allowanceOf(next));
+        helper->changeAccount();
+        settle();
+        return fields().status;
+    };
+    start();
+    EXPECT_EQ(changeAccount("A2"), Status::live(now));
+    EXPECT_EQ(launches, 2);
+    EXPECT_EQ(changeAccount("A3"), Status::Kind::reloading) << "too soon after";
+    EXPECT_FALSE(fields().quota);
+    EXPECT_EQ(pass(75), (Times{15, 75}));
+    EXPECT_EQ(launches, 3);
+    EXPECT_EQ(fields().tokens.lifetime, 9000) << "the activity is due with the account";
+    EXPECT_EQ(changeAccount("A4"), Status::live(now));
+    EXPECT_EQ(launches, 4);
+    EXPECT_EQ(fields().historyCount, 1U) << "of that account";
+
+    sendReading([](FakeTransport& asked) {
+        asked.emit(ExternalRefreshRequested{}); // too soon again
+        return allowanceOf("A4", 99);
+    });
+    now = now + 1;
+    settle();
+    EXPECT_FALSE(fields().quota || fields().tokens.lifetime) << "of before the change";
+    EXPECT_EQ(fields().status, Status::Kind::reloading);
+}
+
+TEST_F(Readings, OfARealHelperBecomeAStatus) {
+    candidates = {SAMPLE_HELPER};
+    adjust = [](auto& services) { services.transportFactory = codexBridgeFactory(); };
+    now = systemNow(); // the helper has a clock of its own
+    const auto live = Status::live(now);
+    const std::pair<const char*, Status> scenarios[] = {
+        {"default", live},
+        {"old-helper", live},
+        {"no-weekly-window", Status::Kind::withoutAllowance},
+        {"signed-out", Status::failed(ConnectionIssue::signedOut)},
+        {"needs-token-refresh", live},
+        {"external-session", Status::failed(ConnectionIssue::externalSession)},
+        {"api-key", Status::failed(ConnectionIssue::unsupportedAccount)},
+        {"offline", Status::failed(ConnectionIssue::offline)},
+        {"long-errors", Status::failed(ConnectionIssue::invalidResponse)},
+        {"crash", Status::failed(ConnectionIssue::stopped)},
+    };
+    for (const auto& [scenario, status] : scenarios) {
+        setenv("TALLYWICK_SAMPLE", scenario, 1);
+        start();
+        EXPECT_EQ(fields().status, status) << scenario;
+        EXPECT_EQ(fields().historyCount > 0, status == live) << scenario;
+    }
+}
+
+} // namespace
+} // namespace tallywick::testing
