@@ -13,8 +13,6 @@ const Told waiting{Kind::waitingForSignIn, SettingsText::waitingForSignIn};
 
 class Actions : public StateTest {
   protected:
-    Actions() { start(); }
-
     /// What is told once it has been prepared.
     Told signIn() {
         state->startSignIn();
@@ -119,12 +117,14 @@ TEST_F(Actions, KeepAChosenHelperAfterItsHandshakeUntilItIsForgotten) {
     EXPECT_EQ(usedHelper(), "/named/codex");
     initialize = gives({});
     EXPECT_EQ(choose("/home/me/codex"), SettingsText::helperSelected);
+    EXPECT_EQ(launches, 4) << "twice for a check and once for the reading";
     EXPECT_EQ(usedHelper(), "/home/me/codex");
     startWith(std::nullopt);
     EXPECT_EQ(usedHelper(), "/home/me/codex");
 
     startWith("/named/codex");
     EXPECT_EQ(useAutomatic(), SettingsText::automaticDiscovery);
+    EXPECT_EQ(usedHelper(), "/opt/tools/codex");
     startWith(std::nullopt);
     EXPECT_EQ(usedHelper(), "/opt/tools/codex");
 
@@ -215,15 +215,15 @@ TEST_F(LifeCycle, ACopyThatIsNotInstalledOffersToInstallFirst) {
     now = systemNow() + 15.0 * 24 * 60 * 60;
     std::promise<bool> answer;
     adjust = [&](auto& services) {
-        services.bundle = {.isPreview = true,
-                           .isVerified = [&] { return answer.get_future().get(); }};
+        services.bundle.isPreview = true;
+        services.bundle.isInstalled = false;
+        services.bundle.isVerified = [&] { return answer.get_future().get(); };
         services.storageNotice = "Nothing is kept.";
         services.updates.caches = folder.path();
     };
     start();
     EXPECT_EQ(fields().settingsStatus, "Nothing is kept.");
     EXPECT_EQ(launches, 0);
-    EXPECT_FALSE(fields().installationVerified);
     answer.set_value(true);
     waitUntil([&] { return fields().installationVerified == true; });
     EXPECT_FALSE(std::filesystem::exists(cache.archive()));
@@ -235,7 +235,6 @@ TEST_F(LifeCycle, ACopyThatIsNotInstalledOffersToInstallFirst) {
 }
 
 TEST_F(LifeCycle, MaintenancePausesEverythingAndIsSurvived) {
-    start();
     state->startSignIn();
     state->enterMaintenance();
     EXPECT_FALSE(fields().loginPending) << "it has no helper any more";
@@ -267,7 +266,6 @@ TEST_F(LifeCycle, StopIsSilentAndFinal) {
     };
     start();
     state->checkForUpdates();
-    EXPECT_TRUE(fields().updates.busy);
     sendReading(gives(allowanceOf("A1", 99)));
     showWindow();
     state->refreshNow(); // measures, too
@@ -277,8 +275,7 @@ TEST_F(LifeCycle, StopIsSilentAndFinal) {
     state->stop();
     EXPECT_EQ(fields().updates.status, "Cancelling update…");
     EXPECT_TRUE(helper->isClosed());
-    EXPECT_FALSE(powerEvents.handlers.didWake);
-    EXPECT_FALSE(networkPath.update);
+    EXPECT_FALSE(powerEvents.handlers.didWake || networkPath.update);
     tryEverythingInVain();
     state->enterMaintenance();
     state->toggleLayout();

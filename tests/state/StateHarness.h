@@ -176,9 +176,10 @@ using Times = std::vector<int>;              ///< in seconds since the start
 using Told = std::pair<Status, std::string>; ///< with what Settings tell
 
 /// The state with a real account service between fakes: a clock that stands at Wednesday 14:00 UTC
-/// until a test moves it, and a helper whose answers a test may change.
+/// until a test moves it, and a helper whose answers a test may change. It has been started.
 class StateTest : public ::testing::Test {
   protected:
+    StateTest() { start(); }
     ~StateTest() override {
         state.reset();
         for (const auto& gone : servicesGone) // until then its queue may write to the transcript
@@ -187,6 +188,8 @@ class StateTest : public ::testing::Test {
 
     void construct() {
         state.reset();
+        launches = 0;
+        statuses.clear();
         // Lives as long as the last account service and search: when they are gone, it breaks.
         const auto presence = std::make_shared<std::promise<void>>();
         servicesGone.push_back(presence->get_future());
@@ -297,7 +300,7 @@ class StateTest : public ::testing::Test {
     ChangeableAnswer allowance = gives(allowanceOf("A1")), usage = gives(usageOf(9000));
     ChangeableAnswer login = gives({{"loginId", "L1"}, {"authUrl", "https://auth.openai.com/x"}});
     std::shared_ptr<FakeTransport> helper; ///< the one started last; look at it between refreshes
-    std::atomic<int> launches = 0;
+    std::atomic<int> launches = 0;         ///< since the state was constructed
     std::vector<std::filesystem::path> candidates{"/opt/tools/codex"};
     std::function<void()> whileSearching = [] {}; ///< on the thread of the search
     std::vector<Status> statuses;                 ///< that were announced

@@ -89,8 +89,7 @@ TEST_F(WindowTest, EachActionIsWrittenOnceAndComesBack) {
 
 TEST_F(WindowTest, TogglesAndFollowsTheVolumesUnlessTheUserIsAtIt) {
     startWith();
-    const auto list = [&](
-                          int volumes, const std::function<void()>& meanwhile = [] {}) {
+    const auto list = [&](int volumes, const std::function<void()>& meanwhile) {
         machine.volumes = volumes;
         state->applicationDidUnhide(); // makes it due
         state->tick();
@@ -98,7 +97,7 @@ TEST_F(WindowTest, TogglesAndFollowsTheVolumesUnlessTheUserIsAtIt) {
         waitUntil([&] { return static_cast<int>(fields().volumes.size()) == volumes; });
     };
     for (const int volumes : {3, 4, 9, 1})
-        list(volumes);
+        list(volumes, [] {});
     list(4, [&] { state->resizeBy(0, 0); });
     EXPECT_EQ(window.content.height(), 635);
     state->endResize();
@@ -117,8 +116,7 @@ TEST_F(WindowTest, TheGripResizesAndSnapsWhenItIsLetGo) {
     constexpr double none = std::numeric_limits<double>::quiet_NaN();
     startWith();
     for (const auto& [drag, content] : {
-             // how far from where it was grasped
-             std::pair(QPointF(9999, 9999), QSizeF(520, 635)),
+             std::pair(QPointF(9999, 9999), QSizeF(520, 635)), // from where it was grasped
              {{none, none}, {500, 225}},
              {{0, -5}, {520, 630}},
              {{-10, -36}, {510, 599}},
