@@ -4,6 +4,7 @@
 
 #include <sys/wait.h>
 
+#include <cstdlib>
 #include <filesystem>
 #include <set>
 
@@ -37,6 +38,7 @@ class LeavesNothingBehind : public ::testing::Environment {
 } // namespace
 
 int main(int argc, char** argv) {
+    ::setenv("GIO_USE_VFS", "local", 1); // what tests mark is not noted in the desktop's own store
     ::testing::InitGoogleMock(&argc, argv);
     ::testing::AddGlobalTestEnvironment(new LeavesNothingBehind);
     return RUN_ALL_TESTS();
