@@ -321,6 +321,9 @@ TEST(ConnectionDetails, MaskWhereTheHelperLies) {
     };
     for (const auto& [path, masked] : rows)
         EXPECT_EQ(maskedLocation(path, "/home/me"), masked + "…/codex");
+    EXPECT_EQ((ConnectionDetails{"1", "2", "3", "4", "5", "6", "7"}.copyText("0.6.0")),
+              "Corvane Mac 0.6.0\nCodex: 1\nHelper: 2\nStage: 3\nResult: 4\nAuth mode: 5\n"
+              "Recovery: 6\nOptional activity: 7");
 }
 
 } // namespace
