@@ -182,6 +182,9 @@ TEST_F(Actions, OpenAVolumeThatIsStillThereAndPages) {
     EXPECT_EQ(open("volume7", "volume7"), SettingsText::volumeGone);
     EXPECT_EQ(open("volume0", "another stick"), SettingsText::volumeGone);
     EXPECT_EQ(open("volume1", "volume1"), SettingsText::volumeGone) << "a link by now";
+    state->openProductPage();
+    state->copyProductAddress();
+    EXPECT_EQ(workspace.opened, workspace.clipboard);
     workspace.works = false;
     EXPECT_EQ(open("volume0", "volume0"), SettingsText::folderFailed);
     state->shareByMail();
