@@ -188,6 +188,7 @@ TEST_F(PreparationTest, makesAnApplicationOfWhatRealToolsHavePacked) {
     for (const fs::path& path : {cache.archive(), cache.preparedApp()})
         EXPECT_THAT(markOf(path), AnyOf("0081;6b044a0d;Corvane Tallywick;",
                                         std::strerror(ENOTSUP))); // by the folder of the tests
+    EXPECT_EQ(nameOf(ReleaseChecks::markQuarantined(folder / "missing", 1)), "disk");
     EXPECT_EQ(recheck(), "passed");
     runIn(cache.preparedApp(), "echo >>Contents/Resources/corvane-logo.png");
     EXPECT_EQ(recheck(), "invalidBundle");
@@ -213,6 +214,13 @@ TEST_F(PreparationTest, endsAtTheFirstStepThatFails) {
     download(archive);
     tool.executable = "/nowhere";
     EXPECT_EQ(prepare(), "disk");
+    const fs::path other = folder / "other.zip";
+    writeAll(other, buildZip(release(), "in front").bytes);
+    download(archive);
+    tool = {
+        "/bin/sh",
+        {"-c", "cp '" + other.string() + "' \"$1\"; exec '" MAKE_RELEASE "' unpack \"$@\"", "sh"}};
+    EXPECT_EQ(prepare(), "unsafeArchive") << "another took the place of what was checked";
     download(archive);
     flag.cancel();
     EXPECT_EQ(prepare(), "cancelled");
