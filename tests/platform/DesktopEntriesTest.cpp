@@ -90,6 +90,7 @@ TEST(AliasFile, IsMarkedForTheDesktopAndReplacesNothing) {
     runIn(folder.path(),
           "mkdir bin desktop; ln -s desktop link; ln -s missing desktop/dangling\n"
           "printf '#!/bin/sh\\necho \"$@\" >> \"$0.log\"' > bin/gio; chmod +x bin/*");
+    const std::string path = ::getenv("PATH");
     ::setenv("PATH", (folder / "bin").c_str(), 1);
     const std::string content = aliasContent("A", folder / "X.app").value();
     const std::string file = folder / "desktop/A.desktop";
@@ -111,6 +112,7 @@ TEST(AliasFile, IsMarkedForTheDesktopAndReplacesNothing) {
         EXPECT_FALSE(resolveAlias(folder / other)) << other;
     ::setenv("PATH", (folder / "none").c_str(), 1);
     EXPECT_TRUE(writeAlias(folder / "desktop/unmarked", content));
+    ::setenv("PATH", path.c_str(), 1);
 }
 
 TEST(LauncherEntry, IsThereAsLongAsItsApplication) {
