@@ -1,6 +1,7 @@
 #include "base/Ed25519.h"
 #include "platform/bundle/CodeSignature.h"
 #include "platform/bundle/linux/ApplicationBundle.h"
+#include "support/RunningProgram.h"
 #include "support/SampleBundle.h"
 
 #include <unistd.h>
@@ -71,6 +72,24 @@ TEST(RunningApplications, areThisUsersProcessesOfBundles) {
                                                {30, folder / "Two.app", {}},
                                                {900, folder / "One.app", {"--watch", ""}}}));
     EXPECT_TRUE(runningApplicationsIn(folder / "missing", {"One"}).empty());
+}
+
+TEST(RunningApplications, areAskedToQuitAsLongAsTheyAreTheSame) {
+    const TemporaryFolder folder;
+    const fs::path bundle = folder / "One.app";
+    const fs::path executable = bundle / "Contents/MacOS/CorvaneUtility";
+    fs::create_directories(executable.parent_path());
+    fs::copy("/bin/sleep", executable);
+    const testing::RunningProgram program(executable, {"1000"});
+    const int process = std::stoi(testing::outputOf("pidof '" + executable.string() + "'"));
+    const RunningApplication application{process, bundle};
+    EXPECT_TRUE(isRunning(application));
+    EXPECT_FALSE(isRunning({process, folder / "Two.app"}));
+    EXPECT_TRUE(askToQuit({process, folder / "Two.app"})) << "somebody else's by now";
+    EXPECT_TRUE(isRunning(application));
+    EXPECT_TRUE(askToQuit(application));
+    EXPECT_TRUE(testing::waitUntil([&] { return !isRunning(application); }));
+    EXPECT_TRUE(askToQuit(application)) << "it has ended";
 }
 
 TEST(CodeSignature, seesEveryDifferenceAndOnlySomeCanBeSealed) {

@@ -77,6 +77,12 @@ class FileLock {
     /// Never waits: null when another holds the lock, or when it cannot be had.
     static std::unique_ptr<FileLock> tryToTake(const std::filesystem::path& path);
 
+    /// Takes a lock that is the folder itself, so that no file is left there, and that users share:
+    /// whoever can see the folder can take it. Never waits: null when another holds it, when there
+    /// is no such folder, or when it is reached through a symbolic link. On a file system that
+    /// cannot lock folders everybody gets it.
+    static std::unique_ptr<FileLock> tryToTakeFolder(const std::filesystem::path& path);
+
     FileLock(const FileLock&) = delete;
     FileLock& operator=(const FileLock&) = delete;
     virtual ~FileLock() = default;
@@ -84,6 +90,10 @@ class FileLock {
   protected:
     FileLock() = default;
 };
+
+/// When a folder of this user was last changed or given another name, in nanoseconds since 1970.
+/// Absent when there is none, when it is a link, or when it belongs to somebody else.
+std::optional<std::int64_t> changeOfOwnFolder(const std::filesystem::path& folder);
 
 /// Whether the path names, directly or through links, a regular file that this user may execute.
 bool isExecutableFile(const std::filesystem::path& path);

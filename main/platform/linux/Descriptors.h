@@ -25,6 +25,9 @@ class UniqueFd {
     int get() const { return fd; }
     explicit operator bool() const { return fd >= 0; }
 
+    /// It is somebody else's to close now.
+    int release() { return std::exchange(fd, -1); }
+
     void reset(int descriptor = -1) {
         if (fd >= 0)
             ::close(fd);

@@ -5,11 +5,18 @@
 #include "base/WholeNumber.h"
 #include "platform/bundle/ApplicationBundle.h"
 #include "platform/files/FileAccess.h"
+#include "platform/linux/Descriptors.h"
 
+#include <signal.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
+extern "C" { // the header of glibc 2.36 does not say so itself
+#include <sys/pidfd.h>
+}
+
 #include <algorithm>
+#include <cerrno>
 #include <cstddef>
 #include <fstream>
 #include <map>
@@ -139,6 +146,21 @@ runningApplicationsIn(const fs::path& processes,
 std::vector<RunningApplication>
 runningApplications(const std::vector<std::string>& bundleIdentifiers) {
     return runningApplicationsIn("/proc", bundleIdentifiers);
+}
+
+bool isRunning(const RunningApplication& application) {
+    return bundleOf(fs::path("/proc") / std::to_string(application.processId))
+           == application.bundle;
+}
+
+bool askToQuit(const RunningApplication& application) {
+    // The signal goes to the process that had the id before the look, whoever has it by then.
+    const UniqueFd process(::pidfd_open(application.processId, 0));
+    if (!process)
+        return errno == ESRCH;
+    if (!isRunning(application))
+        return true;
+    return ::pidfd_send_signal(process.get(), SIGTERM, nullptr, 0) == 0 || errno == ESRCH;
 }
 
 } // namespace tallywick

@@ -1,6 +1,7 @@
 #include "platform/files/FileAccess.h"
 
 #include "base/CanonicalPath.h"
+#include "platform/files/linux/Folders.h"
 #include "platform/linux/Descriptors.h"
 
 #include <fcntl.h>
@@ -30,43 +31,7 @@ UniqueFd openRegularFile(const fs::path& path, struct stat& status) {
                        status);
 }
 
-UniqueFd openFolder(const fs::path& path) { return openWithoutLinks(path, O_RDONLY | O_DIRECTORY); }
-
-bool sync(const UniqueFd& file) {
-    return uninterrupted([&] { return ::fsync(file.get()); }) == 0;
-}
-
-/// A file system that knows no sync of folders says EINVAL; there is nothing more to ask of it.
-bool syncFolder(const UniqueFd& folder) { return sync(folder) || errno == EINVAL; }
-
-bool isOurs(const struct stat& status) { return status.st_uid == ::geteuid(); }
-
 constexpr mode_t ownerOnlyFile = 0600;
-constexpr mode_t ownerOnlyFolder = 0700;
-
-/// Makes a folder in another one that is open, and opens it. One that has come meanwhile is taken
-/// as it is, unless it is a link.
-UniqueFd makeFolder(const UniqueFd& parent, const std::string& name) {
-    if (::mkdirat(parent.get(), name.c_str(), ownerOnlyFolder) == 0) {
-        // The process's mask may have taken away more than it should.
-        if (::fchmodat(parent.get(), name.c_str(), ownerOnlyFolder, AT_SYMLINK_NOFOLLOW) != 0
-            || !syncFolder(parent))
-            return {};
-    } else if (errno != EEXIST) {
-        return {};
-    }
-    constexpr int flags = O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC;
-    return UniqueFd(uninterrupted([&] { return ::openat(parent.get(), name.c_str(), flags); }));
-}
-
-/// Opens the folder, and creates it and those above it that are missing.
-UniqueFd openOrMakeFolder(const fs::path& path) {
-    UniqueFd folder = openFolder(path);
-    if (folder || errno != ENOENT || !path.has_relative_path())
-        return folder;
-    const UniqueFd parent = openOrMakeFolder(path.parent_path());
-    return parent ? makeFolder(parent, path.filename()) : UniqueFd();
-}
 
 /// The folder of a file of our own, unless it is somebody else's.
 UniqueFd ownFolder(UniqueFd folder) {
@@ -125,7 +90,7 @@ bool removeFrom(const UniqueFd& folder, const std::string& name) {
 
 bool fill(const UniqueFd& file, std::string_view bytes) {
     return uninterrupted([&] { return ::ftruncate(file.get(), 0); }) == 0 && writeWhole(file, bytes)
-           && sync(file);
+           && syncFile(file);
 }
 
 /// Reads on to the end of the file, but no more than `limit` bytes.
@@ -156,6 +121,11 @@ std::optional<std::string> readWhole(const UniqueFd& file, const struct stat& st
     if (bytes && bytes->size() > maximumBytes)
         return std::nullopt;
     return bytes;
+}
+
+std::int64_t nanoseconds(const timespec& time) {
+    constexpr std::int64_t perSecond = 1'000'000'000;
+    return time.tv_sec * perSecond + time.tv_nsec;
 }
 
 /// A lock on an open file lasts as long as the file is open.
@@ -213,7 +183,8 @@ std::optional<StorageObstacle> storageObstacle(const fs::path& path) {
 
 WriteResult writeFileAtomically(const fs::path& path, std::string_view bytes) {
     const fs::path target = standardisedPath(path);
-    const UniqueFd folder = ownFolder(openOrMakeFolder(target.parent_path()));
+    const UniqueFd folder =
+        ownFolder(openOrMakeFolder(target.parent_path(), FolderAccess::ownerOnly));
     const std::string name = target.filename();
     if (!folder || !canBeReplaced(folder, name))
         return WriteResult::failed;
@@ -250,18 +221,31 @@ std::optional<FileVersion> fileVersion(const fs::path& path) {
     struct stat status {};
     if (::lstat(path.c_str(), &status) != 0)
         return std::nullopt;
-    constexpr std::int64_t nanoseconds = 1'000'000'000;
-    return FileVersion{status.st_dev, status.st_ino, status.st_size,
-                       status.st_mtim.tv_sec * nanoseconds + status.st_mtim.tv_nsec};
+    return FileVersion{status.st_dev, status.st_ino, status.st_size, nanoseconds(status.st_mtim)};
+}
+
+std::optional<std::int64_t> changeOfOwnFolder(const fs::path& folder) {
+    struct stat status {};
+    const bool isOwn =
+        ::lstat(folder.c_str(), &status) == 0 && S_ISDIR(status.st_mode) && isOurs(status);
+    return isOwn ? std::optional(nanoseconds(status.st_ctim)) : std::nullopt;
 }
 
 std::unique_ptr<FileLock> FileLock::tryToTake(const fs::path& path) {
     const fs::path target = standardisedPath(path);
-    const UniqueFd folder = ownFolder(openOrMakeFolder(target.parent_path()));
+    const UniqueFd folder =
+        ownFolder(openOrMakeFolder(target.parent_path(), FolderAccess::ownerOnly));
     UniqueFd file = folder ? openToWrite(folder, target.filename()) : UniqueFd();
     if (!file || !lock(file))
         return nullptr;
     return std::make_unique<HeldLock>(std::move(file));
+}
+
+std::unique_ptr<FileLock> FileLock::tryToTakeFolder(const fs::path& path) {
+    UniqueFd folder = openFolder(standardisedPath(path));
+    if (!folder || (!lock(folder) && errno == EWOULDBLOCK))
+        return nullptr;
+    return std::make_unique<HeldLock>(std::move(folder));
 }
 
 bool isExecutableFile(const fs::path& path) {
@@ -270,20 +254,14 @@ bool isExecutableFile(const fs::path& path) {
 }
 
 WriteResult moveWithoutReplacing(const fs::path& from, const fs::path& to) {
-    if (::renameat2(AT_FDCWD, from.c_str(), AT_FDCWD, to.c_str(), RENAME_NOREPLACE) == 0)
-        return WriteResult::written;
-    // Some file systems do not know the flag; there the look and the move are two steps.
-    struct stat status {};
-    const bool isMoved = (errno == EINVAL || errno == ENOSYS) && ::lstat(to.c_str(), &status) != 0
-                         && errno == ENOENT && ::rename(from.c_str(), to.c_str()) == 0;
+    const bool isMoved = moveWithoutReplacing(AT_FDCWD, from, AT_FDCWD, to);
     return isMoved ? WriteResult::written : WriteResult::failed;
 }
 
 WriteResult markAsDownloaded(const fs::path& path, std::string_view mark) {
-    constexpr const char* attribute = "user.com.apple.quarantine";
     constexpr int createOrReplace = 0;
     const bool isMarked =
-        ::setxattr(path.c_str(), attribute, mark.data(), mark.size(), createOrReplace) == 0
+        ::setxattr(path.c_str(), downloadMark, mark.data(), mark.size(), createOrReplace) == 0
         || errno == ENOTSUP;
     return isMarked ? WriteResult::written : WriteResult::failed;
 }
