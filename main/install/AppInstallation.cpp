@@ -5,6 +5,8 @@
 #include "platform/bundle/ApplicationBundle.h"
 #include "platform/files/FileAccess.h"
 
+#include <QUuid>
+
 #include <algorithm>
 #include <string>
 #include <string_view>
@@ -62,6 +64,86 @@ bool isInstalledLocation(const fs::path& folder, const std::vector<fs::path>& ap
     };
     return std::any_of(applicationsFolders.begin(), applicationsFolders.end(), isIn)
            && isCanonicalPath(folder);
+}
+
+namespace {
+
+/// A name that nothing has yet.
+std::string hiddenName(std::string_view prefix) {
+    const QString uuid = QUuid::createUuid().toString(QUuid::WithoutBraces).toUpper();
+    return std::string(prefix) + uuid.toStdString() + ".app";
+}
+
+std::string preservedAt(const fs::path& backup) {
+    return "Installation stopped. The previous app is preserved at " + backup.string()
+           + ". Move it back to Applications to restore it.";
+}
+
+/// The new copy beside the destination; it is removed again unless it gets there.
+class StagedCopy {
+  public:
+    StagedCopy(fs::path itsPlace, FileManager& manager)
+        : place(std::move(itsPlace)), files(manager) {}
+    ~StagedCopy() {
+        if (files.exists(place)) // what cannot be removed is found at the next start
+            static_cast<void>(files.remove(place));
+    }
+    StagedCopy(const StagedCopy&) = delete;
+    StagedCopy& operator=(const StagedCopy&) = delete;
+
+    FileManager::Result take(const fs::path& source, const Verify& verify) {
+        if (auto copied = files.copy(source, place); !copied)
+            return copied;
+        if (!verify(place))
+            return tl::unexpected(std::string(message(InstallationFailure::invalidBundle)));
+        return {};
+    }
+    FileManager::Result moveTo(const fs::path& destination) {
+        return files.move(place, destination);
+    }
+
+  private:
+    const fs::path place;
+    FileManager& files;
+};
+
+} // namespace
+
+tl::expected<std::optional<fs::path>, std::string> install(const fs::path& source,
+                                                           const fs::path& destination,
+                                                           FileManager& files,
+                                                           const Verify& verify) {
+    const auto failure = [](InstallationFailure reason) {
+        return tl::unexpected(std::string(message(reason)));
+    };
+    const fs::path from = standardisedPath(source);
+    const fs::path to = standardisedPath(destination);
+    const fs::path folder = to.parent_path();
+    if (!verify(from))
+        return failure(InstallationFailure::invalidBundle);
+    if (from == to)
+        return std::nullopt;
+    if (const auto created = files.createFolders(folder); !created)
+        return tl::unexpected(created.error());
+    const bool replaces = files.exists(to);
+    if (replaces && !hasBundleIdentity(to))
+        return failure(InstallationFailure::unrelatedDestination);
+
+    StagedCopy copy(folder / hiddenName(stagingPrefix), files);
+    if (const auto taken = copy.take(from, verify); !taken)
+        return tl::unexpected(taken.error());
+    std::optional<fs::path> backup;
+    if (replaces) {
+        backup = folder / hiddenName(backupPrefix);
+        if (const auto moved = files.move(to, *backup); !moved)
+            return tl::unexpected(moved.error());
+    }
+    const auto moved = copy.moveTo(to);
+    if (moved)
+        return backup;
+    if (backup && !files.move(*backup, to))
+        return tl::unexpected(preservedAt(*backup));
+    return tl::unexpected(moved.error());
 }
 
 } // namespace AppInstallation

@@ -45,6 +45,11 @@ bool isInstalledLocation(const std::filesystem::path& folder,
 /// Whether a folder is a complete copy: `isVerifiedBundle`, as a rule.
 using Verify = std::function<bool(const std::filesystem::path&)>;
 
+// What an installation puts beside the destination, for as long as it needs it, is hidden and
+// called by one of these prefixes, a UUID in upper case, and the extension "app".
+inline constexpr std::string_view stagingPrefix = ".Corvane-install-"; ///< the new copy
+inline constexpr std::string_view backupPrefix = ".Corvane-previous-"; ///< the one it replaces
+
 /// Puts a copy of the application `source` at `destination`, in the place of an earlier copy if
 /// there is one. That is set aside first, under a hidden name beside it, and put back when anything
 /// fails. Where it lies then, absent when nothing was replaced; or a sentence: of an

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "install/AppInstallation.h"
+#include "platform/bundle/ApplicationBundle.h"
 #include "platform/files/FileAccess.h"
 #include "platform/files/FileManager.h"
 #include "platform/files/Trash.h"
@@ -15,14 +16,20 @@ namespace tallywick::InstallationRecovery {
 
 /// The right to install into the folder and to put right what lies there: one has it at a time, in
 /// all programs of this machine, until it lets go of it or ends. It is held as long as hidden items
-/// of ours lie in the folder. Null when another has it, or when there is no such folder.
+/// of ours lie in the folder. Null when another has it, or when there is no such folder. Whoever
+/// can see the folder can claim it; where it cannot be locked everybody has it.
 std::unique_ptr<FileLock> claim(const std::filesystem::path& applicationsFolder);
 
-/// A verified backup goes back to its place where that is empty; leftover copies and superseded
-/// backups go to the Trash. Only what bears one of our hidden names, has our identity or is an
-/// unfinished copy of it, and belongs to this user. What was done, in sentences for the user; empty
+/// Puts back in its place the latest verified backup where that is empty; moves leftover copies,
+/// and the backups that the installed copy has superseded, to the Trash. A backup is superseded
+/// once the installed copy runs: `running`, the bundle of this program, is that copy, and verified;
+/// until then it may be the only one that works.
+///
+/// Only what bears one of our hidden names, has our identity or is an unfinished copy of it, and
+/// belongs to this user. What was done, and what could not be, in sentences for the user; empty
 /// when there was nothing. The caller has claimed the folder.
 std::string recover(const std::filesystem::path& applicationsFolder,
-                    const AppInstallation::Verify& verify, FileManager& files, Trash& trash);
+                    const AppInstallation::Verify& verify, FileManager& files, Trash& trash,
+                    const std::filesystem::path& running = runningBundle());
 
 } // namespace tallywick::InstallationRecovery
