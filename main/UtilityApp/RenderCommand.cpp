@@ -103,7 +103,8 @@ QImage draw(const PictureOptions& options, const UtilityFields& fields) {
         return sheetPicture<SettingsView>(
             options, fields,
             ApplicationTexts{QLatin1String(Product::version),
-                             QString::fromStdString(installationLabel(false, true, true))});
+                             QString::fromStdString(
+                                 installationLabel(false, !fields.offersInstallation, true))});
     case PictureOptions::Sheet::welcome:
         return sheetPicture<InstallationView>(options, fields);
     case PictureOptions::Sheet::none:

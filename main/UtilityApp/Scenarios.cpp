@@ -1,5 +1,7 @@
 #include "UtilityApp/Scenarios.h"
 
+#include "state/InstallationTexts.h"
+
 #include <QDateTime>
 
 #include <algorithm>
@@ -79,6 +81,21 @@ UtilityFields stale() {
 UtilityFields searching() {
     UtilityFields fields;
     fields.now = madeUpNow();
+    fields.offersInstallation = true;
+    return fields;
+}
+
+UtilityFields installing() {
+    UtilityFields fields = searching();
+    fields.installing = true;
+    fields.maintenance = true;
+    fields.settingsStatus = InstallationText::installing;
+    return fields;
+}
+
+UtilityFields managed() {
+    UtilityFields fields = live();
+    fields.isManaged = true;
     return fields;
 }
 
@@ -109,7 +126,11 @@ UtilityFields crowded() {
                       volume("/media/2", "<b>not bold</b> & <i>not slanted</i>", 1, 2)};
     for (const char* mountPoint : {"/media/3", "/media/4", "/media/5", "/media/6", "/media/7"})
         fields.volumes.push_back(volume(mountPoint, "Archive", 4'096.5, 8'192));
-    fields.settingsStatus = SettingsText::detailsCopied;
+    fields.offersInstallation = true;
+    fields.settingsStatus = couldNotOpenInstalled(
+        "It has not shown its window. The previous copy is kept at "
+        "/home/somebody/a-rather-long-folder-name/another-rather-long-folder-name/Applications/"
+        ".Corvane-previous-0D5B3A0C-6C3F-4E0C-9E44-6C2D8F2B7B1E.app.");
     fields.displayedHelperPath = "/home/somebody/.local/share/a-rather-long-folder-name/lib/"
                                  "node_modules/@openai/codex/bin/codex";
     fields.loginPending = true;
@@ -127,6 +148,10 @@ std::optional<UtilityFields> scenario(std::string_view name) {
         return searching();
     if (name == "signed-out")
         return signedOut();
+    if (name == "installing")
+        return installing();
+    if (name == "managed")
+        return managed();
     if (name == "crowded")
         return crowded();
     return std::nullopt;

@@ -45,7 +45,8 @@ SystemServices::SystemServices(const std::optional<std::filesystem::path>& theHe
     : namedHelper(theHelper), home(homeFolder()), power(systemPowerEvents()),
       network(systemNetworkPath()), workspace(desktopWorkspace()) {}
 
-UtilityState::Services SystemServices::forState(bool showsInstaller, OpenPanel* openPanel) {
+UtilityState::Services SystemServices::forState(bool showsInstaller, OpenPanel* openPanel,
+                                                Alerts* alerts) {
     const RunningBundle bundle = inspectBundle(
         runningBundle(), AppInstallation::applicationsFolders(home), systemCodeSignature());
     return {
@@ -66,6 +67,22 @@ UtilityState::Services SystemServices::forState(bool showsInstaller, OpenPanel* 
         .networkPath = *network,
         .openPanel = openPanel,
         .updates = forUpdates(bundle),
+        .installation = forInstallation(bundle, alerts),
+    };
+}
+
+Installation::Services SystemServices::forInstallation(const RunningBundle& bundle,
+                                                       Alerts* alerts) const {
+    const std::shared_ptr<const CodeSignature> signature = systemCodeSignature();
+    return {
+        .tools = {.bundle = runningBundle(),
+                  .isManaged = bundle.isManaged,
+                  .applicationsFolders = AppInstallation::applicationsFolders(home),
+                  .verify =
+                      [signature](const std::filesystem::path& folder) {
+                          return AppInstallation::isVerifiedBundle(folder, *signature);
+                      }},
+        .alerts = alerts,
     };
 }
 

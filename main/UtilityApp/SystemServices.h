@@ -23,12 +23,15 @@ class SystemServices {
   public:
     explicit SystemServices(const std::optional<std::filesystem::path>& namedHelper);
 
-    /// For the one state. `openPanel`, which may be null, must outlive it. What keeps the program
+    /// For the one state. The dialogs, which may be null, must outlive it: without `openPanel` no
+    /// helper is chosen, without `alerts` nothing is installed or removed. What keeps the program
     /// from keeping its files is said on standard error too.
-    UtilityState::Services forState(bool showsInstaller, OpenPanel* openPanel);
+    UtilityState::Services forState(bool showsInstaller, OpenPanel* openPanel,
+                                    Alerts* alerts = nullptr);
 
   private:
     UpdateController::Services forUpdates(const RunningBundle& bundle);
+    Installation::Services forInstallation(const RunningBundle& bundle, Alerts* alerts) const;
 
     const std::optional<std::filesystem::path> namedHelper;
     std::filesystem::path home;

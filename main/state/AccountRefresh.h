@@ -41,6 +41,8 @@ class AccountRefresh {
     void identityDidChange();
     /// To be called when a sign-in begins, which reads the account anew by itself.
     void signInDidBegin() { reloadPendingSince.reset(); }
+    /// The file of the readings is about to be taken away, or has been: nothing is written there.
+    void leaveHistory() { store.leaveFile(); }
     /// Drops the helper and the readings that it gave, and begins anew with another.
     void startOver();
 

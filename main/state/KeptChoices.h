@@ -43,6 +43,10 @@ class KeptChoices {
     void keepHelper(const std::string& path);
     void forgetHelper();
 
+    /// Forgets everything, and keeps nothing any more. Waits for the disk. False when something
+    /// stays behind.
+    bool forgetAll() { return preferences.removeAll(); }
+
   private:
     Preferences& preferences;
 };

@@ -35,7 +35,9 @@ struct UtilityFields {
     std::string settingsStatus; ///< result of the user's last action
     bool showingInstaller = false;
     bool createShortcutOnInstall = true;
-    bool installing = false;
+    bool offersInstallation = false; ///< of this copy, which is not the installed one
+    bool isManaged = false;          ///< this copy is looked after by the system's package manager
+    bool installing = false;         ///< an installation or a removal runs
     Timestamp now = 0; ///< the clock of all countdowns and ages; each tick advances it
     ConnectionDetails connectionDetails;
     bool loginPending = false;     ///< a browser sign-in is in progress
@@ -44,7 +46,7 @@ struct UtilityFields {
     bool accountBusy = false;                 ///< an account refresh is in flight
     std::optional<bool> installationVerified; ///< absent until the check has answered
     std::string displayedHelperPath{HelperPathText::notYetChecked};
-    bool maintenance = false; ///< an installation or removal runs, and nothing is refreshed
+    bool maintenance = false; ///< nothing is refreshed, because of one
     UpdateFields updates;
 };
 

@@ -40,11 +40,17 @@ UtilityState::UtilityState(Services given)
       refresh(context, connection, std::move(given.historyStore)),
       signIn(context, connection, refresh, workspace),
       helperChoice(context, connection, refresh, given.openPanel),
-      updates(std::move(given.updates), [this] { context.change().updates = updates.fields(); }) {
-    context.change().showingInstaller = given.showsInstaller && !bundle.isInstalled;
+      updates(std::move(given.updates), [this] { context.change().updates = updates.fields(); }),
+      installation(context, bundle, workspace, std::move(given.installation),
+                   {.pause = [this] { enterMaintenance(); },
+                    .resume = [this] { leaveMaintenance(); },
+                    .forget = [this] { return forgetAll(); },
+                    .quit = [this] { quit(); }}) {
+    context.change().showingInstaller = given.showsInstaller && fields().offersInstallation;
     context.change().settingsStatus = given.storageNotice;
 
     startInstallationCheck();
+    installation.start();
     ticker.setInterval(tickInterval);
     ticker.setTimerType(Qt::VeryCoarseTimer); // whole seconds: the machine may wake less often
     connect(&ticker, &QTimer::timeout, this, &UtilityState::tick);
@@ -122,6 +128,31 @@ void UtilityState::copyConnectionDetails() {
     context.change().settingsStatus = SettingsText::detailsCopied;
 }
 
+/// An installation and an update keep out of each other's way.
+bool UtilityState::mayUpdate() const {
+    return !context.isPaused() && !fields().installing && !bundle.isManaged;
+}
+
+void UtilityState::checkForUpdates() {
+    if (mayUpdate())
+        updates.check();
+}
+
+void UtilityState::downloadUpdate() {
+    if (mayUpdate())
+        updates.download();
+}
+
+void UtilityState::showUpdate() {
+    if (mayUpdate())
+        updates.showDownload();
+}
+
+void UtilityState::openUpdate() {
+    if (mayUpdate())
+        updates.openUpdate();
+}
+
 void UtilityState::choosePinned(bool pinned) {
     context.change().pinned = pinned;
     window.keepLook();
@@ -167,10 +198,16 @@ void UtilityState::leaveMaintenance() {
     refreshNow();
 }
 
+bool UtilityState::forgetAll() {
+    refresh.leaveHistory();
+    return choices.forgetAll();
+}
+
 void UtilityState::stop() {
     if (context.isStopped())
         return;
     context.stop();
+    installation.stop();
     ticker.stop();
     powerEvents.stop();
     signIn.end();

@@ -11,6 +11,7 @@
 #include "state/AccountConnection.h"
 #include "state/AccountRefresh.h"
 #include "state/HelperChoice.h"
+#include "state/Installation.h"
 #include "state/KeptChoices.h"
 #include "state/MachineReadings.h"
 #include "state/SignIn.h"
@@ -57,6 +58,7 @@ class UtilityState final : public QObject {
         NetworkPath& networkPath;
         OpenPanel* openPanel = nullptr; ///< null: no helper can be chosen
         UpdateController::Services updates;
+        Installation::Services installation = {}; ///< without alerts: nothing is installed
     };
 
     /// Starts the timer, the observers and the check of the running bundle, and ticks once.
@@ -90,11 +92,16 @@ class UtilityState final : public QObject {
     void useAutomaticDiscovery() { helperChoice.useAutomaticDiscovery(); }
     void openVolume(const VolumeInfo& volume) { machine.open(volume); }
     void copyConnectionDetails();
-    void checkForUpdates() { updates.check(); }
-    void downloadUpdate() { updates.download(); }
+    void checkForUpdates();
+    void downloadUpdate();
     void cancelUpdate() { updates.cancel(); }
-    void showUpdate() { updates.showDownload(); }
-    void openUpdate() { updates.openUpdate(); }
+    void showUpdate();
+    void openUpdate();
+    void install() { installation.install(); }
+    void createDesktopAlias() { installation.createDesktopAlias(); }
+    void revealDesktopAlias() { installation.revealDesktopAlias(); }
+    void revealThisCopy() { installation.revealThisCopy(); }
+    void uninstall() { installation.uninstall(); }
 
     /// Always on top or not, kept for the next start.
     void choosePinned(bool pinned);
@@ -150,6 +157,8 @@ class UtilityState final : public QObject {
     void willSleep();
     void didWake();
     void networkDidChange(NetworkPathStatus status);
+    bool mayUpdate() const;
+    bool forgetAll();
     void openPage(std::string_view address);
 
     const RunningBundle bundle;
@@ -167,6 +176,7 @@ class UtilityState final : public QObject {
     SignIn signIn;
     HelperChoice helperChoice;
     UpdateController updates;
+    Installation installation;
 
     QTimer ticker;
     bool sleeping = false;
