@@ -12,6 +12,7 @@
 #include "platform/process/TerminationSignals.h"
 #include "views/parts/Figures.h"
 #include "views/parts/UtilityStyle.h"
+#include "views/window/AlertPanel.h"
 #include "views/window/FileOpenPanel.h"
 #include "views/window/MainWindow.h"
 
@@ -121,11 +122,13 @@ class FirstShow final : public QObject {
 int showWindow(const CommandLine& commandLine) {
     SystemServices services(commandLine.helper);
     FileOpenPanel openPanel;
+    AlertPanel alerts;
     const auto appearance = desktopAppearance();
     const bool showsInstaller = !commandLine.portable;
-    UtilityState state(services.forState(showsInstaller, &openPanel));
+    UtilityState state(services.forState(showsInstaller, &openPanel, &alerts));
     MainWindow window(state);
     openPanel.setParent(&window);
+    alerts.setWindow(&window, [&window] { return window.theme(); });
     appearance->start([&] { window.setColors(colorsOf(*appearance)); });
     const auto listener =
         listenForActivation([&state](const std::string& token) { state.showUtility(token); });

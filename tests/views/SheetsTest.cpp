@@ -2,6 +2,7 @@
 #include "views/ViewHarness.h"
 #include "views/sheets/InstallationView.h"
 #include "views/sheets/SheetHost.h"
+#include "views/window/AlertPanel.h"
 #include "views/window/FileOpenPanel.h"
 
 #include <gmock/gmock.h>
@@ -72,12 +73,13 @@ TEST_F(Sheets, AreClosedByTheStateWhenTheUserWishes) {
     show({});
     EXPECT_EQ(settings()->windowModality(), Qt::WindowModal);
     EXPECT_TRUE(settings()->windowFlags() & Qt::FramelessWindowHint) << "with a title of its own";
-    for (const Qt::Key key : {Qt::Key_Escape, Qt::Key_Return}) {
+    for (const auto& [key, command] :
+         {std::pair(Qt::Key_Escape, tryWithoutInstalling), std::pair(Qt::Key_Return, install)}) {
         calls.clear();
         QTest::keyClick(settings(), key);
         QTest::keyClick(installer(), key);
         settle();
-        EXPECT_EQ(calls, Strings({called(closeSettings), called(tryWithoutInstalling)}));
+        EXPECT_EQ(calls, Strings({called(closeSettings), called(command)}));
         ASSERT_TRUE(settings() && settings()->isVisible());
         ASSERT_TRUE(installer() && installer()->isVisible());
     }
@@ -124,6 +126,8 @@ TEST_F(Sheets, OfferWhatTheStateAllowsAndCallIt) {
     const struct {
         UtilityFields fields;
         Commands account, updates;
+        Commands installation{createDesktopAlias, revealDesktopAlias, revealThisCopy,
+                              openProductPage, uninstall};
     } cases[] = {
         {{}, account, {checkForUpdates}},
         {with(&UtilityFields::accountBusy), {}, {checkForUpdates}},
@@ -138,18 +142,43 @@ TEST_F(Sheets, OfferWhatTheStateAllowsAndCallIt) {
          account,
          {checkForUpdates, showUpdate, openUpdate}},
         {with({.busy = true, .offersShow = true, .offersOpen = true}), account, {cancelUpdate}},
+        {with(&UtilityFields::installing), account, {checkForUpdates}, {}},
+        {with(&UtilityFields::offersInstallation),
+         account,
+         {checkForUpdates},
+         {install, createDesktopAlias, revealDesktopAlias, revealThisCopy, openProductPage,
+          uninstall}},
+        {with(&UtilityFields::isManaged),
+         account,
+         {},
+         {createDesktopAlias, revealDesktopAlias, revealThisCopy, openProductPage}},
         {{}, account, {checkForUpdates}}};
     for (const auto& row : cases) {
         show(row.fields);
-        Strings offered{called(openProductPage), called(closeSettings)};
-        for (const Commands& commands : {row.account, row.updates})
+        Strings offered{called(closeSettings)};
+        for (const Commands& commands : {row.account, row.updates, row.installation})
             std::ranges::transform(commands, std::back_inserter(offered), called);
         calls.clear();
-        for (const std::string& name : tabOrder(button("Get Setup")))
+        for (const std::string& name : tabOrder(button("Done")))
             QTest::keyClick(button(name), Qt::Key_Return);
         EXPECT_EQ(calls, offered);
     }
     EXPECT_NEAR(button("Retry Connection")->width(), button("Choose Codex…")->width(), 1);
+}
+
+TEST_F(Sheets, OfferToInstallWithAnAlias) {
+    for (const bool creates : {true, false}) {
+        UtilityFields fields = with(&UtilityFields::installing);
+        fields.createShortcutOnInstall = creates;
+        show(fields);
+        EXPECT_EQ(tabOrder(button("Installing…")),
+                  Strings({"Installing…", "Create a Desktop shortcut", "Try Without Installing"}));
+        auto* const box = installer()->findChild<QCheckBox*>();
+        EXPECT_EQ(box->isChecked(), creates);
+        EXPECT_THAT(calls, IsEmpty());
+        QTest::keyClick(box, Qt::Key_Space);
+        EXPECT_EQ(std::exchange(calls, {}), Strings({creates ? "no shortcut" : "shortcut"}));
+    }
 }
 
 TEST_F(Sheets, TellHowFarADownloadIs) {
@@ -235,17 +264,17 @@ void expectNothingClipped(const QWidget* sheet) {
 
 TEST_F(Sheets, ClipNothingOfTheLongestTexts) {
     show({});
-    const QSize usual = settings()->size();
+    const QSize usual = installer()->size();
     texts = {u"1234567890.1234567890.1234567890"_qs, u"Installer / portable copy "_qs.repeated(5)};
     UtilityFields fields = with(&UtilityFields::loginPending);
     fields.settingsStatus =
-        std::string(SettingsText::detailsCopied) + " " + std::string(SettingsText::helperRefused);
+        std::string(SettingsText::detailsCopied) + " /a" + std::string(300, '/') + "longPath";
     fields.displayedHelperPath = std::string(10000, '/') + "codex";
     show(fields);
     expectNothingClipped(settings());
     expectNothingClipped(installer());
-    EXPECT_EQ(settings()->width(), usual.width());
-    EXPECT_GT(settings()->height(), usual.height());
+    EXPECT_EQ(installer()->width(), usual.width());
+    EXPECT_GT(installer()->height(), usual.height());
     EXPECT_LE(settings()->height(), settings()->screen()->availableGeometry().height());
 }
 
@@ -291,6 +320,63 @@ TEST(FileOpenPanel, TakesFilesLinksAndApplicationBundlesButNoOtherFolder) {
 TEST(FileOpenPanel, OutlivesTheWindowItStandsOver) {
     auto window = std::make_unique<QWidget>();
     EXPECT_EQ(chosenBy([&window](QFileDialog&) { window.reset(); }, window.get()), std::nullopt);
+}
+
+/// What a user answers who does that once the question is there.
+AlertAnswer answeredBy(std::function<void(QDialog&)> use, QWidget* window = nullptr) {
+    AlertPanel panel;
+    panel.setWindow(window, [] { return makeTheme(true, {}); });
+    QTimer::singleShot(0, [&use] {
+        const QPointer dialog = qobject_cast<QDialog*>(QApplication::activeModalWidget());
+        ASSERT_TRUE(dialog);
+        settle();
+        expectNothingClipped(dialog);
+        use(*dialog);
+        if (dialog && dialog->isVisible())
+            dialog->reject();
+    });
+    return panel.ask({.message = "Replace <it>?",
+                      .information = "There is " + std::string(300, '/') + "copy already.",
+                      .confirm = "Replace",
+                      .checkBox = "The data too"});
+}
+
+TEST(AlertPanel, TakesNothingButItsFirstButtonForAYes) {
+    const auto pressing = [](const char* name) {
+        return [name](QDialog& dialog) {
+            for (auto* button : dialog.findChildren<QAbstractButton*>())
+                if (button->text() == QLatin1String(name))
+                    button->click();
+        };
+    };
+    const auto key = [](Qt::Key pressed) {
+        return [pressed](QDialog& dialog) { QTest::keyClick(&dialog, pressed); };
+    };
+    const auto checking = [](Qt::Key pressed) {
+        return [pressed](QDialog& dialog) {
+            EXPECT_EQ(tabOrder(dialog.focusWidget()),
+                      Strings({"Replace", "The data too", "Cancel"}));
+            dialog.findChild<QCheckBox*>()->click();
+            QTest::keyClick(&dialog, pressed);
+        };
+    };
+    auto window = std::make_unique<QWidget>();
+    const struct {
+        std::function<void(QDialog&)> use;
+        bool confirmed, checked;
+    } cases[] = {{key(Qt::Key_Return), true, false},
+                 {pressing("Replace"), true, false},
+                 {checking(Qt::Key_Return), true, true},
+                 {checking(Qt::Key_Escape), false, false},
+                 {pressing("Cancel"), false, false},
+                 {key(Qt::Key_Escape), false, false},
+                 {[](QDialog& dialog) { dialog.close(); }, false, false},
+                 {[&](QDialog&) { window.reset(); }, false, false}};
+    for (const auto& tried : cases) {
+        const AlertAnswer answer = answeredBy(tried.use, window.get());
+        EXPECT_EQ(answer.confirmed, tried.confirmed) << &tried - cases;
+        EXPECT_EQ(answer.checked, tried.checked) << &tried - cases;
+    }
 }
 
 } // namespace

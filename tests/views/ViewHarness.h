@@ -115,6 +115,8 @@ inline UtilityActions recordingActions(Strings& calls) {
     const auto record = [&calls](const std::string& call) { calls.push_back(call); };
     return {.perform = [record](UtilityCommand command) { record(called(command)); },
             .setPinned = [record](bool pinned) { record(pinned ? "pin" : "unpin"); },
+            .setCreateShortcut =
+                [record](bool creates) { record(creates ? "shortcut" : "no shortcut"); },
             .openVolume = [record](const VolumeInfo& volume) { record("open " + volume.name); },
             .resizeBy =
                 [record](double dx, double dy) {

@@ -34,6 +34,11 @@ enum class UtilityCommand {
     showUpdate,
     openUpdate,
     tryWithoutInstalling,
+    install,
+    createDesktopAlias,
+    revealDesktopAlias,
+    revealThisCopy,
+    uninstall,
 };
 
 /// What the user can do in the window and its sheets. Every function may be called from the event
@@ -41,6 +46,8 @@ enum class UtilityCommand {
 struct UtilityActions {
     std::function<void(UtilityCommand)> perform = [](UtilityCommand) {};
     std::function<void(bool)> setPinned = [](bool) {};
+    /// Whether an installation makes the alias on the Desktop.
+    std::function<void(bool)> setCreateShortcut = [](bool) {};
     std::function<void(const VolumeInfo&)> openVolume = [](const VolumeInfo&) {};
 
     /// The grip was dragged so far, in points, since it was grasped; to the right and down count

@@ -3,6 +3,7 @@
 #include "views/sheets/SheetParts.h"
 
 #include <QHBoxLayout>
+#include <QSignalBlocker>
 #include <QVBoxLayout>
 
 namespace tallywick {
@@ -19,6 +20,8 @@ QString invitation() {
 
 QString uninstallHint() { return QStringLiteral("You can uninstall at any time from Settings."); }
 
+QString installText() { return QStringLiteral("Install and Open"); }
+
 } // namespace
 
 InstallationView::InstallationView(const Theme& theme, const UtilityActions& windowActions,
@@ -27,16 +30,26 @@ InstallationView::InstallationView(const Theme& theme, const UtilityActions& win
     using Ink = SheetText::Ink;
     column().addWidget(new SheetText(FontRole::figure, Ink::text, title(), &content()));
     column().addWidget(new SheetText(FontRole::body, Ink::text, invitation(), &content()));
+    shortcut =
+        new UtilityCheckBox(viewStyle(), QStringLiteral("Create a Desktop shortcut"), &content());
+    connect(shortcut, &QCheckBox::toggled, this,
+            [&windowActions](bool checked) { windowActions.setCreateShortcut(checked); });
+    column().addWidget(shortcut);
     column().addWidget(new SheetText(FontRole::body, Ink::secondary, uninstallHint(), &content()));
     status = new StatusNotice(&content());
     column().addWidget(status);
     buttonRow().addStretch();
-    buttonRow().addWidget(makeDefaultButton(QStringLiteral("Try Without Installing"),
-                                            UtilityCommand::tryWithoutInstalling));
+    buttonRow().addWidget(makeButton(QStringLiteral("Try Without Installing"),
+                                     UtilityCommand::tryWithoutInstalling, footer()));
+    install = makeDefaultButton(installText(), UtilityCommand::install);
+    buttonRow().addWidget(install);
     setTheme(theme);
 }
 
 void InstallationView::present(const UtilityFields& fields) {
+    const QSignalBlocker presenting(shortcut); // is no wish of the user's
+    shortcut->setChecked(fields.createShortcutOnInstall);
+    install->setText(fields.installing ? QStringLiteral("Installing…") : installText());
     status->present(QString::fromStdString(fields.settingsStatus));
 }
 

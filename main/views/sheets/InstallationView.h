@@ -18,7 +18,9 @@ class InstallationView final : public Sheet {
     void present(const UtilityFields& fields);
 
   private:
+    UtilityCheckBox* shortcut;
     StatusNotice* status;
+    UtilityButton* install;
 };
 
 } // namespace tallywick

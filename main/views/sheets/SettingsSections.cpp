@@ -24,6 +24,16 @@ QString localDataText() {
         "hashed before storage. No usage history is uploaded by this utility.");
 }
 
+QString uninstallingText() {
+    return QStringLiteral("Uninstall moves this app and its Desktop shortcut to the Trash. Keeping "
+                          "your saved settings and history is the default.");
+}
+
+QString packageText() {
+    return QStringLiteral("The system’s package manager has installed this copy; it also updates "
+                          "and removes it.");
+}
+
 } // namespace
 
 SettingsSection::SettingsSection(const QString& caption, Sheet& shownIn)
@@ -38,9 +48,10 @@ SettingsSection::SettingsSection(const QString& caption, Sheet& shownIn)
     lines->addWidget(frame);
 }
 
-void SettingsSection::addExplanation(const QString& text) {
-    frame->column().addWidget(
-        new SheetText(FontRole::body, SheetText::Ink::secondary, text, frame));
+SheetText* SettingsSection::addExplanation(const QString& text) {
+    auto* explanation = new SheetText(FontRole::body, SheetText::Ink::secondary, text, frame);
+    frame->column().addWidget(explanation);
+    return explanation;
 }
 
 QGridLayout* SettingsSection::addButtons(std::initializer_list<UtilityButton*> buttons) {
@@ -154,6 +165,7 @@ UpdateSection::UpdateSection(Sheet& shownIn) : SettingsSection(QStringLiteral("U
 }
 
 void UpdateSection::present(const UtilityFields& fields) {
+    setVisible(!fields.isManaged);
     const UpdateFields& updates = fields.updates;
     UtilityButton* heir = updates.offersDownload ? download : updates.offersShow ? show : check;
     offer(download, updates.offersDownload, heir);
@@ -169,6 +181,34 @@ void UpdateSection::present(const UtilityFields& fields) {
         return status->present(text);
     progress->present(updates.progress->received, updates.progress->expected);
     status->setText(text); // the bar tells of its value by itself
+}
+
+InstallationSection::InstallationSection(Sheet& shownIn)
+    : SettingsSection(QStringLiteral("Installation"), shownIn) {
+    const auto button = [&](const char16_t* text, UtilityCommand command) {
+        buttons.push_back(sheet.makeButton(QString::fromUtf16(text), command, card()));
+        return buttons.back();
+    };
+    install = button(u"Install and Open", UtilityCommand::install);
+    card().column().addWidget(install);
+    auto* create = button(u"Create Desktop Alias", UtilityCommand::createDesktopAlias);
+    auto* reveal = button(u"Reveal Alias", UtilityCommand::revealDesktopAlias);
+    auto* revealCopy = button(u"Reveal This Copy", UtilityCommand::revealThisCopy);
+    auto* setup = button(u"Get Setup", UtilityCommand::openProductPage);
+    addButtons({create, reveal, revealCopy, setup});
+    uninstallText = addExplanation(uninstallingText());
+    managedText = addExplanation(packageText());
+    uninstall = button(u"Uninstall…", UtilityCommand::uninstall);
+    addButtons({uninstall})->setColumnStretch(1, 1);
+}
+
+void InstallationSection::present(const UtilityFields& fields) {
+    install->setVisible(fields.offersInstallation);
+    uninstall->setVisible(!fields.isManaged);
+    uninstallText->setVisible(!fields.isManaged);
+    managedText->setVisible(fields.isManaged);
+    for (UtilityButton* button : buttons)
+        enable(button, !fields.installing);
 }
 
 } // namespace tallywick

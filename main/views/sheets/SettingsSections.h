@@ -33,7 +33,7 @@ class SettingsSection : public QWidget {
     SheetCard& card() { return *frame; }
 
     /// Adds a text to the card that tells what the section is about.
-    void addExplanation(const QString& text);
+    SheetText* addExplanation(const QString& text);
     /// Adds buttons to the card, in two columns of one width, row by row.
     QGridLayout* addButtons(std::initializer_list<UtilityButton*> buttons);
 
@@ -88,6 +88,24 @@ class UpdateSection final : public SettingsSection {
     UtilityButton* open;
     SheetProgress* progress;
     StatusNotice* status;
+};
+
+/// This copy of the application: where it is, and how it is installed and removed. Of one that a
+/// package manager looks after, that is said instead.
+class InstallationSection final : public SettingsSection {
+    Q_OBJECT
+
+  public:
+    explicit InstallationSection(Sheet& sheet);
+
+    void present(const UtilityFields& fields) override;
+
+  private:
+    UtilityButton* install;
+    UtilityButton* uninstall;
+    std::vector<UtilityButton*> buttons; ///< all of them
+    SheetText* uninstallText;
+    SheetText* managedText;
 };
 
 /// What is kept on this machine.

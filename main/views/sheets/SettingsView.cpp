@@ -9,8 +9,8 @@ SettingsView::SettingsView(const Theme& theme, const UtilityActions& windowActio
     : Sheet(QStringLiteral("Utility Settings"), windowActions, UtilityCommand::closeSettings,
             window) {
     addHeader();
-    sections = {new ConnectionSection(*this), new LocalDataSection(*this),
-                new UpdateSection(*this)};
+    sections = {new ConnectionSection(*this), new LocalDataSection(*this), new UpdateSection(*this),
+                new InstallationSection(*this)};
     for (SettingsSection* section : sections)
         column().addWidget(section);
     addFooter();
@@ -34,14 +34,10 @@ void SettingsView::addHeader() {
 
 void SettingsView::addFooter() {
     constexpr int buttonWidth = 104;
-    UtilityButton* setup =
-        makeButton(QStringLiteral("Get Setup"), UtilityCommand::openProductPage, footer());
     UtilityButton* done = makeDefaultButton(QStringLiteral("Done"), UtilityCommand::closeSettings);
-    buttonRow().addWidget(setup);
+    done->setMinimumWidth(buttonWidth);
     buttonRow().addStretch();
     buttonRow().addWidget(done);
-    for (UtilityButton* button : {setup, done})
-        button->setMinimumWidth(buttonWidth);
 }
 
 void SettingsView::present(const UtilityFields& fields, const ApplicationTexts& texts) {

@@ -51,8 +51,8 @@ class SheetScrollBar final : public QScrollBar {
 
 } // namespace
 
-Sheet::Sheet(const QString& title, const UtilityActions& windowActions, UtilityCommand dismissedBy,
-             QWidget* window)
+Sheet::Sheet(const QString& title, const UtilityActions& windowActions,
+             std::optional<UtilityCommand> dismissedBy, QWidget* window)
     : QDialog(window, Qt::Dialog | Qt::FramelessWindowHint), actions(windowActions),
       dismissal(dismissedBy), scroller(new QScrollArea(this)), page(new QWidget),
       contentColumn(new QVBoxLayout(page)), buttonBar(new QWidget(this)),
@@ -107,6 +107,13 @@ UtilityButton* Sheet::makeDefaultButton(const QString& text, UtilityCommand comm
     button->setDefault(true);
     button->setFocus();
     return button;
+}
+
+void Sheet::reject() {
+    if (dismissal)
+        actions.perform(*dismissal);
+    else
+        QDialog::reject();
 }
 
 bool Sheet::eventFilter(QObject* watched, QEvent* event) {

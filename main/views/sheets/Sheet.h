@@ -8,6 +8,8 @@
 #include <QDialog>
 #include <QString>
 
+#include <optional>
+
 class QHBoxLayout;
 class QScrollArea;
 class QVBoxLayout;
@@ -19,8 +21,8 @@ namespace tallywick {
 /// and then scrolls. It has no frame: it stands before the middle of its window, wherever that
 /// goes, though always on the screen. Its title is for lists of windows and for screen readers.
 ///
-/// A sheet never closes itself: Escape, the window manager and the buttons call actions, and the
-/// owner closes it when the state says so.
+/// A sheet of the state never closes itself: Escape, the window manager and the buttons call
+/// actions, and the owner closes it when the state says so.
 class Sheet : public QDialog {
     Q_OBJECT
 
@@ -38,13 +40,13 @@ class Sheet : public QDialog {
                               UtilityButton::Treatment treatment = UtilityButton::Treatment::plain);
 
     /// What Escape and the window manager ask for.
-    void reject() override { actions.perform(dismissal); }
+    void reject() override;
 
   protected:
-    /// `dismissal` is performed when the user wants to be rid of the sheet. The actions must
-    /// outlive the sheet.
-    Sheet(const QString& title, const UtilityActions& actions, UtilityCommand dismissal,
-          QWidget* window);
+    /// `dismissal` is performed when the user wants to be rid of the sheet; without one, it closes.
+    /// The actions must outlive the sheet.
+    Sheet(const QString& title, const UtilityActions& actions,
+          std::optional<UtilityCommand> dismissal, QWidget* window);
 
     QVBoxLayout& column() { return *contentColumn; }
     /// The row at the bottom, and the parent of what is in it.
@@ -68,7 +70,7 @@ class Sheet : public QDialog {
     QRect availableArea() const;
 
     const UtilityActions& actions;
-    const UtilityCommand dismissal;
+    const std::optional<UtilityCommand> dismissal;
     ViewStyle style;
     QScrollArea* scroller;
     QWidget* page;

@@ -2,37 +2,11 @@
 
 #include "views/sheets/InstallationView.h"
 
-#include <QEvent>
-#include <QPainter>
-
 #include <utility>
 
 namespace tallywick {
 
 namespace {
-
-/// Dims a window, with all of its content, as long as it is there.
-class WindowShade final : public QWidget {
-  public:
-    explicit WindowShade(QWidget* window) : QWidget(window) {
-        setAttribute(Qt::WA_TransparentForMouseEvents);
-        window->installEventFilter(this);
-        setGeometry(window->rect());
-        raise();
-        show();
-    }
-
-  protected:
-    bool eventFilter(QObject* watched, QEvent* event) override {
-        if (event->type() == QEvent::Resize)
-            setGeometry(parentWidget()->rect());
-        return QWidget::eventFilter(watched, event);
-    }
-    void paintEvent(QPaintEvent* /*event*/) override {
-        constexpr int strength = 115; // of 255
-        QPainter(this).fillRect(rect(), QColor(0, 0, 0, strength));
-    }
-};
 
 /// Gone for the user now, and for good once whatever it is doing has returned: the action that ends
 /// a sheet may be one of its own.

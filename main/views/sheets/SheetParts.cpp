@@ -2,6 +2,10 @@
 
 #include <QAccessible>
 #include <QAccessibleWidget>
+#include <QClipboard>
+#include <QGuiApplication>
+#include <QKeyEvent>
+#include <QPainter>
 #include <QVBoxLayout>
 
 #include <algorithm>
@@ -10,14 +14,29 @@ namespace tallywick {
 
 namespace {
 
+constexpr char16_t noBreakSpace = 0xa0;
+constexpr char16_t zeroWidthSpace = 0x200b;
+
 /// The last two words held together, if they are short enough to stand in any line.
 QString withoutLoneWord(QString text) {
     constexpr qsizetype longestPair = 24;
-    constexpr char16_t noBreakSpace = 0xa0;
     const qsizetype last = text.lastIndexOf(u' ');
     if (last > 0 && text.size() - text.lastIndexOf(u' ', last - 1) <= longestPair)
         text[last] = noBreakSpace;
     return text;
+}
+
+/// A word too long for a line, such as a path, may be parted at its slashes.
+QString withBreaks(const QString& text) {
+    constexpr qsizetype longestWord = 40;
+    QString shown;
+    for (const QString& word : text.split(u' ')) {
+        QString part = word;
+        if (word.size() > longestWord)
+            part.replace(u'/', QString(u'/') + QChar(zeroWidthSpace));
+        shown += shown.isNull() ? part : u' ' + part;
+    }
+    return shown;
 }
 
 class AccessibleNotice final : public QAccessibleWidget {
@@ -36,12 +55,36 @@ QAccessibleInterface* makeAccessibleNotice(const QString& /*className*/, QObject
     return notice ? new AccessibleNotice(notice) : nullptr;
 }
 
+/// Shown text as it was before it was shown.
+QString asGiven(QString shown) {
+    return shown.remove(QChar(zeroWidthSpace)).replace(QChar(noBreakSpace), u' ');
+}
+
 void announce(QWidget* widget, QAccessible::Event kind) {
     QAccessibleEvent event(widget, kind);
     QAccessible::updateAccessibility(&event);
 }
 
 } // namespace
+
+WindowShade::WindowShade(QWidget* window) : QWidget(window) {
+    setAttribute(Qt::WA_TransparentForMouseEvents);
+    window->installEventFilter(this);
+    setGeometry(window->rect());
+    raise();
+    show();
+}
+
+bool WindowShade::eventFilter(QObject* watched, QEvent* event) {
+    if (event->type() == QEvent::Resize)
+        setGeometry(parentWidget()->rect());
+    return QWidget::eventFilter(watched, event);
+}
+
+void WindowShade::paintEvent(QPaintEvent* /*event*/) {
+    constexpr int strength = 115; // of 255
+    QPainter(this).fillRect(rect(), QColor(0, 0, 0, strength));
+}
 
 SheetText::SheetText(FontRole role, Ink chosenInk, const QString& text, QWidget* parent)
     : QLabel(parent), ink(chosenInk) {
@@ -54,7 +97,7 @@ SheetText::SheetText(FontRole role, Ink chosenInk, const QString& text, QWidget*
 void SheetText::setText(const QString& text) {
     if (text == accessibleName())
         return;
-    QLabel::setText(withoutLoneWord(text));
+    QLabel::setText(withBreaks(withoutLoneWord(text)));
     setAccessibleName(text);
 }
 
@@ -84,7 +127,15 @@ void SheetCard::paintEvent(QPaintEvent* /*event*/) {
 
 StatusNotice::StatusNotice(QWidget* parent) : SheetText(FontRole::body, Ink::accent, {}, parent) {
     QAccessible::installFactory(makeAccessibleNotice);
+    setTextInteractionFlags(Qt::TextSelectableByMouse);
+    setContextMenuPolicy(Qt::NoContextMenu); // the toolkit's would copy what is only shown
     hide();
+}
+
+void StatusNotice::keyPressEvent(QKeyEvent* event) {
+    if (!event->matches(QKeySequence::Copy) || !hasSelectedText())
+        return SheetText::keyPressEvent(event);
+    QGuiApplication::clipboard()->setText(asGiven(selectedText()));
 }
 
 void StatusNotice::present(const QString& newText) {

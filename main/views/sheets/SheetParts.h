@@ -14,8 +14,20 @@ class QVBoxLayout;
 
 namespace tallywick {
 
-/// A text on a sheet. It is shown as it stands, wraps without leaving its last word alone, and
-/// takes the colours of the theme. A screen reader meets it as its accessible name.
+/// Dims a window or a sheet, with all of its content, as long as it is there.
+class WindowShade final : public QWidget {
+    Q_OBJECT
+
+  public:
+    explicit WindowShade(QWidget* window);
+
+  protected:
+    bool eventFilter(QObject* watched, QEvent* event) override;
+    void paintEvent(QPaintEvent* event) override;
+};
+
+/// A text on a sheet. It is shown as it stands, wraps, long paths too, without leaving its last
+/// word alone, and takes the colours of the theme. A screen reader meets it as its accessible name.
 class SheetText : public QLabel {
     Q_OBJECT
 
@@ -53,7 +65,7 @@ class SheetCard final : public QWidget {
 };
 
 /// The result of the user's last action, on a sheet: a notification to a screen reader, announced
-/// whenever it changes. Hidden while there is none.
+/// whenever it changes. It can be selected with the mouse, and copied. Hidden while there is none.
 class StatusNotice final : public SheetText {
     Q_OBJECT
 
@@ -62,6 +74,9 @@ class StatusNotice final : public SheetText {
 
     /// Shows the text, or hides for an empty one.
     void present(const QString& text);
+
+  protected:
+    void keyPressEvent(QKeyEvent* event) override;
 };
 
 /// How much of something has been done, as a bar; a progress bar to a screen reader too.

@@ -75,6 +75,16 @@ void perform(UtilityState& state, UtilityCommand command) {
         return state.openUpdate();
     case UtilityCommand::tryWithoutInstalling:
         return state.setShowingInstaller(false);
+    case UtilityCommand::install:
+        return state.install();
+    case UtilityCommand::createDesktopAlias:
+        return state.createDesktopAlias();
+    case UtilityCommand::revealDesktopAlias:
+        return state.revealDesktopAlias();
+    case UtilityCommand::revealThisCopy:
+        return state.revealThisCopy();
+    case UtilityCommand::uninstall:
+        return state.uninstall();
     }
 }
 
@@ -82,6 +92,7 @@ UtilityActions actionsOf(UtilityState& state) {
     return {
         .perform = [&state](UtilityCommand command) { perform(state, command); },
         .setPinned = [&state](bool pinned) { state.choosePinned(pinned); },
+        .setCreateShortcut = [&state](bool create) { state.setCreateShortcutOnInstall(create); },
         .openVolume = [&state](const VolumeInfo& volume) { state.openVolume(volume); },
         .resizeBy = [&state](double dx, double dy) { state.resizeBy(dx, dy); },
     };

@@ -35,6 +35,7 @@ class MainWindow final : public QWidget, public UtilityWindow {
     ~MainWindow() override;
 
     void setColors(const ColorPreferences& preferences);
+    const Theme& theme() const { return view.viewStyle().theme; }
 
     bool isVisible() const override;
     bool isMinimised() const override;
