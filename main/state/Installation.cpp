@@ -11,15 +11,12 @@ namespace tallywick {
 
 namespace fs = std::filesystem;
 
-using Finding = InstallationSteps::Survey::Finding;
-using AliasFinding = InstallationSteps::AliasResult::Finding;
-
 namespace {
 
 /// Of an installation; empty when there is the alias, or when the user did not want it.
 std::string aliasRemark(const InstallationSteps::AliasResult& made) {
-    const bool isFine =
-        made.finding == AliasFinding::created || made.finding == AliasFinding::inTheWay;
+    using Finding = InstallationSteps::AliasResult::Finding;
+    const bool isFine = made.finding == Finding::created || made.finding == Finding::inTheWay;
     return isFine ? std::string() : aliasText(made);
 }
 
@@ -98,6 +95,7 @@ void Installation::survey(std::optional<fs::path> replacing) {
 
 void Installation::surveyed(const InstallationSteps::Survey& found,
                             const std::optional<fs::path>& replacing) {
+    using Finding = InstallationSteps::Survey::Finding;
     switch (found.finding) {
     case Finding::notPackaged:
         return end(std::string(InstallationText::notPackaged));

@@ -9,7 +9,6 @@
 namespace tallywick {
 
 using AliasResult = InstallationSteps::AliasResult;
-using Outcome = InstallationSteps::Uninstalled::Outcome;
 
 // The alias
 
@@ -115,6 +114,7 @@ void Installation::uninstallNow(bool withData) {
 
 /// Where something was moved, the rest of this copy stays idle.
 void Installation::uninstalled(bool withData, const InstallationSteps::Uninstalled& result) {
+    using Outcome = InstallationSteps::Uninstalled::Outcome;
     switch (result.outcome) {
     case Outcome::notInstalled:
         return endMaintenance(std::string(InstallationText::notInstalled));

@@ -11,6 +11,8 @@
 #include <QLabel>
 #include <QPointer>
 #include <QScreen>
+#include <QScrollArea>
+#include <QScrollBar>
 #include <QTest>
 #include <QTimer>
 
@@ -287,6 +289,20 @@ TEST_F(Sheets, FollowTheThemeAndAreDrawnOnlyWhenSomethingHasChanged) {
     EXPECT_EQ(image.pixelColor(image.width() / 2, image.height() - 1), theme.buttonOutline);
     const auto* const text = settings()->findChild<SheetText*>();
     EXPECT_EQ(text->palette().color(QPalette::WindowText), theme.text);
+}
+
+TEST_F(Sheets, BringAResultIntoView) {
+    show(widestFields());
+    auto* const bar = settings()->findChild<QScrollArea*>()->verticalScrollBar();
+    bar->setValue(bar->maximum());
+    ASSERT_GT(bar->value(), 0);
+    UtilityFields fields = widestFields();
+    fields.settingsStatus = "Uninstall stopped.";
+    show(fields);
+    EXPECT_FALSE(settings()->findChild<StatusNotice*>()->visibleRegion().isEmpty());
+    bar->setValue(bar->maximum());
+    show(fields);
+    EXPECT_GT(bar->value(), 0) << "once";
 }
 
 /// What is chosen by a user who does that once the dialog is there.

@@ -44,7 +44,10 @@ void SettingsView::present(const UtilityFields& fields, const ApplicationTexts& 
     // A label does nothing when it is given the text that it has.
     version->setText(QStringLiteral("Mac v") + texts.appVersion);
     installation->setText(texts.installationLabel);
-    status->present(QString::fromStdString(fields.settingsStatus));
+    const QString result = QString::fromStdString(fields.settingsStatus);
+    if (!result.isEmpty() && result != status->text())
+        scrollToTop(); // where it is read
+    status->present(result);
     for (SettingsSection* section : sections)
         section->present(fields);
 }

@@ -101,6 +101,8 @@ UtilityButton* Sheet::makeButton(const QString& text, UtilityCommand command, QW
     return button;
 }
 
+void Sheet::scrollToTop() { scroller->verticalScrollBar()->setValue(0); }
+
 UtilityButton* Sheet::makeDefaultButton(const QString& text, UtilityCommand command) {
     UtilityButton* button =
         makeButton(text, command, *buttonBar, UtilityButton::Treatment::prominent);

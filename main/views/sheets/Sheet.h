@@ -53,6 +53,9 @@ class Sheet : public QDialog {
     QWidget& footer() { return *buttonBar; }
     QHBoxLayout& buttonRow() { return *buttons; }
 
+    /// Shows the beginning of the content, where that is higher than the sheet.
+    void scrollToTop();
+
     /// The button that Return presses, and that has the keyboard at first.
     UtilityButton* makeDefaultButton(const QString& text, UtilityCommand command);
 
