@@ -124,7 +124,8 @@ bool removeEntry(const UniqueFd& parent, const std::string& name, int depth) {
         return true;
     if (errno != EISDIR || depth > maximumDepth + 1)
         return false;
-    ::fchmodat(parent.get(), name.c_str(), S_IRWXU, 0); // no link: it was found to be a folder
+    // No link: it was found to be a folder. What cannot be changed shows when it is opened.
+    [[maybe_unused]] const int changed = ::fchmodat(parent.get(), name.c_str(), S_IRWXU, 0);
     const UniqueFd folder = openFolder(parent, name);
     const auto remove = [&](const std::string& entry) {
         return removeEntry(folder, entry, depth + 1);
