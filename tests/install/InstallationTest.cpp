@@ -12,7 +12,6 @@
 #include <unistd.h>
 
 #include <csignal>
-#include <regex>
 #include <set>
 
 namespace tallywick {
@@ -22,6 +21,7 @@ namespace fs = std::filesystem;
 using ::testing::HasSubstr;
 using ::testing::IsEmpty;
 using testing::makeSampleBundle;
+using ::testing::MatchesRegex;
 using testing::runIn;
 
 const std::string incomplete = "This app is incomplete. Download a fresh copy and try again.";
@@ -158,9 +158,9 @@ TEST_F(Installation, PutsACopyInPlaceAndKeepsTheEarlierOneBeside) {
     begin();
     const auto backup = install(*files);
     ASSERT_TRUE(backup && *backup) << backup.error();
-    EXPECT_TRUE(std::regex_match((*backup)->filename().string(),
-                                 std::regex("\\.Corvane-previous-[0-9A-F]{8}(-[0-9A-F]{4}){3}-"
-                                            "[0-9A-F]{12}\\.app")));
+    EXPECT_THAT(
+        (*backup)->filename().string(),
+        MatchesRegex("\\.Corvane-previous-[0-9A-F]{8}(-[0-9A-F]{4}){3}-[0-9A-F]{12}\\.app"));
     EXPECT_EQ(versionOf(**backup), "1");
     EXPECT_EQ(versionOf(destination), "2");
     EXPECT_THAT(othersIn(applications), ::testing::ElementsAre(**backup));

@@ -4,11 +4,11 @@
 #include "support/SmallDisk.h"
 #include "support/TemporaryFolder.h"
 
+#include <QRegularExpression>
+
 #include <gmock/gmock.h>
 
 #include <sys/stat.h>
-
-#include <regex>
 
 namespace tallywick {
 namespace {
@@ -28,10 +28,11 @@ class DesktopTrash : public ::testing::Test {
         const fs::path trash = place.parent_path().parent_path();
         const std::string info =
             readAll(trash / "info" / (place.filename().string() + ".trashinfo"));
-        static const std::regex form("\\[Trash Info\\]\nPath=([-A-Za-z0-9._~/%]+)\n"
-                                     "DeletionDate=\\d{4}-\\d\\d-\\d\\dT\\d\\d:\\d\\d:\\d\\d\n");
-        std::smatch parts;
-        return std::regex_match(info, parts, form) ? parts[1].str() : "bad: " + info;
+        static const QRegularExpression form(
+            QStringLiteral("\\A\\[Trash Info\\]\nPath=([-A-Za-z0-9._~/%]+)\n"
+                           "DeletionDate=\\d{4}-\\d\\d-\\d\\dT\\d\\d:\\d\\d:\\d\\d\n\\z"));
+        const auto parts = form.match(QString::fromStdString(info));
+        return parts.hasMatch() ? parts.captured(1).toStdString() : "bad: " + info;
     }
 
     const testing::TemporaryFolder folder;
