@@ -263,16 +263,7 @@ class AccessibilityBus {
 
     std::optional<Element> findBelow(const Element& parent, const std::string& line,
                                      std::string& lines) const {
-        const auto children = ask(parent, accessible, "GetChildren").value<QDBusArgument>();
-        if (children.currentType() != QDBusArgument::ArrayType)
-            return {};
-        for (children.beginArray(); !children.atEnd();) {
-            QString service;
-            QDBusObjectPath path;
-            children.beginStructure();
-            children >> service >> path;
-            children.endStructure();
-            const Element child{service, path.path()};
+        for (const Element& child : childrenOf(parent)) {
             const std::string own = describe(child);
             lines += own + "\n";
             const auto found = own == line ? child : findBelow(child, line, lines);
@@ -280,6 +271,24 @@ class AccessibilityBus {
                 return found;
         }
         return {};
+    }
+
+    /// Read to its end: an answer that is left before that is never freed.
+    std::vector<Element> childrenOf(const Element& parent) const {
+        const auto list = ask(parent, accessible, "GetChildren").value<QDBusArgument>();
+        std::vector<Element> children;
+        if (list.currentType() != QDBusArgument::ArrayType)
+            return children;
+        for (list.beginArray(); !list.atEnd();) {
+            QString service;
+            QDBusObjectPath path;
+            list.beginStructure();
+            list >> service >> path;
+            list.endStructure();
+            children.push_back({service, path.path()});
+        }
+        list.endArray();
+        return children;
     }
 
     std::string describe(const Element& element) const {
