@@ -5,6 +5,7 @@
 
 #include <QCoreApplication>
 
+#include <numeric>
 #include <utility>
 
 namespace tallywick {
@@ -39,7 +40,9 @@ void Installation::start() {
         return;
     working = true;
     run([](const InstallationSteps& work) { return work.recover(); },
-        [this](const std::string& done) { end(sentences(fields.settingsStatus, done)); });
+        [this](const std::vector<std::string>& done) {
+            end(std::accumulate(done.begin(), done.end(), fields.settingsStatus, sentences));
+        });
 }
 
 void Installation::stop() {

@@ -1,9 +1,8 @@
 #pragma once
 
-#include "install/AppInstallation.h"
+#include "install/InstallationSteps.h"
 #include "platform/desktop/Alerts.h"
 #include "platform/desktop/Workspace.h"
-#include "state/InstallationSteps.h"
 #include "state/StateContext.h"
 
 #include <QTimer>

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "state/InstallationSteps.h"
+#include "install/InstallationSteps.h"
 
 #include <string>
 #include <string_view>
@@ -17,8 +17,6 @@ inline constexpr std::string_view cannotAskToQuit =
     "Quit the installed utility, then try Install and Open again.";
 inline constexpr std::string_view installing = "Installing in Applications…";
 inline constexpr std::string_view opening = "Installed. Opening the Applications copy…";
-inline constexpr std::string_view applicationsBusy =
-    "Another copy is being installed in Applications. Try again in a moment.";
 
 inline constexpr std::string_view noDesktop = "The Desktop folder is unavailable.";
 inline constexpr std::string_view installFirst =

@@ -129,28 +129,9 @@ void UtilityState::copyConnectionDetails() {
 }
 
 /// An installation and an update keep out of each other's way.
-bool UtilityState::mayUpdate() const {
-    return !context.isPaused() && !fields().installing && !bundle.isManaged;
-}
-
-void UtilityState::checkForUpdates() {
-    if (mayUpdate())
-        updates.check();
-}
-
-void UtilityState::downloadUpdate() {
-    if (mayUpdate())
-        updates.download();
-}
-
-void UtilityState::showUpdate() {
-    if (mayUpdate())
-        updates.showDownload();
-}
-
-void UtilityState::openUpdate() {
-    if (mayUpdate())
-        updates.openUpdate();
+void UtilityState::update(void (UpdateController::*operation)()) {
+    if (!context.isPaused() && !fields().installing && !bundle.isManaged)
+        (updates.*operation)();
 }
 
 void UtilityState::choosePinned(bool pinned) {

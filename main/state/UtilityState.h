@@ -92,11 +92,11 @@ class UtilityState final : public QObject {
     void useAutomaticDiscovery() { helperChoice.useAutomaticDiscovery(); }
     void openVolume(const VolumeInfo& volume) { machine.open(volume); }
     void copyConnectionDetails();
-    void checkForUpdates();
-    void downloadUpdate();
+    void checkForUpdates() { update(&UpdateController::check); }
+    void downloadUpdate() { update(&UpdateController::download); }
     void cancelUpdate() { updates.cancel(); }
-    void showUpdate();
-    void openUpdate();
+    void showUpdate() { update(&UpdateController::showDownload); }
+    void openUpdate() { update(&UpdateController::openUpdate); }
     void install() { installation.install(); }
     void createDesktopAlias() { installation.createDesktopAlias(); }
     void revealDesktopAlias() { installation.revealDesktopAlias(); }
@@ -157,7 +157,7 @@ class UtilityState final : public QObject {
     void willSleep();
     void didWake();
     void networkDidChange(NetworkPathStatus status);
-    bool mayUpdate() const;
+    void update(void (UpdateController::*operation)());
     bool forgetAll();
     void openPage(std::string_view address);
 

@@ -1,13 +1,11 @@
 #include "base/WorkThreads.h"
 #include "support/PrivateBus.h"
+#include "support/SmallDisk.h"
 #include "update/HttpsServer.h"
 
 #include <gtest/gtest.h>
 
 #include <QCoreApplication>
-
-#include <sched.h>
-#include <sys/mount.h>
 
 #include <algorithm>
 #include <functional>
@@ -21,6 +19,7 @@ using testing::answer;
 using testing::HttpsServer;
 using testing::readAll;
 using testing::Script;
+using testing::SmallDisk;
 namespace fs = std::filesystem;
 
 const std::string url = "https://corvane.example/toolyard/tallywick/downloads/mac-latest.json";
@@ -171,22 +170,16 @@ TEST_F(BoundedDownloadTest, fillsANewFileOfItsOwnersAlone) {
 }
 
 TEST_F(BoundedDownloadTest, isDiskWhenTheFileSystemIsFull) {
-    if (::unshare(CLONE_NEWNS) != 0 && ::unshare(CLONE_NEWUSER | CLONE_NEWNS) != 0)
+    if (!SmallDisk::isPossible())
         GTEST_SKIP() << "this machine lets nobody mount a file system of his own";
-    const fs::path small = folder / "small";
-    fs::create_directory(small);
-    ASSERT_EQ(::mount("none", "/", nullptr, MS_REC | MS_PRIVATE, nullptr), 0);
-    ASSERT_EQ(::mount("none", small.c_str(), "tmpfs", 0, "size=65536"), 0);
-    {
-        const HttpsServer server = makersServer({{answer(std::string(200'000, 'x'))}});
-        DownloadRequest wanted = request(server);
-        wanted.maximum = 200'000;
-        wanted.destination = small / "partial.zip";
-        std::int64_t reported = 0;
-        EXPECT_EQ(outcomeOf(wanted, {}, [&](auto&, auto bytes) { reported = bytes; }), "disk");
-        EXPECT_LE(reported, 65'536) << "what was not stored is not reported";
-    }
-    ASSERT_EQ(::umount(small.c_str()), 0);
+    const SmallDisk disk(folder / "small", 65'536);
+    const HttpsServer server = makersServer({{answer(std::string(200'000, 'x'))}});
+    DownloadRequest wanted = request(server);
+    wanted.maximum = 200'000;
+    wanted.destination = disk.path() / "partial.zip";
+    std::int64_t reported = 0;
+    EXPECT_EQ(outcomeOf(wanted, {}, [&](auto&, auto bytes) { reported = bytes; }), "disk");
+    EXPECT_LE(reported, 65'536) << "what was not stored is not reported";
 }
 
 TEST_F(BoundedDownloadTest, isCancelledAtAnyMoment) {

@@ -1,10 +1,9 @@
-#include "state/InstallationSteps.h"
+#include "install/InstallationSteps.h"
 
 #include "base/CanonicalPath.h"
 #include "base/Product.h"
 #include "install/DesktopAlias.h"
 #include "install/InstallationRecovery.h"
-#include "state/InstallationTexts.h"
 
 #include <QCoreApplication>
 
@@ -16,6 +15,13 @@
 namespace tallywick {
 
 namespace fs = std::filesystem;
+
+namespace {
+
+constexpr const char* applicationsBusy =
+    "Another copy is being installed in Applications. Try again in a moment.";
+
+} // namespace
 
 InstallationSteps::Copies InstallationSteps::systemCopies() {
     static constexpr std::chrono::milliseconds pause{100};
@@ -89,7 +95,7 @@ InstallationSteps::install(const fs::path& destination,
         return tl::make_unexpected(made.error());
     std::shared_ptr<FileLock> claim = InstallationRecovery::claim(folder);
     if (!claim)
-        return tl::make_unexpected(std::string(InstallationText::applicationsBusy));
+        return tl::make_unexpected(std::string(applicationsBusy));
     return AppInstallation::install(tools.bundle, destination, *tools.files, tools.verify)
         .map([&](std::optional<fs::path> backup) {
             return Installed{std::move(backup), std::move(claim)};
@@ -106,13 +112,13 @@ void InstallationSteps::discard(const std::vector<fs::path>& backups) const {
         static_cast<void>(tools.trash->move(backup)); // the next start tries again
 }
 
-std::string InstallationSteps::recover() const {
-    std::string told;
+std::vector<std::string> InstallationSteps::recover() const {
+    std::vector<std::string> told;
     for (const fs::path& folder : tools.applicationsFolders) {
         const auto claim = ended ? nullptr : InstallationRecovery::claim(folder);
         if (claim)
-            told = sentences(told, InstallationRecovery::recover(folder, tools.verify, *tools.files,
-                                                                 *tools.trash));
+            told.push_back(
+                InstallationRecovery::recover(folder, tools.verify, *tools.files, *tools.trash));
     }
     return told;
 }

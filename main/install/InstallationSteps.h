@@ -21,8 +21,9 @@
 
 namespace tallywick {
 
-/// The steps of `Installation` that wait for the disk or for other programs. They know nothing of
-/// the state and run on a thread of their own; several may run at once.
+/// What installing and uninstalling the running copy consist of, each step by itself: all of them
+/// wait for the disk or for other programs, and run on a thread of their own; several may run at
+/// once.
 class InstallationSteps {
   public:
     /// The running copies of the application. Any thread.
@@ -97,8 +98,8 @@ class InstallationSteps {
     void discard(const std::vector<std::filesystem::path>& backups) const;
 
     /// Puts right what installations that were cut short have left, in each folder of applications
-    /// that nobody installs into. What was done, in sentences for the user.
-    std::string recover() const;
+    /// that nobody installs into. What was done in each, in sentences for the user or none.
+    std::vector<std::string> recover() const;
 
     // The alias
 
