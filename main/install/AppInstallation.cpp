@@ -3,7 +3,6 @@
 #include "base/CanonicalPath.h"
 #include "base/Json.h"
 #include "platform/bundle/ApplicationBundle.h"
-#include "platform/files/FileAccess.h"
 
 #include <QUuid>
 
@@ -68,6 +67,9 @@ bool isInstalledLocation(const fs::path& folder, const std::vector<fs::path>& ap
 
 namespace {
 
+constexpr const char* folderIsBusy =
+    "Another copy is being installed in Applications. Try again in a moment.";
+
 /// A name that nothing has yet.
 std::string hiddenName(std::string_view prefix) {
     const QString uuid = QUuid::createUuid().toString(QUuid::WithoutBraces).toUpper();
@@ -109,10 +111,12 @@ class StagedCopy {
 
 } // namespace
 
-tl::expected<std::optional<fs::path>, std::string> install(const fs::path& source,
-                                                           const fs::path& destination,
-                                                           FileManager& files,
-                                                           const Verify& verify) {
+std::unique_ptr<FileLock> claim(const fs::path& applicationsFolder) {
+    return FileLock::tryToTakeFolder(applicationsFolder);
+}
+
+tl::expected<Installed, std::string> install(const fs::path& source, const fs::path& destination,
+                                             FileManager& files, const Verify& verify) {
     const auto failure = [](InstallationFailure reason) {
         return tl::unexpected(std::string(message(reason)));
     };
@@ -122,9 +126,12 @@ tl::expected<std::optional<fs::path>, std::string> install(const fs::path& sourc
     if (!verify(from))
         return failure(InstallationFailure::invalidBundle);
     if (from == to)
-        return std::nullopt;
+        return Installed();
     if (const auto created = files.createFolders(folder); !created)
         return tl::unexpected(created.error());
+    Installed result{{}, claim(folder)};
+    if (!result.claim)
+        return tl::unexpected(std::string(folderIsBusy));
     const bool replaces = files.exists(to);
     if (replaces && !hasBundleIdentity(to))
         return failure(InstallationFailure::unrelatedDestination);
@@ -132,17 +139,16 @@ tl::expected<std::optional<fs::path>, std::string> install(const fs::path& sourc
     StagedCopy copy(folder / hiddenName(stagingPrefix), files);
     if (const auto taken = copy.take(from, verify); !taken)
         return tl::unexpected(taken.error());
-    std::optional<fs::path> backup;
     if (replaces) {
-        backup = folder / hiddenName(backupPrefix);
-        if (const auto moved = files.move(to, *backup); !moved)
+        result.backup = folder / hiddenName(backupPrefix);
+        if (const auto moved = files.move(to, *result.backup); !moved)
             return tl::unexpected(moved.error());
     }
     const auto moved = copy.moveTo(to);
     if (moved)
-        return backup;
-    if (backup && !files.move(*backup, to))
-        return tl::unexpected(preservedAt(*backup));
+        return result;
+    if (replaces && !files.move(*result.backup, to))
+        return tl::unexpected(preservedAt(*result.backup));
     return tl::unexpected(moved.error());
 }
 

@@ -2,6 +2,7 @@
 
 #include "base/Product.h"
 #include "platform/bundle/CodeSignature.h"
+#include "platform/files/FileAccess.h"
 #include "platform/files/FileManager.h"
 
 #include <tl/expected.hpp>
@@ -50,14 +51,27 @@ using Verify = std::function<bool(const std::filesystem::path&)>;
 inline constexpr std::string_view stagingPrefix = ".Corvane-install-"; ///< the new copy
 inline constexpr std::string_view backupPrefix = ".Corvane-previous-"; ///< the one it replaces
 
+/// The right to install into a folder and to put right what lies there: one has it at a time, in
+/// all programs of this machine, until it lets go of it or ends. It is held as long as hidden items
+/// of ours lie in the folder. Null when another has it, or when there is no such folder. Whoever
+/// can see the folder can claim it; where it cannot be locked everybody has it.
+std::unique_ptr<FileLock> claim(const std::filesystem::path& applicationsFolder);
+
+/// What an installation has left beside its destination.
+struct Installed {
+    std::optional<std::filesystem::path> backup; ///< of the copy that was replaced
+    std::shared_ptr<FileLock> claim;             ///< on the folder; null when nothing was to do
+};
+
 /// Puts a copy of the application `source` at `destination`, in the place of an earlier copy if
 /// there is one. That is set aside first, under a hidden name beside it, and put back when anything
-/// fails. Where it lies then, absent when nothing was replaced; or a sentence: of an
-/// `InstallationFailure`, of the step that failed, or where the previous copy is when it could not
-/// be put back. Any thread; waits for the disk.
-[[nodiscard]] tl::expected<std::optional<std::filesystem::path>, std::string>
-install(const std::filesystem::path& source, const std::filesystem::path& destination,
-        FileManager& files, const Verify& verify);
+/// fails. The folder of the destination is made, once the source has proved complete. Or a
+/// sentence: of an `InstallationFailure`, of the step that failed, that another installs there, or
+/// where the previous copy is when it could not be put back. Any thread; waits for the disk.
+[[nodiscard]] tl::expected<Installed, std::string> install(const std::filesystem::path& source,
+                                                           const std::filesystem::path& destination,
+                                                           FileManager& files,
+                                                           const Verify& verify);
 
 } // namespace AppInstallation
 

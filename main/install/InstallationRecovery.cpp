@@ -1,6 +1,7 @@
 #include "install/InstallationRecovery.h"
 
 #include "base/CanonicalPath.h"
+#include "platform/files/FileAccess.h"
 
 #include <QUuid>
 
@@ -107,10 +108,6 @@ void discard(const std::vector<fs::path>& items, Trash& trash, Notice& notice) {
 }
 
 } // namespace
-
-std::unique_ptr<FileLock> claim(const fs::path& applicationsFolder) {
-    return FileLock::tryToTakeFolder(applicationsFolder);
-}
 
 std::string recover(const fs::path& applicationsFolder, const AppInstallation::Verify& verify,
                     FileManager& files, Trash& trash, const fs::path& running) {

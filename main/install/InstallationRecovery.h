@@ -2,23 +2,15 @@
 
 #include "install/AppInstallation.h"
 #include "platform/bundle/ApplicationBundle.h"
-#include "platform/files/FileAccess.h"
 #include "platform/files/FileManager.h"
 #include "platform/files/Trash.h"
 
 #include <filesystem>
-#include <memory>
 #include <string>
 
 /// What an installation that was cut short has left in a folder of applications. Any thread; waits
 /// for the disk.
 namespace tallywick::InstallationRecovery {
-
-/// The right to install into the folder and to put right what lies there: one has it at a time, in
-/// all programs of this machine, until it lets go of it or ends. It is held as long as hidden items
-/// of ours lie in the folder. Null when another has it, or when there is no such folder. Whoever
-/// can see the folder can claim it; where it cannot be locked everybody has it.
-std::unique_ptr<FileLock> claim(const std::filesystem::path& applicationsFolder);
 
 /// Puts back in its place the latest verified backup where that is empty; moves leftover copies,
 /// and the backups that the installed copy has superseded, to the Trash. A backup is superseded
@@ -27,7 +19,7 @@ std::unique_ptr<FileLock> claim(const std::filesystem::path& applicationsFolder)
 ///
 /// Only what bears one of our hidden names, has our identity or is an unfinished copy of it, and
 /// belongs to this user. What was done, and what could not be, in sentences for the user; empty
-/// when there was nothing. The caller has claimed the folder.
+/// when there was nothing. The caller has claimed the folder (`AppInstallation::claim`).
 std::string recover(const std::filesystem::path& applicationsFolder,
                     const AppInstallation::Verify& verify, FileManager& files, Trash& trash,
                     const std::filesystem::path& running = runningBundle());

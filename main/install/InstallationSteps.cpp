@@ -16,13 +16,6 @@ namespace tallywick {
 
 namespace fs = std::filesystem;
 
-namespace {
-
-constexpr const char* applicationsBusy =
-    "Another copy is being installed in Applications. Try again in a moment.";
-
-} // namespace
-
 InstallationSteps::Copies InstallationSteps::systemCopies() {
     static constexpr std::chrono::milliseconds pause{100};
     return {.list = [] { return runningApplications({Product::bundleIdentifier}); },
@@ -90,16 +83,7 @@ InstallationSteps::install(const fs::path& destination,
                            const std::vector<RunningApplication>& asked) const {
     if (!haveQuit(asked) || ended)
         return tl::make_unexpected(std::string(message(InstallationFailure::runningCopy)));
-    const fs::path folder = destination.parent_path();
-    if (const auto made = tools.files->createFolders(folder); !made)
-        return tl::make_unexpected(made.error());
-    std::shared_ptr<FileLock> claim = InstallationRecovery::claim(folder);
-    if (!claim)
-        return tl::make_unexpected(std::string(applicationsBusy));
-    return AppInstallation::install(tools.bundle, destination, *tools.files, tools.verify)
-        .map([&](std::optional<fs::path> backup) {
-            return Installed{std::move(backup), std::move(claim)};
-        });
+    return AppInstallation::install(tools.bundle, destination, *tools.files, tools.verify);
 }
 
 std::optional<std::string> InstallationSteps::enterLauncher(const fs::path& copy) const {
@@ -115,7 +99,7 @@ void InstallationSteps::discard(const std::vector<fs::path>& backups) const {
 std::vector<std::string> InstallationSteps::recover() const {
     std::vector<std::string> told;
     for (const fs::path& folder : tools.applicationsFolders) {
-        const auto claim = ended ? nullptr : InstallationRecovery::claim(folder);
+        const auto claim = ended ? nullptr : AppInstallation::claim(folder);
         if (claim)
             told.push_back(
                 InstallationRecovery::recover(folder, tools.verify, *tools.files, *tools.trash));

@@ -81,11 +81,7 @@ class InstallationSteps {
     using Asked = std::optional<std::vector<RunningApplication>>;
     Asked askCopiesToQuit(const std::filesystem::path& ofBundle) const;
 
-    /// The right to the folder of applications is held as long as `claim` lives.
-    struct Installed {
-        std::optional<std::filesystem::path> backup; ///< of the copy that was replaced
-        std::shared_ptr<FileLock> claim;
-    };
+    using Installed = AppInstallation::Installed;
     /// Waits, about five seconds, for those that were asked to quit, then installs.
     tl::expected<Installed, std::string>
     install(const std::filesystem::path& destination,

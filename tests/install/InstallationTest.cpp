@@ -97,8 +97,10 @@ class Installation : public ::testing::Test {
         makeSampleBundle(folder.path(), {{"CFBundleVersion", "2"}});
     }
 
+    /// Where the earlier copy lies then, or a sentence.
     tl::expected<std::optional<fs::path>, std::string> install(FileManager& files) const {
-        return AppInstallation::install(source, destination, files, verify);
+        return AppInstallation::install(source, destination, files, verify)
+            .map([](const AppInstallation::Installed& installed) { return installed.backup; });
     }
     std::string errorOfInstalling() const {
         const auto result = install(*systemFileManager());
@@ -164,8 +166,8 @@ TEST_F(Installation, PutsACopyInPlaceAndKeepsTheEarlierOneBeside) {
     EXPECT_EQ(versionOf(**backup), "1");
     EXPECT_EQ(versionOf(destination), "2");
     EXPECT_THAT(othersIn(applications), ::testing::ElementsAre(**backup));
-    EXPECT_EQ(AppInstallation::install(destination / ".", destination, *files, verify).value(),
-              std::nullopt)
+    EXPECT_FALSE(
+        AppInstallation::install(destination / ".", destination, *files, verify).value().claim)
         << "nothing to do";
 }
 
@@ -175,7 +177,7 @@ TEST_F(Installation, RefusesWhatIsNotOurs) {
         const char* preparation;
         std::string error;
     } rows[] = {
-        {"a damaged source", "rm *.app/Contents/MacOS/*", incomplete},
+        {"a damaged source", "rm *.app/Contents/MacOS/*; rm -r Applications", incomplete},
         {"another application", "mv Applications/*.app/Contents/Info.plist .", unrelated},
         {"a file in the way", "rm -r Applications/*; echo >'Applications/Corvane Tallywick.app'",
          unrelated},
@@ -225,15 +227,14 @@ TEST_F(Installation, LosesNothingWhereverItIsKilled) {
         begin();
         const pid_t installer = ::fork();
         if (installer == 0) {
-            const auto claim = InstallationRecovery::claim(applications);
             FaultyFiles files({step}, true);
-            ::_exit(claim && install(files) ? 0 : 1);
+            ::_exit(install(files) ? 0 : 1);
         }
         int status = 0;
         ASSERT_EQ(::waitpid(installer, &status, 0), installer);
         isKilled = WIFSIGNALED(status);
         EXPECT_TRUE(isKilled || WEXITSTATUS(status) == 0);
-        EXPECT_TRUE(InstallationRecovery::claim(applications)) << "a lock ends with its holder";
+        EXPECT_TRUE(AppInstallation::claim(applications)) << "a lock ends with its holder";
         expectNothingIsLost("");
     }
 }
@@ -258,16 +259,16 @@ TEST_F(Installation, LeavesADiskThatIsFullOrReadOnlyAsItWas) {
 }
 
 TEST_F(Installation, IsClaimedByOneAtATimeAndLeavesNoFile) {
-    EXPECT_FALSE(InstallationRecovery::claim(applications)) << "there is no such folder";
+    EXPECT_FALSE(AppInstallation::claim(applications)) << "there is no such folder";
     begin(false);
-    auto claim = InstallationRecovery::claim(applications);
+    auto claim = AppInstallation::claim(applications);
     EXPECT_TRUE(claim);
-    EXPECT_FALSE(InstallationRecovery::claim(applications));
+    EXPECT_FALSE(AppInstallation::claim(applications));
     EXPECT_THAT(othersIn(applications), IsEmpty());
     claim.reset();
-    EXPECT_TRUE(InstallationRecovery::claim(applications));
+    EXPECT_TRUE(AppInstallation::claim(applications));
     runIn(folder.path(), "ln -s Applications link");
-    EXPECT_FALSE(InstallationRecovery::claim(folder / "link"));
+    EXPECT_FALSE(AppInstallation::claim(folder / "link"));
 }
 
 const std::string uuid = "01234567-89AB-4DEF-8123-456789ABCDEF";

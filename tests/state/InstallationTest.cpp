@@ -4,7 +4,6 @@
 #include "state/Installation.h"
 #include "base/WorkThreads.h"
 #include "install/DesktopAlias.h"
-#include "install/InstallationRecovery.h"
 #include "support/SampleBundle.h"
 
 #include <gmock/gmock.h>
@@ -227,7 +226,7 @@ void arrange(Machine& machine, std::string_view description) {
     if (says("behind a link"))
         runIn(machine.folder.path(), "mv data real; ln -s real data");
     if (says("another installation"))
-        machine.otherInstallation = InstallationRecovery::claim(applications);
+        machine.otherInstallation = AppInstallation::claim(applications);
     if (says("copy 7 runs"))
         machine.copies = {{7, machine.installedCopy}, {8, machine.folder / "elsewhere.app"}};
     machine.isComplete = !says("incomplete");
@@ -269,7 +268,7 @@ TEST(Installation, HandsOverStepByStep) {
     EXPECT_EQ(machine.status(), "Installed. Opening the Applications copy…");
     EXPECT_TRUE(DesktopAlias::resolves(machine.alias, machine.installedCopy));
     EXPECT_THAT(machine.contentOf("Applications"), Contains(StartsWith(".Corvane-previous-")));
-    EXPECT_FALSE(InstallationRecovery::claim(machine.folder / "Applications"));
+    EXPECT_FALSE(AppInstallation::claim(machine.folder / "Applications"));
 
     machine.installation->install(); // does nothing meanwhile, and neither do the others
     machine.installation->createDesktopAlias();
@@ -280,7 +279,7 @@ TEST(Installation, HandsOverStepByStep) {
     machine.settle();
     EXPECT_THAT(machine.diary.take(), ElementsAre("trash the earlier copy", "quit"));
     EXPECT_THAT(machine.contentOf("Applications"), Not(Contains(StartsWith(".Corvane-previous-"))));
-    EXPECT_TRUE(InstallationRecovery::claim(machine.folder / "Applications"));
+    EXPECT_TRUE(AppInstallation::claim(machine.folder / "Applications"));
 }
 
 TEST(Installation, AsksTellsAndMovesWhatTheSituationAllows) {

@@ -199,7 +199,9 @@ InstallationSection::InstallationSection(Sheet& shownIn)
     uninstallText = addExplanation(uninstallingText());
     managedText = addExplanation(packageText());
     uninstall = button(u"Uninstall…", UtilityCommand::uninstall);
-    addButtons({uninstall})->setColumnStretch(1, 1);
+    auto* alone = addButtons({uninstall});
+    alone->setColumnStretch(1, 1);
+    alone->setContentsMargins(0, 0, alone->spacing(), 0); // an empty column has no gap beside it
 }
 
 void InstallationSection::present(const UtilityFields& fields) {
