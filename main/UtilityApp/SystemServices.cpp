@@ -35,10 +35,10 @@ std::string checkStorage() {
 
 } // namespace
 
-void waitForWorkToEnd() {
+bool waitForWorkToEnd() {
     const QDeadlineTimer end(std::chrono::seconds(3));
-    waitForWorkThreads(std::chrono::milliseconds(end.remainingTime()));
-    waitForChildProcesses(std::chrono::milliseconds(end.remainingTime()));
+    const bool noThreads = waitForWorkThreads(std::chrono::milliseconds(end.remainingTime()));
+    return waitForChildProcesses(std::chrono::milliseconds(end.remainingTime())) && noThreads;
 }
 
 SystemServices::SystemServices(const std::optional<std::filesystem::path>& theHelper)

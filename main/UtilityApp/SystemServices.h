@@ -15,8 +15,10 @@
 namespace tallywick {
 
 /// Waits, at most three seconds, until the work on an update and the helpers have ended, which were
-/// told to: a child is killed after two. For the end of the program.
-void waitForWorkToEnd();
+/// told to: a child is killed after two. For the end of the program. False when something still
+/// runs: it is to end at once then, since what runs may be a library that waits for an answer from
+/// the network, and that makes an orderly end wait too.
+bool waitForWorkToEnd();
 
 /// The real services behind a `UtilityState`, which they must outlive. Main thread only.
 class SystemServices {

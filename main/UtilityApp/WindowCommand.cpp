@@ -160,7 +160,8 @@ int runWindow(const CommandLine& commandLine, int argc, char** argv) {
     Figure::installAccessibility();
     UtilityStyle::install();
     const int status = showWindow(commandLine);
-    waitForWorkToEnd();
+    if (!waitForWorkToEnd())
+        std::_Exit(status);
     return status;
 }
 

@@ -2,6 +2,7 @@
 
 #include "base/Mutex.h"
 #include "base/Product.h"
+#include "base/TaskRelay.h"
 #include "base/WorkThreads.h"
 #include "platform/files/FilePieces.h"
 #include "update/HttpResponse.h"
@@ -34,10 +35,9 @@ QSslConfiguration tlsRules(const DownloadRoute& route) {
     return rules;
 }
 
-/// What the user's settings say for this address; they may take a while to be read.
-QNetworkProxy proxyFor(const QUrl& url, const DownloadRoute& route) {
-    if (!route.usesUsersProxy)
-        return QNetworkProxy::NoProxy;
+/// What the user's settings say for this address. They can name a script on a host that does not
+/// answer, which Qt waits for as long as it takes.
+QNetworkProxy usersProxy(const QUrl& url) {
     return QNetworkProxyFactory::systemProxyForQuery(QNetworkProxyQuery(url)).value(0);
 }
 
@@ -63,6 +63,7 @@ class DownloadConnection {
 
   private:
     void begin();
+    void connectThrough(const QNetworkProxy& proxy);
     void sendRequest();
     void readAvailable();
     void endInput();
@@ -79,6 +80,7 @@ class DownloadConnection {
     std::string body;
     std::int64_t received = 0;
     std::optional<tl::expected<void, UpdateFailure>> ended;
+    TaskRelay relay; ///< last: what comes too late is dropped first
 };
 
 DownloadConnection::DownloadConnection(const DownloadRequest& downloadRequest, NewFile* destination,
@@ -120,10 +122,24 @@ void DownloadConnection::begin() {
     const QUrl url(QString::fromStdString(request.url), QUrl::StrictMode);
     if (ended || url.scheme() != QLatin1String("https") || url.host().isEmpty())
         return finish(tl::unexpected(UpdateFailure::offline));
+    if (!request.route.usesUsersProxy)
+        return connectThrough(QNetworkProxy::NoProxy);
+    // On a thread that the download does not wait for.
+    const auto ask = [this, url, tell = relay.entrance()] {
+        tell([this, proxy = usersProxy(url)] { connectThrough(proxy); });
+    };
+    if (!startWorkThread("proxy", ask))
+        finish(tl::unexpected(UpdateFailure::offline));
+}
+
+void DownloadConnection::connectThrough(const QNetworkProxy& proxy) {
+    if (ended)
+        return;
+    const QUrl url(QString::fromStdString(request.url));
     const DownloadRoute& route = request.route;
     socket.setSslConfiguration(tlsRules(route));
     socket.setReadBufferSize(readBuffer);
-    socket.setProxy(proxyFor(url, route));
+    socket.setProxy(proxy);
     const QString address =
         route.address.empty() ? url.host() : QString::fromStdString(route.address);
     socket.connectToHostEncrypted(address, route.port, url.host());

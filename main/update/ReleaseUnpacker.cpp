@@ -2,8 +2,8 @@
 
 #include "platform/process/ChildProcess.h"
 
-#include <algorithm>
 #include <chrono>
+#include <future>
 #include <map>
 #include <memory>
 #include <optional>
@@ -21,59 +21,31 @@ using namespace std::chrono_literals;
 constexpr auto slice = 100ms;  // after which a cancellation is seen
 constexpr auto killGrace = 2s; // from the polite request to SIGKILL
 constexpr auto stopLimit = 4s; // for both
-constexpr std::size_t maximumText = 64;
 
-/// The child, and what its own thread tells of it.
+/// The child, whose end its own thread tells.
 class RunningTool {
   public:
-    explicit RunningTool(const ChildCommand& command)
-        : child(ChildProcess::launch(command,
-                                     {.output = [shared = told](auto text) { shared->add(text); },
-                                      .inputBroken = {},
-                                      .terminated = [shared = told] { shared->end(); }})) {}
+    explicit RunningTool(const ChildCommand& command) {
+        const auto end = std::make_shared<std::promise<void>>();
+        ended = end->get_future();
+        child = ChildProcess::launch(
+            command, {.output = {}, .inputBroken = {}, .terminated = [end] { end->set_value(); }});
+    }
 
     /// Whether the child has ended when the time has passed, or before.
-    bool hasEndedWithin(std::chrono::milliseconds limit) { return told->wait(limit); }
+    bool hasEndedWithin(std::chrono::milliseconds limit) const {
+        return ended.wait_for(limit) == std::future_status::ready;
+    }
 
     void stop() {
         child->terminate();
-        told->wait(stopLimit);
+        ended.wait_for(stopLimit);
     }
 
-    bool hasSucceeded() { return told->text() == ArchiveExtraction::doneText; }
+    bool hasSucceeded() const { return child->hasSucceeded(); }
 
   private:
-    class Told {
-      public:
-        void add(std::string_view piece) {
-            MutexLock lock(mutex);
-            output += piece.substr(0, maximumText - std::min(maximumText, output.size()));
-        }
-        void end() {
-            MutexLock lock(mutex);
-            ended = true;
-            changed.notifyAll();
-        }
-        bool wait(std::chrono::milliseconds limit) {
-            const auto deadline = std::chrono::steady_clock::now() + limit;
-            MutexLock lock(mutex);
-            while (!ended && changed.waitUntil(mutex, deadline)) {
-            }
-            return ended;
-        }
-        std::string text() {
-            MutexLock lock(mutex);
-            return output;
-        }
-
-      private:
-        Mutex mutex;
-        Condition changed;
-        std::string output GUARDED_BY(mutex);
-        bool ended GUARDED_BY(mutex) = false;
-    };
-
-    std::shared_ptr<Told> told = std::make_shared<Told>();
+    std::future<void> ended;
     std::unique_ptr<ChildProcess> child;
 };
 

@@ -127,7 +127,8 @@ void UpdateController::run(Work work, Apply apply) {
     if (!startWorkThread("update", [deliver, operation = flag, work = std::move(work)] {
             deliver(work(*operation));
         }))
-        finish(sentence(UpdateFailure::offline)); // the system has no thread left
+        // The system has no thread left.
+        finish(sentence(flag->isCancelled() ? UpdateFailure::cancelled : UpdateFailure::offline));
 }
 
 std::function<void()> UpdateController::purge() const {
@@ -220,7 +221,7 @@ void UpdateController::applyDownload(const Preparation& result) {
 void UpdateController::showDownload() {
     recheck([this] {
         services->workspace.revealItem(prepared->application);
-        return rechecked;
+        finish(rechecked);
     });
 }
 
@@ -228,12 +229,16 @@ void UpdateController::openUpdate() {
     if (!passedRecheck)
         return;
     recheck([this] {
-        return services->workspace.openApplication(prepared->application) ? opened : notOpened;
+        services->workspace.openNewInstance(
+            prepared->application, {},
+            forCurrentOperation([this](const Workspace::OpenOutcome& outcome) {
+                finish(outcome ? notOpened : opened);
+            }));
     });
 }
 
-/// Then does what gives the sentence for the user, if all is well.
-void UpdateController::recheck(std::function<std::string()> then) {
+/// Then does what ends with a sentence for the user, if all is well.
+void UpdateController::recheck(std::function<void()> then) {
     if (!prepared || !begin())
         return;
     publish(rechecking);
@@ -250,7 +255,7 @@ void UpdateController::recheck(std::function<std::string()> then) {
                 return finish(sentence(UpdateFailure::corrupt));
             }
             passedRecheck = true;
-            finish(then());
+            then();
         });
 }
 

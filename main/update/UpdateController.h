@@ -69,7 +69,8 @@ class UpdateController {
     /// Checks the prepared release again and shows it in the file browser. It is forgotten when it
     /// is no longer what it was.
     void showDownload();
-    /// Checks it again and starts it; a file browser here takes an application for a folder.
+    /// Checks it again and starts it; a file browser here takes an application for a folder. Busy
+    /// until it has shown its window or not: a start that is under way cannot be cancelled.
     void openUpdate();
 
     /// Ends what runs, if anything does. The fields tell so when it has ended.
@@ -88,7 +89,7 @@ class UpdateController {
     std::string assessFeed(const BoundedDownload::Result& body);
     std::function<void(std::int64_t)> progressReport();
     void applyDownload(const tl::expected<UpdatePreparation::Prepared, std::string>& result);
-    void recheck(std::function<std::string()> then);
+    void recheck(std::function<void()> then);
     void finish(std::string status);
     void publish(std::string status);
 

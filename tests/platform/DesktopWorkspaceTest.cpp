@@ -87,14 +87,6 @@ struct ScriptedApplication : testing::TemporaryFolder {
     std::string gate() const { return path() / "gate"; }
 };
 
-TEST(DesktopWorkspace, StartsAnApplicationThatStaysByItself) {
-    const auto workspace = desktopWorkspace();
-    EXPECT_FALSE(workspace->openApplication("/none")) << "none is there";
-    const ScriptedApplication application("cd \"${0%/Contents*}\"; pwd >gate\n");
-    EXPECT_TRUE(workspace->openApplication(application.path()));
-    EXPECT_EQ(testing::readAll(application.gate()), application.path().string() + "\n");
-}
-
 /// Writes the word to the pipe that the environment names.
 const std::string saysItsWord =
     "printf w >/proc/self/fd/${TALLYWICK_WINDOW_SHOWN%%:*}; cd \"${0%/Contents*}\"\n";

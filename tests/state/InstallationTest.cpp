@@ -53,7 +53,6 @@ struct FakeDesktop : Workspace, Alerts {
 
     bool openAddress(const std::string&) override { return false; }
     bool openFolder(const fs::path&) override { return false; }
-    bool openApplication(const fs::path&) override { return false; }
     void copyText(const std::string&) override {}
     void revealItem(const fs::path& item) override {
         diary.note("reveal " + item.filename().string());

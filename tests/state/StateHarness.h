@@ -43,7 +43,6 @@ struct FakeWorkspace : Workspace {
     }
     bool openFolder(const std::filesystem::path& folder) override { return openAddress(folder); }
     void revealItem(const std::filesystem::path&) override {}
-    bool openApplication(const std::filesystem::path&) override { return false; }
     void openNewInstance(const std::filesystem::path&, const std::vector<std::string>&,
                          std::function<void(OpenOutcome)>) override {}
     void copyText(const std::string& text) override { clipboard = text; }

@@ -7,9 +7,23 @@
 
 #include <QCoreApplication>
 
+#include <dlfcn.h>
+
 #include <algorithm>
+#include <atomic>
 #include <functional>
 #include <thread>
+
+/// Whether the host of the user's proxy script does not answer now.
+static std::atomic<bool> scriptIsSilent = false;
+
+/// Stands in front of libproxy's, which Qt calls.
+extern "C" char** px_proxy_factory_get_proxies(void* factory, const char* address);
+char** px_proxy_factory_get_proxies(void* factory, const char* address) {
+    scriptIsSilent.wait(true);
+    const auto next = ::dlsym(RTLD_NEXT, "px_proxy_factory_get_proxies");
+    return reinterpret_cast<decltype(&px_proxy_factory_get_proxies)>(next)(factory, address);
+}
 
 namespace tallywick {
 namespace {
@@ -254,6 +268,23 @@ TEST(DownloadThroughAProxy, asksTheOneThatTheUserHasSet) {
         EXPECT_TRUE(proxy.requests()[0].starts_with("CONNECT corvane.example:443 HTTP/1.1\r\n"))
             << proxy.requests()[0];
         EXPECT_EQ(proxy.requests()[0].find("toolyard"), std::string::npos);
+        EXPECT_TRUE(waitForWorkThreads(60s));
+    });
+}
+
+TEST(DownloadThroughAProxy, endsThoughNobodyTellsWhichOne) {
+    testing::runApart([] {
+        scriptIsSilent = true;
+        CancellationFlag flag;
+        DownloadRequest wanted{.url = url, .maximum = 8, .wholeLimit = 50ms};
+        EXPECT_EQ(fetchBounded(wanted, {}, flag), tl::unexpected(UpdateFailure::offline));
+        wanted.wholeLimit = never;
+        std::thread cancelling([&] { flag.cancel(); });
+        EXPECT_EQ(fetchBounded(wanted, {}, flag), tl::unexpected(UpdateFailure::cancelled));
+        cancelling.join();
+        EXPECT_FALSE(waitForWorkThreads(0ms)) << "still asking";
+        scriptIsSilent = false;
+        scriptIsSilent.notify_all();
         EXPECT_TRUE(waitForWorkThreads(60s));
     });
 }

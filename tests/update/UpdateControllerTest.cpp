@@ -218,10 +218,21 @@ TEST_F(UpdateControllerTest, showsAndOpensOnlyWhatPassesARecheck) {
     EXPECT_EQ(show(), rechecked);
     EXPECT_THAT(told, ElementsAre("Rechecking the saved update…", rechecked));
     EXPECT_TRUE(fields().offersShow && fields().offersOpen);
-    EXPECT_EQ(open(), "The update has been opened. Choose Install and Open in it.");
-    EXPECT_THAT(desktop.done, ElementsAre("show " + bundle, "open " + bundle));
-    desktop.works = false;
-    EXPECT_EQ(open(), "The update could not be opened. Show the download and open it there.");
+    desktop.done.clear();
+    controller->openUpdate();
+    EXPECT_TRUE(eventually([&] { return !desktop.done.empty(); }));
+    EXPECT_THAT(desktop.done, ElementsAre("open " + bundle));
+    EXPECT_TRUE(fields().busy) << "until it is known how that came out";
+    desktop.opened("It has not shown its window.");
+    EXPECT_EQ(outcome(), "The update could not be opened. Show the download and open it there.");
+    told.clear();
+    desktop.opened({}); // after all
+    EXPECT_TRUE(eventually([&] { return !told.empty(); }));
+    EXPECT_EQ(fields().status, "The update has been opened. Choose Install and Open in it.");
+    EXPECT_EQ(check(), available);
+    desktop.opened({});
+    QCoreApplication::processEvents();
+    EXPECT_EQ(fields().status, available) << "not any more";
 
     for (const auto operation : {&UpdateController::showDownload, &UpdateController::openUpdate}) {
         recheckOutcome = {};

@@ -62,19 +62,20 @@ class UpdateStory : public ::testing::Test {
     std::string open() { return outcomeOf(&UpdateController::openUpdate); }
 
     struct Desktop : Workspace {
-        bool works = true;
         std::vector<std::string> done;
+        std::function<void(OpenOutcome)> opened; ///< by the last one that was started
         bool openAddress(const std::string&) override { return false; }
         bool openFolder(const std::filesystem::path&) override { return false; }
-        void openNewInstance(const std::filesystem::path&, const std::vector<std::string>&,
-                             std::function<void(OpenOutcome)>) override {}
+        void openNewInstance(const std::filesystem::path& bundle,
+                             const std::vector<std::string>& arguments,
+                             std::function<void(OpenOutcome)> tell) override {
+            EXPECT_TRUE(arguments.empty());
+            done.push_back("open " + bundle.string());
+            opened = std::move(tell);
+        }
         void copyText(const std::string&) override {}
         void revealItem(const std::filesystem::path& item) override {
             done.push_back("show " + item.string());
-        }
-        bool openApplication(const std::filesystem::path& bundle) override {
-            done.push_back("open " + bundle.string());
-            return works;
         }
     };
 

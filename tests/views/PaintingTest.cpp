@@ -102,6 +102,7 @@ TEST(Texts, FromOutsideBecomeOneHarmlessLine) {
         {QString(10000, QChar(7)) + QString(10000, u'x'), QString(1000, u'x')}};
     for (const auto& [text, line] : cases)
         EXPECT_EQ(oneLine(text).toStdString(), line.toStdString());
+    EXPECT_EQ(oneLine(QString(3000, u'x'), 2000), QString(2000, u'x'));
 }
 
 TEST(Texts, StandInAToolTipAsTheyAreAndWrapBetweenWordsAlone) {

@@ -193,8 +193,12 @@ TEST_F(Sheets, TellHowFarADownloadIs) {
     const int middle = image.height() / 2;
     EXPECT_EQ(image.pixelColor(image.width() * 39 / 100, middle), theme.accentText);
     EXPECT_NE(image.pixelColor(image.width() * 41 / 100, middle), theme.accentText);
-    show({});
+    const auto notes = QString(u"Faster.\u2028"_qs).repeated(250);
+    show(with({.status = notes.toStdString()}));
     EXPECT_FALSE(bar->isVisible());
+    const auto* const status = settings()->findChildren<StatusNotice*>().back();
+    EXPECT_EQ(status->text(), u"Faster. "_qs.repeated(250)) << "all of it";
+    EXPECT_TRUE(status->wordWrap());
 }
 
 TEST_F(Sheets, KeepTheKeyboardForTheButtonThatHasToWaitOrForItsHeir) {

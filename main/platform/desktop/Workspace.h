@@ -25,10 +25,6 @@ class Workspace {
     /// cannot select, the folder around it.
     virtual void revealItem(const std::filesystem::path& item) = 0;
 
-    /// Starts the application of a bundle, which outlives this program. False when that is not
-    /// possible.
-    [[nodiscard]] virtual bool openApplication(const std::filesystem::path& bundle) = 0;
-
     /// How a new instance came out: absent when it has shown its window, else a sentence that tells
     /// why it could not be opened.
     using OpenOutcome = std::optional<std::string>;

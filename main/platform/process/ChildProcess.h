@@ -62,6 +62,9 @@ class ChildProcess {
     /// False from the moment at which the child's end is seen.
     bool isRunning() const;
 
+    /// Whether the child has ended with exit status 0. Known when `terminated` is called.
+    bool hasSucceeded() const;
+
     /// Gives the whole message to the child's standard input without ever blocking: what the pipe
     /// does not take now is written as the child reads. `maximumUnread` bounds what may lie
     /// waiting, this message included.

@@ -12,7 +12,6 @@
 
 #include <algorithm>
 #include <cstdlib>
-#include <iostream>
 #include <system_error>
 
 // Of libarchive, which is loaded when it is needed: the program does without it until then.
@@ -176,7 +175,6 @@ int run(const fs::path& archive, std::string_view sha256, const fs::path& folder
     if (!entries || !library.isComplete()
         || !Reader(library, *bytes).unpack(std::move(*entries), folder))
         return EXIT_FAILURE;
-    std::cout << doneText << std::flush;
     return EXIT_SUCCESS;
 }
 

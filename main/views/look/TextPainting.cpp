@@ -95,9 +95,6 @@ QFont designFont(FontRole role, const QString& family) {
 
 namespace {
 
-/// UTF-16 units of a line. More than any window shows, and little enough to be laid out at once.
-constexpr qsizetype longestLine = 1000;
-
 /// Characters of a tooltip that may stand in one line.
 constexpr qsizetype longestToolTipLine = 80;
 
@@ -167,16 +164,16 @@ void begin(QPainter& painter, const QRectF& area, const QFont& font, const QColo
 
 } // namespace
 
-QString oneLine(const QString& text) {
+QString oneLine(const QString& text, qsizetype longest) {
     QString line;
-    for (qsizetype at = 0; at < text.size() && line.size() < longestLine; ++at) {
+    for (qsizetype at = 0; at < text.size() && line.size() < longest; ++at) {
         const QChar unit = text[at];
         if (unit.isSurrogate()) {
             const bool isPair =
                 unit.isHighSurrogate() && at + 1 < text.size() && text[at + 1].isLowSurrogate();
             if (!isPair)
                 continue;
-            if (line.size() + 2 > longestLine)
+            if (line.size() + 2 > longest)
                 break;
             line.append(unit).append(text[++at]);
         } else if (isLineBreak(unit.unicode())) {

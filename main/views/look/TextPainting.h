@@ -31,8 +31,10 @@ QFont designFont(FontRole role);
 QFont designFont(FontRole role, const QString& family);
 
 /// A text from outside as one harmless line: no line breaks, control or bidirectional formatting
-/// characters, at most 1,000 characters, and only whole ones.
-QString oneLine(const QString& text);
+/// characters, at most so many UTF-16 units, and only whole characters. What is drawn as one line
+/// needs no more than those of `longestLine`.
+inline constexpr qsizetype longestLine = 1000;
+QString oneLine(const QString& text, qsizetype longest = longestLine);
 
 /// The width of one line in the font's units.
 double lineWidth(const QString& text, const QFont& font);

@@ -175,7 +175,8 @@ void UpdateSection::present(const UtilityFields& fields) {
     for (UtilityButton* button : {check, download, show, open})
         enable(button, !updates.busy);
 
-    const QString text = oneLine(QString::fromStdString(updates.status));
+    const QString given = QString::fromStdString(updates.status);
+    const QString text = oneLine(given, given.size()); // it wraps, and is bounded by the feed
     progress->setVisible(updates.progress.has_value());
     if (!updates.progress)
         return status->present(text);

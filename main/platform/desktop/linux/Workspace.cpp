@@ -121,15 +121,6 @@ class DesktopWorkspace final : public Workspace {
         });
     }
 
-    bool openApplication(const std::filesystem::path& bundle) override {
-        try {
-            launchForWord(bundle / Product::executablePath, {});
-            return true;
-        } catch (const std::system_error&) {
-            return false;
-        }
-    }
-
     /// The start waits for the disk that the bundle lies on, which may not answer: on a thread of
     /// its own.
     void openNewInstance(const std::filesystem::path& bundle,

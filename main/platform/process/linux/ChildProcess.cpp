@@ -18,6 +18,7 @@ extern "C" { // the header of glibc 2.36 does not say so itself
 #include <algorithm>
 #include <array>
 #include <cerrno>
+#include <cstdlib>
 #include <future>
 #include <optional>
 #include <system_error>
@@ -107,6 +108,7 @@ struct ChildProcess::Shared {
     std::string unread GUARDED_BY(mutex); ///< accepted messages, from `flushed` on not yet written
     std::size_t flushed GUARDED_BY(mutex) = 0;
     bool running GUARDED_BY(mutex) = true;
+    bool succeeded GUARDED_BY(mutex) = false;
     bool terminating GUARDED_BY(mutex) = false;
     std::optional<SteadyClock::time_point> killAt GUARDED_BY(mutex);
 };
@@ -233,6 +235,10 @@ void ChildProcess::Shared::takeLeave() {
     siginfo_t status{};
     uninterrupted(
         [&] { return ::waitid(P_PIDFD, static_cast<id_t>(process.get()), &status, WEXITED); });
+    {
+        MutexLock lock(mutex);
+        succeeded = status.si_code == CLD_EXITED && status.si_status == EXIT_SUCCESS;
+    }
     call(&Handlers::terminated);
 }
 
@@ -307,6 +313,11 @@ ChildProcess::~ChildProcess() {
 bool ChildProcess::isRunning() const {
     MutexLock lock(shared->mutex);
     return shared->running;
+}
+
+bool ChildProcess::hasSucceeded() const {
+    MutexLock lock(shared->mutex);
+    return shared->succeeded;
 }
 
 ChildProcess::WriteOutcome ChildProcess::write(std::string_view message,
