@@ -1,9 +1,10 @@
 #include "codex/CodexBridge.h"
 
-#include "support/ScriptedHelper.h"
+#include "support/TemporaryFolder.h"
 
 #include <gmock/gmock.h>
 
+#include <fstream>
 #include <future>
 
 namespace tallywick {
@@ -12,10 +13,10 @@ namespace {
 using ::testing::AllOf;
 using ::testing::ElementsAre;
 using ::testing::EndsWith;
-using testing::ScriptedHelper;
 using ::testing::StartsWith;
+using testing::TemporaryFolder;
 using Seconds = AccountTransport::Seconds;
-using Steps = std::vector<std::string>;
+using Lines = std::vector<std::string>;
 
 constexpr Seconds atOnce{0.02};
 constexpr std::chrono::seconds patience{60};
@@ -25,9 +26,22 @@ const std::string oversizedText = BridgeFailure::oversizedResponse().description
 const std::string right = R"({"right":true})";
 
 // Steps of a helper.
-const std::string answer = R"(send {"id":$ID,"result":{"right":true}})";
+const std::string answer = R"(send '{"id":$ID,"result":{"right":true}}')";
 const std::string ready =
-    R"(send {"method":"account/login/completed","params":{"loginId":"ready"}})";
+    R"(send '{"method":"account/login/completed","params":{"loginId":"ready"}}')";
+
+/// A helper that is ready to be started: see misbehaving-helper.sh for its steps.
+struct ScriptedHelper {
+    TemporaryFolder folder;
+
+    explicit ScriptedHelper(const Lines& steps) {
+        std::filesystem::create_symlink(MISBEHAVING_HELPER, path());
+        std::ofstream script(folder / "codex.script");
+        for (const std::string& step : steps)
+            script << step << '\n';
+    }
+    std::filesystem::path path() const { return folder / "codex"; }
+};
 
 /// A bridge to a helper that follows a script.
 struct Session {
@@ -36,7 +50,7 @@ struct Session {
     std::promise<void> ready;
     std::shared_ptr<CodexBridge> bridge;
 
-    explicit Session(const Steps& steps, const CodexBridge::Options& options = {})
+    explicit Session(const Lines& steps, const CodexBridge::Options& options = {})
         : helper(steps),
           bridge(CodexBridge::launch(
               helper.path(), false, [this](const BridgeEvent& event) { take(event); }, options)) {}
@@ -60,40 +74,44 @@ struct Session {
         }
     }
     /// Closes the bridge and returns every line that the helper read.
-    Steps end() const {
+    Lines end() const {
         bridge->close();
         EXPECT_TRUE(waitForChildProcesses(patience));
-        return helper.received();
+        Lines received;
+        std::ifstream file(helper.folder / "codex.received");
+        for (std::string line; std::getline(file, line);)
+            received.push_back(line);
+        return received;
     }
 };
 
 TEST(CodexBridge, AnswersARequestWhateverElseTheHelperDoes) {
     const struct {
-        Steps steps; ///< after the request was read
+        Lines steps; ///< after the request was read
         std::string outcome;
     } rows[] = {
-        {{"bytewise " + answer.substr(5)}, right},
-        {{"raw \xEF\xBB\xBF{\"id\":$ID,\"result\":{\"right\":true}}\\r\\n"}, right},
+        {{"bytewise" + answer.substr(4)}, right},
+        {{"say '\xEF\xBB\xBF{\"id\":$ID,\"result\":{\"right\":true}}\\r\\n'"}, right},
         // Behind lines that are no messages, answers to nobody,
-        {{R"(raw \n\r\njunk\n[1]\n"text"\n{"id":$ID,"result"\n\0\n{"id":$ID,"result":{}}\0x\n)",
-          "raw {\"id\":$ID,\"result\":{\"a\":\"\xC3\x28\"}}\\n", R"(send {"id":99,"result":{}})",
-          R"(send {"id":"$ID","result":{}})", R"(send {"id":$ID.0,"result":{}})",
-          R"(send {"result":{}})", answer, R"(send {"id":$ID,"result":{}})"},
+        {{R"(say '\n\r\njunk\n[1]\n"text"\n{"id":$ID,"result"\n\0\n{"id":$ID,"result":{}}\0x\n')",
+          "say '{\"id\":$ID,\"result\":{\"a\":\"\xC3\x28\"}}\\n'",
+          R"(send '{"id":99,"result":{}}\n{"id":"$ID","result":{}}\n{"id":$ID.0,"result":{}}')",
+          answer, R"(send '{"id":$ID,"result":{}}')"},
          right},
         // and messages of the helper's own, even without end and without reading the replies.
-        {{R"(send {"method":"item/tool/call","id":$ID,"params":{}})", "ask-often 25000", answer},
+        {{R"(yes '{"method":"item/tool/call","id":1,"params":{}}' | head -n 25000)", answer},
          right},
-        {{"flood-errors 1000000", "close-input", answer, "hang"}, right},
+        {{"flood 1000000 >&2", "exec 0<&-", answer, "hang"}, right},
         {{answer, "exit 0"}, right},
-        {{"die-of 11"}, closedText},
-        {{"close-output", "hang"}, closedText},
-        {{"grandchild", R"(raw {"id":$ID,"result":{"right")", "exit 0"}, closedText},
-        {{R"(send {"error":{"code":429,"message":"x"},"id":$ID})"}, "Codex error 429: x"},
+        {{"kill -SEGV $$"}, closedText},
+        {{"exec 1>&-", "hang"}, closedText},
+        {{"grandchild", R"(say '{"id":$ID,"result":{"right"')", "exit 0"}, closedText},
+        {{R"(send '{"error":{"code":429,"message":"x"},"id":$ID}')"}, "Codex error 429: x"},
         {{"answer-of 2097153"}, oversizedText},
-        {{"flood 3000000", "raw \\n", answer}, oversizedText},
+        {{"flood 3000000", "send", answer}, oversizedText},
     };
     for (const auto& row : rows) {
-        Steps steps{"expect account/read"};
+        Lines steps{"expect account/read"};
         steps.insert(steps.end(), row.steps.begin(), row.steps.end());
         EXPECT_EQ(Session(steps).ask(), row.outcome) << row.steps.front();
     }
@@ -103,7 +121,7 @@ TEST(CodexBridge, AnswersARequestWhateverElseTheHelperDoes) {
 
 TEST(CodexBridge, WritesItsMessagesByteForByte) {
     Session session({"expect initialize",
-                     R"(send {"id":$ID,"result":{"userAgent":"codex/4.55.6-b"}})",
+                     R"(send '{"id":$ID,"result":{"userAgent":"codex/4.55.6-b"}}')",
                      "expect initialized", "expect account/login/cancel", answer});
     session.bridge->initialize();
     EXPECT_EQ(session.bridge->version(), "4.55.6");
@@ -126,22 +144,30 @@ TEST(CodexBridge, WritesItsMessagesByteForByte) {
 }
 
 TEST(CodexBridge, TellsWhatTheHelperSaysByItselfAndRefusesItsRequests) {
-    const std::string updated = R"(send {"method":"account/updated",)";
-    const std::string refresh = R"(send {"method":"account/chatgptAuthTokens/refresh")";
-    Session session({updated + R"("params":{"authMode":"chatgpt"}})",
-                     updated + R"("id":null,"params":{"authMode":"apikey"}})",
-                     refresh + "}", // a notification, and no request
-                     refresh + R"(,"id":1.50})", "read-reply", ready});
+    const std::string ids[] = {R"("abc")", "18446744073709551615", "1.50"};
+    const std::string refresh = R"({"method":"account/chatgptAuthTokens/refresh")";
+    Lines steps{R"(send '{"method":"account/updated","params":{"authMode":"chatgpt"}}')",
+                R"(send '{"method":"account/updated","id":null,"params":{"authMode":"apikey"}}')",
+                "send '" + refresh + "}'"}; // a notification, and no request
+    for (const std::string& id : ids)
+        steps.insert(steps.end(), {"send '" + refresh + ",\"id\":" + id + "}'", "hear"});
+    steps.push_back(ready);
+    Session session(steps);
     session.ready.get_future().wait();
     EXPECT_EQ(session.bridge->mode(), "chatgptAuthTokens");
     EXPECT_EQ(session.bridge->revision(), 2);
-    EXPECT_THAT(session.end(), ElementsAre(StartsWith(R"({"id":1.50,"error":{"code":-32601,)")));
-    EXPECT_EQ(session.events, "account chatgpt\naccount apikey\nexternal refresh\n");
+    Lines replies;
+    for (const std::string& id : ids)
+        replies.push_back(R"({"id":)" + id + R"(,"error":{"code":-32601,"message":"This utility )"
+                          + R"(does not provide tokens or execute server requests."}})");
+    EXPECT_EQ(session.end(), replies);
+    EXPECT_EQ(session.events, "account chatgpt\naccount apikey\nexternal refresh\n"
+                              "external refresh\nexternal refresh\n");
 }
 
 TEST(CodexBridge, TimesOutAndDropsTheLateAnswer) {
     const Session session({"expect account/read", "expect account/usage/read",
-                           R"(send {"id":1,"result":{"late":true}})", answer});
+                           R"(send '{"id":1,"result":{"late":true}}')", answer});
     EXPECT_EQ(session.ask("account/read", Json::object(), atOnce), timeoutText);
     EXPECT_EQ(session.ask("account/usage/read"), right);
     session.end();
@@ -153,7 +179,7 @@ TEST(CodexBridge, TimesOutAndDropsTheLateAnswer) {
 }
 
 TEST(CodexBridge, RefusesAFifthRequestAndFailsAllWhenClosed) {
-    Steps steps(4, "expect account/read");
+    Lines steps(4, "expect account/read");
     steps.push_back(ready);
     Session session(steps);
     std::vector<std::future<std::string>> waiting;
@@ -170,9 +196,9 @@ TEST(CodexBridge, RefusesAFifthRequestAndFailsAllWhenClosed) {
 
 TEST(CodexBridge, EndsAHelperThatDoesNotWantTo) {
     const CodexBridge::Options options{.killGrace = std::chrono::milliseconds(20)};
-    const Session flooding({"deaf-to-sigterm", "grandchild", "flood 2097153", "hang"}, options);
+    const Session flooding({"trap '' TERM", "grandchild", "flood 2097153", "hang"}, options);
     EXPECT_TRUE(waitForChildProcesses(patience)) << "the oversized line alone is its end";
-    Session deaf({"deaf-to-sigterm", "grandchild", ready, "stop"}, options);
+    Session deaf({"trap '' TERM", "grandchild", ready, "kill -STOP $$"}, options);
     deaf.ready.get_future().wait();
     deaf.end();
     const ScriptedHelper silent({"hang"});
@@ -182,7 +208,7 @@ TEST(CodexBridge, EndsAHelperThatDoesNotWantTo) {
 }
 
 TEST(CodexBridge, MayBeClosedAndDestroyedByItsOwnEvent) {
-    const ScriptedHelper helper({R"(send {"method":"account/updated"})", "hang"});
+    const ScriptedHelper helper({R"(send '{"method":"account/updated"}')", "hang"});
     std::promise<std::shared_ptr<CodexBridge>> launched;
     std::promise<void> destroyed;
     const auto destroy = [&](const BridgeEvent&) {

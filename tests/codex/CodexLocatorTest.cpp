@@ -34,7 +34,6 @@ std::string elf(char machine) {
 }
 const std::string elfX86 = elf(62);
 const std::string elfArm = elf(static_cast<char>(183));
-const std::string machArm("\xCF\xFA\xED\xFE\x0C\0\0\1", 8);
 
 /// Where npm has put the helper since 0.133, in a folder of packages.
 const std::string packagedHelper =
@@ -71,14 +70,11 @@ struct Machine {
     }
     CodexLocator locator() const {
         const HelperSurroundings here{
-            folder / "root", folder / "home", searchPath,
-            [this](const Names&) { return std::vector{folder / "running.app"}; },
-            [this](const std::string& name) {
+            folder / "root", folder / "home", searchPath, {}, [this](const std::string& name) {
                 const auto found = environment.find(name);
                 return found == environment.end() ? "" : found->second;
             }};
-        return CodexLocator(processor == "Mac" ? macHelperPlaces(here)
-                                               : linuxHelperPlaces(here, processor));
+        return CodexLocator(linuxHelperPlaces(here, processor));
     }
     Names candidates(const std::optional<fs::path>& preferred = std::nullopt) const {
         Names names;
@@ -100,17 +96,6 @@ struct Machine {
         }
     }
 };
-
-TEST(CodexLocator, LooksAtThePlacesOfAMacInTheirOrder) {
-    Machine machine{"Mac", machArm};
-    machine.search({"search"});
-    const std::string inBundle = ".app/Contents/Resources/codex";
-    machine.expectOrder(
-        {"root/Applications/ChatGPT" + inBundle, "home/Applications/Codex" + inBundle,
-         "running" + inBundle, "root/opt/homebrew/bin/codex",
-         "home/.npm-global/lib/node_modules/@openai/codex/vendor/aarch64-apple-darwin/codex/codex",
-         "search/codex", "home/.vscode/extensions/openai.chatgpt-4/bin/macos-aarch64/codex"});
-}
 
 TEST(CodexLocator, LooksAtThePlacesOfLinuxInTheirOrder) {
     Machine machine{"arm64", elfArm};
@@ -172,11 +157,7 @@ TEST(CodexLocator, LooksAtWhatPackageManagersKeepTheNewestVersionFirst) {
 
 TEST(CodexLocator, ResolvesOnlyNativeExecutablesOfTheRightName) {
     qputenv("PATH", "/a:/b");
-    qputenv("NVM_DIR", "/moved");
-    const HelperPlaces here = systemHelperPlaces();
-    EXPECT_EQ(here.searchPath, "/a:/b");
-    EXPECT_TRUE(std::ranges::any_of(here.managedPackages,
-                                    [](const auto& manager) { return manager.base == "/moved"; }));
+    EXPECT_EQ(systemHelperPlaces().searchPath, "/a:/b");
     const Machine machine;
     machine.plant({"bin/codex", "bin/codex-1", "bin/other", "bin/codexes", "bin/Codex",
                    "A.APP/Contents/Resources/codex", "folder/codex/file", "plain/codex"});
@@ -267,35 +248,22 @@ TEST(CodexLocator, LooksAtNoMoreThanIsSensible) {
     std::string others = "/" + std::string(100'000, 'x') + ":";
     for (int i = 0; i < 22; ++i)
         others.append("relative").append(1'000, ':'); // empty parts do not count
-    const auto isFound = [&](const std::string& searchPath) {
-        machine.searchPath = searchPath;
-        return !machine.candidates().empty();
-    };
-    EXPECT_TRUE(isFound(others + part));
-    EXPECT_FALSE(isFound(others + "/none:" + part)) << "a 25th part of the search path";
-    EXPECT_FALSE(isFound(fs::relative(part)));
-
-    const auto inVersion = [](int number) {
-        return "home/.nvm/versions/node/v" + std::to_string(number) + "/lib/node_modules/"
-               + packagedHelper;
-    };
-    for (int number = 2; number < 50; ++number)
-        machine / inVersion(number);
-    machine.plant({inVersion(1)});
-    EXPECT_EQ(machine.candidates(), Names{}) << "the 49th version";
+    machine.searchPath = others + part;
+    EXPECT_EQ(machine.candidates().size(), 1U);
+    for (const std::string& refused : {others + "/none:" + part, fs::relative(part).string()}) {
+        machine.searchPath = refused;
+        EXPECT_EQ(machine.candidates(), Names{});
+    }
 
     // No folder at all, and never answers.
     ASSERT_EQ(::mkfifo((machine / "home/.vscode/extensions").c_str(), 0777), 0);
-    Names names;
+    Names names; // of the last six by name the first three
     for (const char* version : {"gpt-0.4.1", "gpt-0.4.10", "gpt-0.4.2", "gpt-0.5", "gpt-1",
                                 "gpt-1\xff", "gpt-2", "gpt-A", "gpt", "-9"})
         names.push_back("home/.cursor/extensions/openai.chat"s + version
                         + "/bin/linux-x86_64/codex");
     machine.plant(names);
     EXPECT_EQ(machine.candidates(), Names(names.begin() + 2, names.begin() + 5));
-    for (std::size_t i = 2; i < 8; ++i)
-        fs::remove(machine / names[i]);
-    EXPECT_EQ(machine.candidates(), Names{}) << "the seventh extension from the end";
 }
 
 /// Places of which those on the share hold up whoever looks at them, until it answers; each of the

@@ -14,42 +14,11 @@ namespace tallywick {
 namespace {
 
 using enum ConnectionIssue;
+using namespace std::string_literals;
 
 Json json(const std::string& text) { return parseJson(text).value(); }
 
 const std::string longestId(128, 'l'); // of a sign-in
-
-TEST(LineBuffer, GivesTheSameLinesWhereverTheStreamIsCutAndLimitsThem) {
-    /// The lengths of the lines in a stream that comes in pieces; -1 where a limit ends it.
-    using Lengths = std::vector<long>;
-    const auto lengths = [](const std::vector<std::string>& pieces) {
-        LineBuffer buffer;
-        Lengths found;
-        std::string_view line;
-        for (const std::string& piece : pieces) {
-            buffer.append(piece);
-            LineBuffer::Next next = LineBuffer::Next::line;
-            while ((next = buffer.next(line)) == LineBuffer::Next::line)
-                found.push_back(static_cast<long>(line.size()));
-            if (next == LineBuffer::Next::oversized)
-                found.push_back(-1);
-        }
-        return found;
-    };
-    const std::string stream = "1\n\n333\r\n4444\nunfinished";
-    for (std::size_t first = 0; first <= stream.size(); ++first)
-        for (std::size_t next = first; next <= stream.size(); ++next)
-            ASSERT_EQ(lengths({stream.substr(0, first), stream.substr(first, next - first),
-                               stream.substr(next)}),
-                      (Lengths{1, 0, 4, 4}))
-                << first << ", " << next;
-
-    const long limit = 2'097'152;
-    const std::string full(limit, 'x');
-    EXPECT_EQ(lengths({"a\n" + full, "x"}), (Lengths{1, -1}));
-    EXPECT_EQ(lengths({full + "\n" + full.substr(1)}), Lengths{limit}) << "may wait together";
-    EXPECT_EQ(lengths({full + "\n" + full}), Lengths{-1});
-}
 
 TEST(HelperProtocol, AllowsSixRequestsAndNoOthers) {
     const auto isAllowed = [](const std::string& method, const Json& params = Json::object()) {
@@ -64,13 +33,20 @@ TEST(HelperProtocol, AllowsSixRequestsAndNoOthers) {
          {"initialize", "account/read", "account/rateLimits/read", "account/usage/read"})
         EXPECT_TRUE(isAllowed(method)) << method;
     EXPECT_FALSE(isAllowed("account/logout"));
-    EXPECT_TRUE(isAllowed("account/login/start", {{"type", "chatgpt"}}));
-    for (const Json& params : {Json{{"type", "apikey"}}, Json{{"type", "chatgpt"}, {"more", 1}}})
-        EXPECT_FALSE(isAllowed("account/login/start", params)) << params;
-    EXPECT_TRUE(isAllowed("account/login/cancel", {{"loginId", longestId}}));
-    for (const Json& params : {Json{{"loginId", ""}}, Json{{"loginId", "l"}, {"more", 1}},
-                               Json{{"loginId", longestId + "l"}}})
-        EXPECT_FALSE(isAllowed("account/login/cancel", params)) << params;
+    const struct {
+        const char* method;
+        Json params;
+        bool allowed;
+    } rows[] = {
+        {"account/login/start", {{"type", "chatgpt"}}, true},
+        {"account/login/start", {{"type", "apikey"}}, false},
+        {"account/login/start", {{"type", "chatgpt"}, {"more", 1}}, false},
+        {"account/login/cancel", {{"loginId", longestId}}, true},
+        {"account/login/cancel", {{"loginId", ""}}, false},
+        {"account/login/cancel", {{"loginId", "l"}, {"more", 1}}, false},
+    };
+    for (const auto& [method, params, allowed] : rows)
+        EXPECT_EQ(isAllowed(method, params), allowed) << params;
 }
 
 TEST(HelperProtocol, ReadsAnswers) {
@@ -78,7 +54,6 @@ TEST(HelperProtocol, ReadsAnswers) {
         {R"({"error":"x","result":{"a":1}})", R"({"a":1})"},
         {R"({"result":[]})", "Codex response error: missing result"},
         {R"({"error":{"message":"x"},"result":{}})", "Codex error: x"},
-        {R"({"error":{"code":429,"message":"x"}})", "Codex error 429: x"},
         {R"({"error":{"code":429.0,"message":1}})", "Codex error: Request failed"},
         {R"({"error":{"message":"é)" + std::string(1000, 'm') + "\"}}",
          "Codex error: é" + std::string(399, 'm')},
@@ -110,7 +85,6 @@ TEST(HelperProtocol, ReadsWhatTheHelperAnnounces) {
         {ofAccount, "[]", AccountChanged{}},
         {ofLogin, R"({"loginId":"L","success":true})", LoginCompleted{"L", true}},
         {ofLogin, R"({"loginId":"L","success":1})", LoginCompleted{"L", false}},
-        {ofLogin, R"({"loginId":")" + longestId + "\"}", LoginCompleted{longestId, false}},
         {ofLogin, R"({"loginId":"l)" + longestId + "\"}"},
         {ofLogin, "null"},
         {"account/chatgptAuthTokens/refresh", "{}"}, // no request
@@ -118,17 +92,6 @@ TEST(HelperProtocol, ReadsWhatTheHelperAnnounces) {
     for (const auto& row : rows)
         EXPECT_EQ(announcementIn(row.method, {{"params", json(row.params)}}), row.event)
             << row.params;
-}
-
-TEST(HelperProtocol, RefusesTheHelpersRequestsUnderTheirIds) {
-    for (const std::string id :
-         {R"("abc")", R"("")", "18446744073709551615", "1.50", "123456789012345678901234567890"}) {
-        const std::string line = R"({"id":)" + id + R"(,"method":"execCommandApproval"})";
-        EXPECT_EQ(refusalOf(json(line)["id"], line),
-                  R"({"id":)" + id
-                      + R"(,"error":{"code":-32601,"message":"This utility does not provide )"
-                        R"(tokens or execute server requests."}})");
-    }
 }
 
 TEST(Quota, IsTheFirstSevenDayWindowOfTheCodexLimit) {
@@ -144,13 +107,11 @@ TEST(Quota, IsTheFirstSevenDayWindowOfTheCodexLimit) {
     };
     const std::pair<std::string, std::optional<Quota>> rows[] = {
         {"{" + single + "}}", forty},
-        {"{" + single + R"(,"limitId":"codex"}})", forty},
         {"{" + single + R"(,"limitId":"other"}})", {}},
         {limits + "null," + single + "}}", forty},
         {limits + R"({"codex":null},)" + single + "}}", {}}, // a map hides the single limit
         {limits + R"({"a":{},"codex":{"limitId":"x","secondary":)" + week + "}}}", forty},
         {"{}", {}},
-        {with("40", "0"), Quota{0, 1.8e9}},
         {with("40", "100"), Quota{100, 1.8e9}},
         {with("40", "101"), forty},
         {with("40", "-1"), forty},
@@ -188,15 +149,13 @@ TEST(TokenActivity, TakesTheLifetimeAndTheLatestDay) {
     for (const auto& [result, activity] : rows)
         EXPECT_EQ(tokenActivityFromUsage(json(result)), activity) << result;
 
-    const auto isTaken = [](const std::string& day) {
+    const auto isTaken = [](const char* day) {
         const Json bucket{{"startDate", day}, {"tokens", 1}};
-        return tokenActivityFromUsage({{"dailyUsageBuckets", Json::array({bucket})}})
-            .latestDay.has_value();
+        return tokenActivityFromUsage({{"dailyUsageBuckets", {bucket}}}).latestDay.has_value();
     };
-    for (const char* day : {"2024-02-29", "2000-02-29", "0001-01-01"})
-        EXPECT_TRUE(isTaken(day)) << day;
-    for (const char* text : {"1900-02-29", "2024-13-01", "0000-01-01", "2024-2-03", "2024-02-3x",
-                             "+024-02-03", "2024/02-03", "2024-02/03", "2024-02-033"})
+    EXPECT_TRUE(isTaken("2024-02-29"));
+    for (const char* text : {"1900-02-29", "0000-01-01", "2024-2-03", "2024-02-3x", "2024/02-03",
+                             "2024-02/03", "2024-02-033"})
         EXPECT_FALSE(isTaken(text)) << text;
 }
 
@@ -208,9 +167,9 @@ TEST(SignInStart, IsTrustedWholeAndOnTheProvidersHostsOnly) {
     const std::string auth = "https://auth.openai.com/";
     const std::string longest = auth + std::string(8192 - auth.size(), 'a');
     const std::string usual = auth + "a?redirect_uri=http%3A%2F%2Flocalhost%3A1&s=b_c.d~e@:";
-    for (const std::string& link : {usual, std::string("https://chatgpt.com"),
-                                    std::string("https://Auth.OpenAI.com?a=b"), longest})
+    for (const std::string& link : {usual, "https://chatgpt.com"s, "https://Auth.OpenAI.com?a=b"s})
         EXPECT_EQ(opened(link), link);
+    EXPECT_EQ(opened(longest, longestId), longest);
 
     std::istringstream refused(R"(
         http://auth.openai.com/ HTTPS://auth.openai.com/ https:auth.openai.com/ https://
@@ -223,12 +182,9 @@ TEST(SignInStart, IsTrustedWholeAndOnTheProvidersHostsOnly) {
         https://auth.openai.com/<x>)");
     for (std::string link; refused >> link;)
         EXPECT_EQ(opened(link), "none");
-    for (const std::string& link : {std::string(), longest + "a", " " + auth, auth + "a b",
-                                    auth + "\n", auth + std::string(1, '\0')})
+    for (const std::string& link : {longest + "a", " " + auth, auth + "\n", auth + '\0'})
         EXPECT_EQ(opened(link), "none") << link;
-
-    EXPECT_EQ(opened(auth, longestId), auth);
-    for (const std::string& id : {std::string(), longestId + "l"})
+    for (const std::string& id : {""s, longestId + "l"})
         EXPECT_EQ(opened(auth, id), "none") << id;
     EXPECT_FALSE(signInStart({{"loginId", "L"}}) || signInStart({{"authUrl", auth}}));
 }
@@ -273,13 +229,9 @@ TEST(ConnectionIssue, IsFoundForWhateverWasThrown) {
     const std::pair<BridgeFailure, ConnectionIssue> failures[] = {
         {BridgeFailure::protocolError("403 token expired"), invalidResponse},
         {BridgeFailure::invalidExecutable(), missingHelper},
-        {BridgeFailure::oversizedResponse(), invalidResponse},
         {error(429, "403"), forbidden},
         {error(noCode, "1429, 4290"), invalidResponse},
-        {error(noCode, "4290 then 429"), throttled},
-        {error(-32601, "429"), throttled},
         {error(-32601, "401 token expired"), incompatible},
-        {error(401, "network"), authentication},
         {error(-32600, "Token EXPIRED"), authentication},
         {error(noCode, "no refresh token"), authentication},
         {error(noCode, "Not authenticated: cannot connect"), authentication},
