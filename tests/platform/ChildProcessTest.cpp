@@ -33,23 +33,8 @@ struct Child : testing::Transcript {
 };
 
 TEST(ChildProcess, DeliversAllOutputThenItsEndThenTheEndOfTheChild) {
-    const struct {
-        const char* name;
-        const char* script;
-        std::string events;
-    } cases[] = {
-        {"a grandchild that keeps the pipes open", "sleep 1000 & echo one",
-         "one\n[no more][ended]"},
-        {"a child that closes its output first", "echo one; exec >&-; read line", "one\n[no more]"},
-        {"a child that floods standard error", "head -c 1000000 /dev/zero >&2; echo one",
-         "one\n[no more][ended]"},
-        {"more than a pipe holds at the end", "head -c 3000000 /dev/zero | tr '\\0' x",
-         std::string(3'000'000, 'x') + "[no more][ended]"},
-    };
-    for (const auto& row : cases) {
-        Child child(row.script);
-        EXPECT_EQ(child.waitFor(row.events.substr(row.events.rfind('['))), row.events) << row.name;
-    }
+    Child child("sleep 1000 & head -c 3000000 /dev/zero | tr '\\0' x"); // which keeps the pipes
+    EXPECT_EQ(child.waitFor("[ended]"), std::string(3'000'000, 'x') + "[no more][ended]");
 }
 
 TEST(ChildProcess, KeepsItsInputUntilTheChildReadsOrRefusesIt) {
@@ -78,21 +63,18 @@ TEST(ChildProcess, KeepsItsInputUntilTheChildReadsOrRefusesIt) {
 }
 
 TEST(ChildProcess, EndsAChildThatDoesNotWantTo) {
-    for (const std::string script : {"trap '' TERM; echo ready; while :; do sleep 1000; done",
-                                     "echo ready; kill -STOP $$", "echo ready; sleep 1000"}) {
-        for (const bool isDestroyed : {true, false}) {
-            Child child(script, std::chrono::milliseconds(20));
-            child.waitFor("ready\n");
-            if (isDestroyed)
-                child.process.reset();
-            else
-                child.process->terminate();
-            EXPECT_TRUE(waitForChildProcesses(patience)) << script;
-            EXPECT_EQ(child.output(), isDestroyed ? "ready\n" : "ready\n[no more][ended]")
-                << script;
-            EXPECT_FALSE(child.process && child.process->isRunning());
-        } // asked again, when nobody is there any more
-    }
+    for (const bool isDestroyed : {true, false}) {
+        Child child("trap '' TERM; echo ready; while :; do sleep 1000; done",
+                    std::chrono::milliseconds(20));
+        child.waitFor("ready\n");
+        if (isDestroyed)
+            child.process.reset();
+        else
+            child.process->terminate();
+        EXPECT_TRUE(waitForChildProcesses(patience));
+        EXPECT_EQ(child.output(), isDestroyed ? "ready\n" : "ready\n[no more][ended]");
+        EXPECT_FALSE(child.process && child.process->isRunning());
+    } // asked again, when nobody is there any more
 }
 
 TEST(ChildProcess, FailsToStartWithoutACallOfItsHandlers) {

@@ -5,6 +5,8 @@
 #include "support/RunningProgram.h"
 #include "support/SampleBundle.h"
 
+#include <sstream>
+
 namespace tallywick {
 namespace {
 
@@ -61,27 +63,11 @@ TEST(AliasFile, OpensWhatItsOnlyReadingSays) {
     EXPECT_FALSE(opens("^Exec=\"@\"\n" + std::string(1, '\0')));
     for (const std::string command : {"\"@\" %f %F %u %U ", "env \"@\""})
         EXPECT_TRUE(opens("^Exec=" + command)) << command;
-    for (const std::string command : {"",
-                                      "env",
-                                      "@",
-                                      "\"@",
-                                      "'@'",
-                                      "\"@\"a",
-                                      "\"@\" --watch",
-                                      "\"@\" %k",
-                                      "sh \"@\"",
-                                      "\"@\" ; sh",
-                                      "\"@\";sh",
-                                      "\"@\\q\"",
-                                      "\"@\\\\q\"",
-                                      "\"/$HOME@\"",
-                                      "\"@%f\"",
-                                      "\"@%\"",
-                                      "\"/b/..@\"",
-                                      "\"/.@\"",
-                                      "\"@/\"",
-                                      "X.app/Contents/MacOS/CorvaneUtility",
-                                      "/X.app/Contents/MacOS/sh"})
+    std::istringstream refused(
+        R"(|env|@|"@|'@'|"@"a|"@" --watch|"@" %k|sh "@"|"@" ; sh|"@";sh|"@\q")"
+        R"(|"/$HOME@"|"@%f"|"@%"|"/b/..@"|"/.@"|"@/")"
+        "|X.app/Contents/MacOS/CorvaneUtility|/X.app/Contents/MacOS/sh");
+    for (std::string command; std::getline(refused, command, '|');)
         EXPECT_FALSE(opens("^Exec=" + command)) << command;
 }
 

@@ -150,21 +150,6 @@ void end(pid_t child) {
     EXPECT_EQ(::waitpid(child, nullptr, 0), child);
 }
 
-TEST(FileAccess, makesNoFolderThroughALinkThatComesMeanwhile) {
-    const TemporaryFolder folder;
-    fs::create_directory(folder / "elsewhere");
-    const pid_t linker = repeat([&] {
-        static_cast<void>(::symlink((folder / "elsewhere").c_str(), (folder / "place").c_str()));
-        ::unlink((folder / "place").c_str());
-    });
-    for (int made = 0; made < 100;) {
-        if (writeFileAtomically(folder / "place/below/file", "x") == WriteResult::written)
-            made += fs::remove_all(folder / "place") > 0;
-    }
-    end(linker);
-    EXPECT_TRUE(fs::is_empty(folder / "elsewhere"));
-}
-
 TEST(FileAccess, showsWholeFilesOnlyWhileTwoWriteAndAreKilled) {
     const TemporaryFolder folder;
     const fs::path path = folder / "file";

@@ -2,7 +2,6 @@
 
 #include "platform/files/FileAccess.h"
 #include "support/RunningProgram.h"
-#include "support/SmallDisk.h"
 #include "support/TemporaryFolder.h"
 
 #include <gmock/gmock.h>
@@ -89,22 +88,6 @@ TEST_F(SystemFileManager, MovesWithoutReplacingAndMakesFolders) {
     EXPECT_FALSE(files->createFolders(folder / "x/y/b/1/z"));
     EXPECT_TRUE(files->isWritable(folder / "x"));
     EXPECT_FALSE(files->isWritable(folder / "x/y/b/1"));
-}
-
-TEST_F(SystemFileManager, TellsOfADiskThatIsFullOrAnother) {
-    if (!testing::SmallDisk::isPossible())
-        GTEST_SKIP() << "this machine lets nobody mount a file system of his own";
-    const testing::SmallDisk disk(folder / "disk", 65'536);
-    runIn(folder.path(), "mkdir from; head -c 100000 /dev/zero >from/big");
-    EXPECT_EQ(reasonToRefuse(files->copy(folder / "from", disk.path() / "to")),
-              "No space left on device.");
-    EXPECT_TRUE(files->remove(disk.path() / "to"));
-    EXPECT_EQ(reasonToRefuse(files->move(folder / "from", disk.path() / "to")),
-              "Invalid cross-device link.");
-    disk.makeReadOnly();
-    EXPECT_FALSE(files->isWritable(disk.path()));
-    EXPECT_EQ(reasonToRefuse(files->copy(folder / "from", disk.path() / "to")),
-              "Read-only file system.");
 }
 
 } // namespace

@@ -112,21 +112,15 @@ TEST(StandardFolders, theDesktopIsWhereTheUserHasPutIt) {
         {"# XDG_DESKTOP_DIR=\"$HOME/a\"\nXDG_DOCUMENTS_DIR=\"$HOME/b\"\n", "Desktop"},
         {"XDG_DESKTOP_DIR=\"$HOME/a\"\n \tXDG_DESKTOP_DIR=\"$HOME/\\b \\\"c\" ", "b \"c"},
         {"XDG_DESKTOP_DIR=\"@/a\"", "a"},
-        {"XDG_DESKTOP_DIR=\"$HOME/../home/./link\"", "a"},
         {"XDG_DESKTOP_DIR=\"$HOME/missing\"", nullptr},
         {"XDG_DESKTOP_DIR=\"$HOME/file\"", nullptr},
-        {"XDG_DESKTOP_DIR=\"$HOME/\"", nullptr},
         {"XDG_DESKTOP_DIR=\"$HOME\"", "Desktop"},
-        {"XDG_DESKTOP_DIR=$HOME/a", "Desktop"},
         {"XDG_DESKTOP_DIR=\"$HOME/a", "Desktop"},
         {"XDG_DESKTOP_DIR=\"$HOME/a\"; reboot", "Desktop"},
         {"XDG_DESKTOP_DIR=\"$HOME/$(pwd)\"\nXDG_DESKTOP_DIR=\"$HOME/`pwd`\"", "Desktop"},
-        {"XDG_DESKTOP_DIR=\"a\"", "Desktop"},
-        {"XDG_DESKTOP_DIR=\"$HOME/a\"\n" + std::string(70'000, '#'), "Desktop"},
     };
     const TemporaryFolder folder;
-    testing::runIn(folder.path(), "mkdir -p home/Desktop home/a home/b\\ \\\"c; ln -s a home/link\n"
-                                  "touch home/file");
+    testing::runIn(folder.path(), "mkdir -p home/Desktop home/a home/b\\ \\\"c; touch home/file");
     ::setenv("HOME", (folder / "home").c_str(), 1);
     ::setenv("XDG_CONFIG_HOME", folder.path().c_str(), 1);
     for (auto row : rows) {
