@@ -114,6 +114,7 @@ TEST(LauncherEntry, IsThereAsLongAsItsApplication) {
         EXPECT_EQ(readAll(icon), "a logo");
     }
     EXPECT_NE(readAll(entry).find("\nStartupWMClass=com.corvane.tallywick\n"), std::string::npos);
+    EXPECT_EQ(readAll(entry).find("TryExec"), std::string::npos) << "Xfce hides a path with blanks";
     unregisterApplication(other);
     EXPECT_TRUE(fs::exists(entry) && fs::exists(icon)) << "it opens another copy";
     fs::remove_all(bundle);

@@ -37,16 +37,15 @@ std::optional<Places> placesOfRegistration() {
                   theme / "256x256/apps" / (identifier + ".png"), theme};
 }
 
+/// Without TryExec: some launchers part its path at the blank, find nothing and hide the entry.
 std::optional<std::string> launcherEntry(const fs::path& bundle) {
-    return writeDesktopEntry(bundle,
-                             {{"Name", Product::name},
-                              {"Comment", "Your weekly Codex allowance at a glance"},
-                              {"TryExec", standardisedPath(bundle) / Product::executablePath},
-                              {"Icon", identifier},
-                              {"Categories", "Utility;"},
-                              {"StartupNotify", "true"},
-                              // The window's, so that the dock shows it under this entry.
-                              {"StartupWMClass", identifier}});
+    return writeDesktopEntry(bundle, {{"Name", Product::name},
+                                      {"Comment", "Your weekly Codex allowance at a glance"},
+                                      {"Icon", identifier},
+                                      {"Categories", "Utility;"},
+                                      {"StartupNotify", "true"},
+                                      // The window's, so that the dock shows it under this entry.
+                                      {"StartupWMClass", identifier}});
 }
 
 /// Desktops that keep an index of a theme look at the time of its folder.
