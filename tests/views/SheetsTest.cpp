@@ -165,7 +165,8 @@ TEST_F(Sheets, OfferWhatTheStateAllowsAndCallIt) {
             QTest::keyClick(button(name), Qt::Key_Return);
         EXPECT_EQ(calls, offered);
     }
-    EXPECT_NEAR(button("Retry Connection")->width(), button("Choose Codex…")->width(), 1);
+    for (const char* name : {"Choose Codex…", "Uninstall…"})
+        EXPECT_NEAR(button("Retry Connection")->width(), button(name)->width(), 1) << name;
 }
 
 TEST_F(Sheets, OfferToInstallWithAnAlias) {
@@ -295,7 +296,7 @@ TEST_F(Sheets, FollowTheThemeAndAreDrawnOnlyWhenSomethingHasChanged) {
     EXPECT_EQ(text->palette().color(QPalette::WindowText), theme.text);
 }
 
-TEST_F(Sheets, BringAResultIntoView) {
+TEST_F(Sheets, BringAResultAndTheKeyboardIntoView) {
     show(widestFields());
     auto* const bar = settings()->findChild<QScrollArea*>()->verticalScrollBar();
     bar->setValue(bar->maximum());
@@ -307,6 +308,10 @@ TEST_F(Sheets, BringAResultIntoView) {
     bar->setValue(bar->maximum());
     show(fields);
     EXPECT_GT(bar->value(), 0) << "once";
+    bar->setValue(0);
+    QTest::keyClick(button("Done"), Qt::Key_Backtab);
+    const QWidget* const reached = button("Uninstall…");
+    EXPECT_EQ(reached->visibleRegion().boundingRect(), reached->rect());
 }
 
 /// What is chosen by a user who does that once the dialog is there.

@@ -128,6 +128,14 @@ bool Sheet::eventFilter(QObject* watched, QEvent* event) {
     return isHandled;
 }
 
+/// The scroll area follows the keyboard only while that stays inside.
+bool Sheet::focusNextPrevChild(bool next) {
+    const bool hasMoved = QDialog::focusNextPrevChild(next);
+    if (hasMoved && page->isAncestorOf(focusWidget()))
+        scroller->ensureWidgetVisible(focusWidget());
+    return hasMoved;
+}
+
 /// As long as the sheet itself keeps the keyboard, Return is meant for a button that has to wait.
 void Sheet::keyPressEvent(QKeyEvent* event) {
     if (!isReturn(*event) || focusWidget() != this)

@@ -60,6 +60,7 @@ class Sheet : public QDialog {
     UtilityButton* makeDefaultButton(const QString& text, UtilityCommand command);
 
     bool eventFilter(QObject* watched, QEvent* event) override;
+    bool focusNextPrevChild(bool next) override;
     void keyPressEvent(QKeyEvent* event) override;
     void showEvent(QShowEvent* event) override;
     void resizeEvent(QResizeEvent* event) override;
