@@ -28,6 +28,9 @@ const std::string incomplete = "This app is incomplete. Download a fresh copy an
 const std::string unrelated =
     "An unrelated item already uses this name in Applications. It has not been changed.";
 
+const std::string preserved = "Installation stopped\\. The previous app is preserved at /.*\\.app"
+                              "\\. Move it back to Applications to restore it\\.";
+
 bool verify(const fs::path& bundle) {
     return AppInstallation::isVerifiedBundle(bundle, *systemCodeSignature());
 }
@@ -201,6 +204,12 @@ TEST_F(Installation, RefusesWhatIsNotOurs) {
         EXPECT_EQ(errorOfInstalling(), row.error);
         EXPECT_EQ(testing::outputOf(look), before);
     }
+    begin();
+    const auto isSource = [this](const fs::path& copy) { return copy == source; };
+    EXPECT_EQ(AppInstallation::install(source, destination, *systemFileManager(), isSource).error(),
+              incomplete)
+        << "damaged on its way";
+    EXPECT_THAT(othersIn(applications), IsEmpty());
 }
 
 TEST_F(Installation, LosesNothingWhicheverOfItsStepsFail) {
@@ -212,6 +221,13 @@ TEST_F(Installation, LosesNothingWhicheverOfItsStepsFail) {
             FaultyFiles files({first, second});
             const auto result = install(files);
             EXPECT_TRUE(!result || versionOf(**result) == "1");
+            if (!result && first == second) {
+                EXPECT_EQ(result.error(), "The disk is broken.");
+                EXPECT_THAT(othersIn(applications), IsEmpty());
+            }
+            if (!result && versionOf(destination) != "1") {
+                EXPECT_THAT(result.error(), MatchesRegex(preserved));
+            }
             if (first > files.calls())
                 last = first;
             expectNothingIsLost(result ? "" : result.error());
