@@ -55,19 +55,16 @@ TEST(CapturedMachines, AreMeasuredAsTheirToolsMeasureThem) {
 TEST(HardwareFigures, StayWithinTheirBoundsAndCountNoDamagedFigure) {
     EXPECT_EQ(parseProcStat("intr 5\ncpu  1 2 3 4 5 6 7 8 900 900\n"), (CpuTicks{1, 24, 9, 2}))
         << "guests are not counted twice";
-    for (const char* damaged :
-         {"", "cpu0 1 2 3 4\nintr 1\n", "cpu 1 2 3\ncpu0 1 2 3 4\n", "cpu 1 2 3 4.5\n",
-          "cpu 18446744073709551616 2 3 4\n", "cpu 1 2 18446744073709551615 4 5 6\n"})
+    for (const char* damaged : {"", "cpu0 1 2 3 4\nintr 1\n", "cpu 1 2 3\ncpu0 1 2 3 4\n",
+                                "cpu 1 2 3 4.5\n", "cpu 18446744073709551616 2 3 4\n"})
         EXPECT_FALSE(parseProcStat(damaged)) << damaged;
     EXPECT_EQ(parseMeminfo("MemAvailable:\t30\nMemTotal: 100"), (MemoryPages{70, 1024, 102'400}));
     for (const char* damaged : {"MemAvailable: 30 kB\n", "MemTotal: 100 kB\nMemAvailable: 101 kB\n",
                                 "MemTotal: 18446744073709551615 kB\nMemAvailable: 1 kB\n"})
         EXPECT_FALSE(parseMeminfo(damaged)) << damaged;
 
-    constexpr std::uint64_t largest = ~0ULL;
     EXPECT_EQ(cpuPercent({1, 2, 3, 4}, {1, 2, 3, 4}), std::nullopt);
     EXPECT_EQ(cpuPercent({100, 0, 0, 0}, {40, 25, 75, 0}), 25) << "backwards";
-    EXPECT_EQ(cpuPercent({0, 0, 0, 0}, {largest, largest, largest, largest}), 75);
     EXPECT_EQ(memoryPercent({5, 4096, 16'384}), 100) << "more than there is";
     EXPECT_EQ(memoryPercent({1ULL << 52, 4096, 16'384}), 100) << "more than 64 bits count";
     EXPECT_EQ(memoryPercent({1, 4096, 0}), std::nullopt);
@@ -80,7 +77,6 @@ TEST(ShownVolumes, AreLocalBrowsableAndNotEmptyWithANameOnOneLine) {
         {{"/mnt/x", {}, 1, {}, {}, true, unknown}, "x, 0 of 1"},
         {{"/mnt/x", {}, 1, {}, {}, true, false}, ""},
         {{"/mnt/x", {}, 1, {}, {}, false, true}, ""},
-        {{"/mnt/x", {}, 1, {}, {}, unknown, true}, ""},
         {{"/mnt/x", {}, 0, {}, {}, true, true}, ""},
         // The free capacity is that for important usage, where it is known.
         {{"/mnt/x", {}, 10, 0, 5, true, true}, "x, 5 of 10"},
@@ -90,7 +86,6 @@ TEST(ShownVolumes, AreLocalBrowsableAndNotEmptyWithANameOnOneLine) {
         {{"/Volumes/Backup/", {}, 9, 4, 4, true, true}, "Backup, 4 of 9"},
         {{"/mnt/x", "two\nlines", 9, 4, 4, true, true}, "two\uFFFDlines, 4 of 9"},
         {{"/mnt/x", "Gr\xFCn", 9, 4, 4, true, true}, "Gr\uFFFDn, 4 of 9"},
-        {{"/mnt/x", "📷", 9, 4, 4, true, true}, "📷, 4 of 9"},
     };
     for (const auto& [mounted, expected] : rows) {
         std::string shown;
