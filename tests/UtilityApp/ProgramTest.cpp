@@ -2,7 +2,9 @@
 
 #include "UtilityApp/CommandLine.h"
 #include "UtilityApp/Report.h"
+#include "UtilityApp/SystemServices.h"
 #include "support/PrivateBus.h"
+#include "support/SampleBundle.h"
 
 #include <QDBusMessage>
 #include <QImage>
@@ -172,6 +174,25 @@ TEST_F(ProgramTest, SaysWhatToDoWithoutADisplay) {
                   "Tallywick found no display to show its window on.\nWithout one, --render FILE "
                   "draws the window into a picture, and --report prints a report.\n[exit 2]")
             << display;
+}
+
+TEST_F(ProgramTest, UnpacksAnUpdateByItselfAndTakesItOnlyFromItsMaker) {
+    ::setenv("XDG_CACHE_HOME", (home / "caches").c_str(), 1);
+    runApart([&] {
+        SystemServices services(std::nullopt);
+        const auto updates = services.forState(false, nullptr).updates;
+        EXPECT_EQ(updates.caches, ::getenv("XDG_CACHE_HOME"));
+        EXPECT_EQ(updates.unpackTool.executable, "/proc/self/exe");
+        Arguments arguments;
+        for (const std::string& argument : updates.unpackTool.arguments)
+            arguments.push_back(argument.c_str());
+        arguments.insert(arguments.end(), {"archive", "digest", "folder"});
+        const auto commandLine = parseCommandLine(arguments);
+        EXPECT_TRUE(commandLine && commandLine->task == Task::unpack);
+        const TemporaryFolder folder; // of somebody else
+        EXPECT_EQ(updates.signature->isValid(makeSampleBundle(folder.path())),
+                  Product::makerKeys.empty());
+    });
 }
 
 TEST_F(ProgramTest, FindsAHelperInTheHomeFolder) {

@@ -9,12 +9,17 @@
 #include <QDBusMessage>
 #include <QDBusVariant>
 
+#include <netinet/in.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
 #include <optional>
 
 namespace tallywick::testing {
 namespace {
 
 namespace fs = std::filesystem;
+using namespace std::string_literals;
 
 using ::testing::AllOf;
 using ::testing::HasSubstr;
@@ -297,10 +302,33 @@ class AccessibilityBus {
     QDBusConnection bus = QDBusConnection::sessionBus();
 };
 
+/// Takes connections, and never says anything.
+class SilentPort {
+  public:
+    SilentPort() : descriptor(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0)) {
+        EXPECT_EQ(::listen(descriptor, 1), 0);
+    }
+    ~SilentPort() { ::close(descriptor); }
+    SilentPort(const SilentPort&) = delete;
+    SilentPort& operator=(const SilentPort&) = delete;
+
+    std::string number() const {
+        sockaddr_in address{};
+        socklen_t size = sizeof address;
+        EXPECT_EQ(::getsockname(descriptor, reinterpret_cast<sockaddr*>(&address), &size), 0);
+        return std::to_string(ntohs(address.sin_port));
+    }
+
+  private:
+    const int descriptor;
+};
+
 void tellsAndObeys() {
     const Desktop desktop;
     ::setenv("QT_LINUX_ACCESSIBILITY_ALWAYS_ON", "1", 1);
     const RunningProgram service("/usr/libexec/at-spi-bus-launcher", {"--launch-immediately"});
+    const SilentPort proxy;
+    ::setenv("https_proxy", ("http://127.0.0.1:" + proxy.number()).c_str(), 1);
     const ShownUtility utility;
     const AccessibilityBus bus;
     bus.find("frame: Corvane — Tallywick");
@@ -317,9 +345,19 @@ void tellsAndObeys() {
     bus.press("menu item: Mini Mode");
     EXPECT_TRUE(utility.stands(content.sized(500, 225)));
 
-    // A sheet in front of the window does not keep it from ending.
+    // What runs goes on when the sheet is closed.
     desktop.press("ctrl+comma");
     utility.waitForWindow("Utility Settings");
+    bus.press("push button: Check for Updates");
+    bus.find("notification: Checking the Mac update feed…");
+    bus.press("push button: Done");
+    EXPECT_TRUE(becomes([] { return ShownUtility::windowTitled("Utility Settings"); }, ""s));
+    bus.press("push button: Settings");
+    bus.find("notification: Checking the Mac update feed…");
+    bus.press("push button: Cancel");
+    bus.find("notification: Update cancelled.");
+
+    // A sheet in front of the window does not keep it from ending.
     bus.press("push button: Quit Tallywick");
     EXPECT_EQ(utility.exitStatus(), "0");
 }

@@ -259,6 +259,24 @@ TEST_F(LifeCycle, MaintenancePausesEverythingAndIsSurvived) {
     waitUntil([&] { return fields().memoryPercent == 2 && fields().volumes.size() == 1; });
 }
 
+TEST_F(LifeCycle, SleepLeavesAnUpdateToItsOwnLimits) {
+    std::promise<void> wait;
+    adjust = [&](auto& services) {
+        services.updates.steps.fetch = [&](const auto&, const auto&, auto&) {
+            wait.get_future().get();
+            return BoundedDownload::Result(tl::unexpected(UpdateFailure::offline));
+        };
+    };
+    start();
+    state->checkForUpdates();
+    powerEvents.handlers.willSleep();
+    powerEvents.handlers.didWake();
+    EXPECT_EQ(fields().updates.status, "Checking the Mac update feed…");
+    wait.set_value();
+    waitUntil([&] { return !fields().updates.busy; });
+    EXPECT_EQ(fields().updates.status, message(UpdateFailure::offline));
+}
+
 TEST_F(LifeCycle, StopIsSilentAndFinal) {
     adjust = [](auto& services) {
         services.updates.steps.fetch = [](const auto&, const auto&, auto& flag) {
