@@ -5,7 +5,7 @@
 #include "support/TemporaryFolder.h"
 #include "update/SafeUpdateArchive.h"
 #include "update/UpdatePreparation.h"
-#include "update/ZipBuilder.h"
+#include "update/SampleRelease.h"
 
 #include <benchmark/benchmark.h>
 

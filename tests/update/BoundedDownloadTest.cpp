@@ -29,11 +29,7 @@ namespace tallywick {
 namespace {
 
 using namespace std::chrono_literals;
-using testing::answer;
-using testing::HttpsServer;
-using testing::readAll;
-using testing::Script;
-using testing::SmallDisk;
+using namespace testing;
 namespace fs = std::filesystem;
 
 const std::string url = "https://corvane.example/toolyard/tallywick/downloads/mac-latest.json";
@@ -43,9 +39,7 @@ constexpr std::chrono::milliseconds never = 1h; // longer than a test waits
 
 class BoundedDownloadTest : public ::testing::Test {
   protected:
-    HttpsServer makersServer(const Script& script) const {
-        return {certificates.server("maker"), script};
-    }
+    ~BoundedDownloadTest() override { EXPECT_TRUE(waitForWorkThreads(60s)); }
 
     /// For at most eight bytes, into a file.
     DownloadRequest request(const HttpsServer& server) const {
@@ -57,47 +51,31 @@ class BoundedDownloadTest : public ::testing::Test {
                 .route = server.route(certificates)};
     }
 
-    /// Runs a download to its end, and gives what has come into the file, or the name of the
-    /// failure, after which there is none. Either callback may cancel it; at its end it is
-    /// cancelled in any case, which is too late to change anything.
-    std::string
-    outcomeOf(const DownloadRequest& wanted,
-              const std::function<void(BoundedDownload&)>& meanwhile = {},
-              const std::function<void(BoundedDownload&, std::int64_t)>& progress = {}) {
-        std::promise<BoundedDownload*> begun;
-        const auto running = begun.get_future().share();
-        std::vector<BoundedDownload::Result> results;
-        BoundedDownload::Callbacks callbacks;
-        callbacks.progress = [&](std::int64_t received) {
-            if (progress)
-                progress(*running.get(), received);
-        };
-        callbacks.completion = [&](BoundedDownload::Result result) {
-            running.get()->cancel();
-            results.push_back(std::move(result));
-        };
-        auto download = BoundedDownload::start(wanted, std::move(callbacks));
-        if (!download)
-            return "at once: " + std::string(name(download.error()));
-        begun.set_value(download->get());
-        if (meanwhile)
-            meanwhile(**download);
-        EXPECT_TRUE(waitForWorkThreads(60s));
-        (*download)->cancel();
-        EXPECT_EQ(results.size(), 1U);
-        EXPECT_EQ(fs::exists(*wanted.destination), results[0].has_value());
-        return results[0] ? readAll(*wanted.destination) : std::string(name(results[0].error()));
-    }
+    using Progress = std::function<void(std::int64_t)>;
 
+    /// What comes into the file, which is removed then, or the name of the failure, after which
+    /// there is none.
+    std::string outcomeOf(const DownloadRequest& wanted, const Progress& progress = {}) {
+        const auto result = fetchBounded(wanted, progress, flag);
+        EXPECT_EQ(fs::exists(*wanted.destination), result.has_value());
+        if (!result)
+            return std::string(name(result.error()));
+        EXPECT_EQ(*result, "");
+        EXPECT_EQ(fs::status(*wanted.destination).permissions(), fs::perms{0600});
+        const std::string body = readAll(*wanted.destination);
+        fs::remove(*wanted.destination);
+        return body;
+    }
     int argumentCount = 0;
     const QCoreApplication application{argumentCount, nullptr};
-    const testing::Certificates certificates;
-    const testing::TemporaryFolder folder;
+    CancellationFlag flag;
+    const Certificates certificates;
+    const TemporaryFolder folder;
     const fs::path file = folder / "partial.zip";
 };
 
 TEST_F(BoundedDownloadTest, takesTheWholeBodyFromTheMakersHostAndNothingElse) {
-    const HttpsServer target = makersServer({{answer("body")}});
+    const HttpsServer target(certificates.server("maker"), {{answer("body")}});
     const std::string moved = "HTTP/1.1 301 Moved\r\nLocation: https://127.0.0.1:"
                               + std::to_string(target.port()) + "/\r\nContent-Length: 0\r\n\r\n";
     const Script slow{{answer("", 8), "01", "23", "45", "67"}, false, 450ms};
@@ -128,16 +106,14 @@ TEST_F(BoundedDownloadTest, takesTheWholeBodyFromTheMakersHostAndNothingElse) {
         DownloadRequest wanted = request(server);
         wanted.stallLimit = row.stallLimit;
         wanted.wholeLimit = row.wholeLimit;
-        const auto progress = [&](auto&, auto) { row.isReset ? server.reset() : void(); };
-        EXPECT_EQ(outcomeOf(wanted, {}, progress), row.outcome) << row.what;
+        const auto progress = [&](auto) { row.isReset ? server.reset() : void(); };
+        EXPECT_EQ(outcomeOf(wanted, progress), row.outcome) << row.what;
         const auto asks = [](const std::string& text) { return text.starts_with("GET "); };
         EXPECT_EQ(std::ranges::count_if(server.requests(), asks),
                   row.certificate == std::string("maker") ? 1 : 0)
             << row.what << ": asked once, and nobody before he is known";
-        fs::remove(file);
     }
     EXPECT_EQ(target.requests().size(), 0U) << "the target of a redirect is never contacted";
-    EXPECT_EQ(DownloadRequest().stallLimit, 20s) << "the limit that the program has";
 }
 
 TEST_F(BoundedDownloadTest, speaksTlsAloneAndTrustsTheSystemsAuthorities) {
@@ -152,131 +128,85 @@ TEST_F(BoundedDownloadTest, speaksTlsAloneAndTrustsTheSystemsAuthorities) {
     EXPECT_EQ(outcomeOf(wanted), "offline");
     EXPECT_EQ(inTheClear.requests().size(), 1U);
 
-    const HttpsServer server = makersServer({{answer("body")}});
+    const HttpsServer server(certificates.server("maker"), {{answer("body")}});
     wanted = request(server);
     wanted.route.authorities.clear();
     EXPECT_EQ(outcomeOf(wanted), "offline") << "the tests' own authority is none of them";
 }
 
-TEST_F(BoundedDownloadTest, fillsANewFileOfItsOwnersAlone) {
+TEST_F(BoundedDownloadTest, fillsANewFileAsFarAsThereIsRoom) {
     std::string body;
     for (int i = 0; body.size() < 3'000'000; ++i)
         body += std::to_string(i);
-    const HttpsServer server = makersServer({{answer(body)}});
+    const HttpsServer server(certificates.server("maker"), {{answer(body)}});
     DownloadRequest wanted = request(server);
     wanted.maximum = static_cast<std::int64_t>(body.size());
-    std::vector<std::int64_t> progress;
-    EXPECT_TRUE(outcomeOf(wanted, {}, [&](auto&, auto bytes) { progress.push_back(bytes); })
-                == body);
-    EXPECT_TRUE(std::ranges::is_sorted(progress));
-    ASSERT_FALSE(progress.empty());
-    EXPECT_EQ(progress.back(), wanted.maximum);
-    EXPECT_EQ(fs::status(file).permissions(), fs::perms{0600});
+    std::vector<std::int64_t> reports;
+    const auto progress = [&](auto bytes) { reports.push_back(bytes); };
+    EXPECT_TRUE(outcomeOf(wanted, progress) == body);
+    EXPECT_TRUE(std::ranges::is_sorted(reports));
+    ASSERT_FALSE(reports.empty());
+    EXPECT_EQ(reports.back(), wanted.maximum);
 
-    testing::runIn(folder.path(), "mkdir real; ln -s real link; ln -s nowhere dangling");
-    for (const char* place : {"partial.zip", "link/new.zip", "dangling", "missing/new.zip"}) {
+    runIn(folder.path(), "mkdir real; ln -s real link; ln -s nowhere dangling; echo x >mine");
+    for (const char* place : {"mine", "link/new.zip", "dangling", "missing/new.zip"}) {
         wanted.destination = folder / place;
-        EXPECT_EQ(outcomeOf(wanted), "at once: disk") << place;
+        EXPECT_EQ(fetchBounded(wanted, {}, flag), tl::unexpected(UpdateFailure::disk)) << place;
     }
-    EXPECT_TRUE(readAll(file) == body) << "what was there is not touched";
+    EXPECT_EQ(readAll(folder / "mine"), "x\n") << "what was there is not touched";
     EXPECT_TRUE(fs::is_empty(folder / "real"));
     EXPECT_EQ(server.requests().size(), 1U);
-}
 
-TEST_F(BoundedDownloadTest, isDiskWhenTheFileSystemIsFull) {
     if (!SmallDisk::isPossible())
         GTEST_SKIP() << "this machine lets nobody mount a file system of his own";
     const SmallDisk disk(folder / "small", 65'536);
-    const HttpsServer server = makersServer({{answer(std::string(200'000, 'x'))}});
-    DownloadRequest wanted = request(server);
-    wanted.maximum = 200'000;
     wanted.destination = disk.path() / "partial.zip";
-    std::int64_t reported = 0;
-    EXPECT_EQ(outcomeOf(wanted, {}, [&](auto&, auto bytes) { reported = bytes; }), "disk");
-    EXPECT_LE(reported, 65'536) << "what was not stored is not reported";
+    EXPECT_EQ(outcomeOf(wanted, progress), "disk");
+    EXPECT_LE(reports.back(), 65'536) << "what was not stored is not reported";
 }
 
-TEST_F(BoundedDownloadTest, isCancelledAtAnyMoment) {
-    std::vector<std::string> pieces(100'000, std::string(1000, 'x'));
-    pieces[0] = ok;
-    const HttpsServer endless = makersServer({pieces, false, 1ms});
-    DownloadRequest wanted = request(endless);
-    wanted.maximum = 1 << 30;
-    const auto cancel = [](BoundedDownload& download) { download.cancel(); };
-    EXPECT_EQ(outcomeOf(wanted, cancel), "cancelled") << "before it has begun";
-    EXPECT_EQ(outcomeOf(wanted,
-                        [&](auto& download) {
-                            const std::size_t before = endless.requests().size();
-                            while (endless.requests().size() == before)
-                                std::this_thread::yield();
-                            download.cancel();
-                            std::thread([&] { download.cancel(); }).join();
-                        }),
-              "cancelled")
-        << "twice, when it has connected";
-    const HttpsServer server = makersServer({{answer("body")}});
-    wanted = request(server);
-    EXPECT_EQ(outcomeOf(wanted, {}, [&](auto& download, auto) { cancel(download); }), "cancelled")
-        << "with the last byte";
-}
-
-TEST_F(BoundedDownloadTest, canBeWaitedForUntilItIsCancelled) {
-    const HttpsServer server = makersServer({{answer("{}")}});
-    DownloadRequest wanted = request(server);
-    wanted.destination.reset();
-    CancellationFlag flag;
-    std::int64_t reported = 0;
-    EXPECT_EQ(fetchBounded(
-                  wanted, [&](std::int64_t bytes) { reported = bytes; }, flag),
-              "{}");
-    EXPECT_EQ(reported, 2);
-    EXPECT_EQ(server.requests(),
-              std::vector<std::string>{
-                  "GET /toolyard/tallywick/downloads/mac-latest.json HTTP/1.1\r\n"
-                  "Host: corvane.example\r\nUser-Agent: Corvane-Mac-UpdateCheck/0.6.0\r\n"
-                  "Accept-Encoding: identity\r\n\r\n"});
-
-    const HttpsServer silent = makersServer({});
-    wanted.route.port = silent.port();
+TEST_F(BoundedDownloadTest, isCancelledWhileItWaits) {
+    const HttpsServer silent(certificates.server("maker"), {});
     std::thread cancelling([&] {
         while (silent.requests().empty())
             std::this_thread::yield();
         flag.cancel();
     });
-    const tl::unexpected cancelled(UpdateFailure::cancelled);
-    EXPECT_EQ(fetchBounded(wanted, {}, flag), cancelled);
+    EXPECT_EQ(outcomeOf(request(silent)), "cancelled");
     cancelling.join();
-    EXPECT_EQ(fetchBounded(wanted, {}, flag), cancelled) << "before it has begun";
-
-    std::optional<BoundedDownload::Result> result;
-    ASSERT_TRUE(BoundedDownload::start(
-        wanted, {.progress = {}, .completion = [&](auto ended) { result = std::move(ended); }}));
-    EXPECT_TRUE(waitForWorkThreads(60s));
-    EXPECT_EQ(result, cancelled) << "nobody has held on to it";
+    EXPECT_EQ(outcomeOf(request(silent)), "cancelled") << "before it has begun";
+    EXPECT_EQ(silent.requests(),
+              std::vector<std::string>{
+                  "GET /toolyard/tallywick/downloads/mac-latest.json HTTP/1.1\r\n"
+                  "Host: corvane.example\r\nUser-Agent: Corvane-Mac-UpdateCheck/0.6.0\r\n"
+                  "Accept-Encoding: identity\r\n\r\n"})
+        << "which is all that anybody learns of the user";
 }
 
-TEST(DownloadThroughAProxy, asksTheOneThatTheUserHasSet) {
-    testing::runApart([] {
+TEST_F(BoundedDownloadTest, isCancelledWithTheLastByte) {
+    const HttpsServer server(certificates.server("maker"), {{answer("body")}});
+    DownloadRequest wanted = request(server);
+    wanted.destination.reset();
+    EXPECT_EQ(fetchBounded(wanted, {}, flag), "body");
+    EXPECT_EQ(outcomeOf(request(server), [&](auto) { flag.cancel(); }), "cancelled");
+}
+
+TEST(DownloadThroughAProxy, asksTheOneThatTheUserHasSetAndEndsThoughNobodyTellsWhich) {
+    runApart([] {
         const HttpsServer proxy(std::nullopt,
                                 {{"HTTP/1.1 403 No\r\nContent-Length: 0\r\n\r\n"}, true});
         const std::string setting = "http://127.0.0.1:" + std::to_string(proxy.port());
         ASSERT_EQ(::setenv("https_proxy", setting.c_str(), 1), 0);
+        DownloadRequest wanted{.url = url, .maximum = 8, .wholeLimit = 60s};
         CancellationFlag flag;
-        EXPECT_EQ(fetchBounded({.url = url, .maximum = 8, .wholeLimit = 60s}, {}, flag),
-                  tl::unexpected(UpdateFailure::offline));
+        EXPECT_EQ(fetchBounded(wanted, {}, flag), tl::unexpected(UpdateFailure::offline));
         ASSERT_EQ(proxy.requests().size(), 1U);
         EXPECT_TRUE(proxy.requests()[0].starts_with("CONNECT corvane.example:443 HTTP/1.1\r\n"))
             << proxy.requests()[0];
         EXPECT_EQ(proxy.requests()[0].find("toolyard"), std::string::npos);
-        EXPECT_TRUE(waitForWorkThreads(60s));
-    });
-}
 
-TEST(DownloadThroughAProxy, endsThoughNobodyTellsWhichOne) {
-    testing::runApart([] {
         scriptIsSilent = true;
-        CancellationFlag flag;
-        DownloadRequest wanted{.url = url, .maximum = 8, .wholeLimit = 50ms};
+        wanted.wholeLimit = 50ms;
         EXPECT_EQ(fetchBounded(wanted, {}, flag), tl::unexpected(UpdateFailure::offline));
         wanted.wholeLimit = never;
         std::thread cancelling([&] { flag.cancel(); });

@@ -7,15 +7,14 @@ namespace {
 
 using namespace std::string_literals;
 
-constexpr std::int64_t maximum = 16;
-
-/// What comes of an answer that is read in pieces: its body, or the name of the failure; "…" behind
-/// a body that has not come to its end when the connection has.
+/// What comes of an answer that is read in pieces: its body, of 16 bytes at most, or the name of
+/// the failure; "…" behind a body that has not come to its end when the connection has.
 std::string outcomeOf(const std::string& answer, std::size_t pieceSize) {
     std::string body;
-    HttpResponse response(maximum, [&](std::string_view piece) {
+    HttpResponse response(16, [&](std::string_view piece) {
         EXPECT_FALSE(piece.empty());
         body += piece;
+        EXPECT_LE(body.size(), 16U) << "what goes beyond is not stored";
         return tl::expected<void, UpdateFailure>();
     });
     for (std::size_t at = 0; at < answer.size(); at += pieceSize) {
@@ -25,7 +24,6 @@ std::string outcomeOf(const std::string& answer, std::size_t pieceSize) {
     const bool wasComplete = response.isComplete();
     if (const auto outcome = response.endOfInput(); !outcome)
         return std::string(name(outcome.error()));
-    EXPECT_TRUE(response.isComplete());
     return wasComplete ? body : body + "…";
 }
 
@@ -42,16 +40,16 @@ TEST(HttpResponse, isReadAlikeInPiecesOfAnySize) {
     } rows[] = {
         {"body",
          ok,
-         {of4, "content-length:\t004 \r\n", of4 + "content-length: 4\r\n",
-          "Content-Encoding: Identity\r\n" + of4},
+         {of4, "content-length:\t004 \r\n", of4 + of4, "Content-Encoding: Identity\r\n" + of4},
          "\r\nbody"},
         {"body", ok + of4, {"\r\nbody, and more"}},
         {"body",
-         "HTTP/1.1 100 Continue\r\n\r\nHTTP/1.1 103 Hints\r\nLink: x\r\n\r\n",
-         {ok + of4 + "\r\nbody"}},
+         "HTTP/1.1 100 Continue\r\n\r\nHTTP/1.1 103 Hints\r\nLink: x\r\n\r\n" + ok + of4,
+         {"\r\nbody"}},
         {"body",
          chunked,
-         {"1\r\nb\r\n003 ;x=\"y\"\r\nody\r\n0\r\n\r\n", "4\r\nbody\r\n0\r\nX: y\r\n\r\n"}},
+         {"1\r\nb\r\n003 ;x=\"y\"\r\nody\r\n", "4\r\nbody\r\n"},
+         "0\r\nX: y\r\n\r\n"},
         {"", "HTTP/1.1 200\r\n", {"X:\r\nContent-Length: 0\r\n\r\n"}},
         {"body…", "", {ok, "HTTP/1.0 200 Fine\r\n"}, "\r\nbody"},
         {"0123456789abcdef", ok, {"Content-Length: 16\r\n\r\n0123456789abcdef"}},
@@ -59,18 +57,15 @@ TEST(HttpResponse, isReadAlikeInPiecesOfAnySize) {
 
         {"server",
          "HTTP/1.1 ",
-         {"301 Moved nowhere", "304 Not Modified\r\nLocation: /x"},
-         "\r\n\r\n"},
-        {"server",
-         "HTTP/1.1 ",
-         {"101 x", "204 x", "206 x", "404 x", "500 x", "20 x", "2000 x"},
-         "\r\n" + of4 + "\r\nbody"},
+         {"301 Moved nowhere", "304 Not Modified\r\nLocation: /x", "101 x", "204 x", "206 x",
+          "404 x", "500 x", "20 x", "2000 x"},
+         "\r\n\r\nbody"},
         {"server", "", {"HTTP/2.0 200 OK", "SSH-2.0-OpenSSH_9.2", "<html>", ""}, "\r\n"},
         {"server",
          ok,
-         {"Content-Encoding: gzip", "Content-Length: 4\r\nContent-Length: 5",
-          "Content-Length: 4, 4", "Content-Length: +4", "Content-Length:", "Content-Length",
-          "Content-Length : 4", ": x", "X: a\rContent-Length: 4", "X: a NUL\0"s, "X: folded\r\n b"},
+         {"Content-Encoding: gzip", of4 + "Content-Length: 5", "Content-Length: 4, 4",
+          "Content-Length: +4", "Content-Length:", "Content-Length", "Content-Length : 4", ": x",
+          "X: a\r" + of4, "X: a NUL\0"s, "X: folded\r\n b"},
          "\r\n\r\nbody"},
         {"server", "HTTP/1.1 200 OK\n\n", {""}},
         {"server",
@@ -114,7 +109,6 @@ TEST(HttpResponse, hasALimitForAllItsHeaders) {
         EXPECT_EQ(outcomeOf(longest + end, size), "body");
         EXPECT_EQ(outcomeOf(longest + "X" + end, size), "oversized");
         EXPECT_EQ(outcomeOf(ok + std::string(limit, 'x'), size), "oversized") << "a single line";
-        EXPECT_EQ(outcomeOf(interim + ok + end, size), "body");
         EXPECT_EQ(outcomeOf(interim + interim + ok + end, size), "oversized");
         EXPECT_EQ(outcomeOf(chunked + "0\r\n" + padding(limit) + "\r\n", size), "oversized");
     }

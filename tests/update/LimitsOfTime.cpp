@@ -1,90 +1,53 @@
-// How long the program waits for a server that keeps it waiting: up to a minute and a half.
+// How long the program waits for a server, or for its unpacker: up to a minute and a half.
 // Therefore this is a program of its own, which `.ci/run` runs and `./check` does not.
 
-#include "base/Json.h"
-#include "update/HttpsServer.h"
 #include "update/UpdateStory.h"
 
-namespace tallywick {
+namespace tallywick::testing {
 namespace {
 
 using namespace std::chrono_literals;
-using testing::HttpsServer;
-using testing::Script;
 
-constexpr std::int64_t archiveBytes = 1'090;
-
-std::string feed() {
-    return writeJson({{"schemaVersion", 1},
-                      {"platform", "macos"},
-                      {"bundleIdentifier", Product::bundleIdentifier},
-                      {"version", "9.0.0"},
-                      {"build", 1},
-                      {"minimumSystemVersion", "1.0"},
-                      {"architectures", {"x86_64", "arm64"}},
-                      {"url", UpdateFeed::expectedArchiveURL("9.0.0")},
-                      {"bytes", archiveBytes},
-                      {"sha256", std::string(64, '0')},
-                      {"signing", "ad-hoc"},
-                      {"notarized", false},
-                      {"releaseNotes", ""}});
-}
-
-/// A whole answer whose head and pieces come after a pause each.
-Script slowly(std::size_t size, std::size_t pieces, std::chrono::milliseconds pause) {
-    Script script{
-        .pieces = {"HTTP/1.1 200 OK\r\nContent-Length: " + std::to_string(size) + "\r\n\r\n"},
-        .pause = pause};
-    script.pieces.resize(1 + pieces, std::string(size / pieces, 'x'));
+/// A whole answer of pieces of ten bytes. They come after a pause each, as its head does.
+Script slowly(std::size_t pieces, std::chrono::milliseconds pause) {
+    Script script{.pieces = {answer("", 10 * pieces)}, .pause = pause};
+    script.pieces.resize(1 + pieces, "0123456789");
     return script;
 }
 
 /// Without its limit, a download would end with what the server sends at last, and another
 /// sentence.
-class LimitsOfTime : public testing::UpdateStory {
+class LimitsOfTime : public UpdateStory {
   protected:
-    void begin(const Script& script, bool forArchive) {
-        server.emplace(certificates.server("maker"), script);
-        const auto fetch = [this, forArchive](DownloadRequest request, auto progress,
-                                              CancellationFlag& flag) -> BoundedDownload::Result {
-            if (request.destination.has_value() != forArchive)
-                return feed();
-            request.route = server->route(certificates);
-            return fetchBounded(request, std::move(progress), flag);
-        };
-        UpdateStory::begin(services({.fetch = fetch}));
-        controller->check();
+    void expectNoArchiveFrom(const Script& archive) {
+        Json feed = sampleFeed();
+        feed["bytes"] = 10 * (archive.pieces.size() - 1);
+        serve({{answer(writeJson(feed))}}, archive);
+        begin(services(fromTheServers()));
+        EXPECT_EQ(check(), available);
+        EXPECT_EQ(download(), sentence(UpdateFailure::offline));
     }
-
-    std::string end() {
-        while (fields().busy)
-            QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents);
-        return fields().status;
-    }
-
-    const std::string offline{message(UpdateFailure::offline)};
-    const testing::Certificates certificates;
-    std::optional<HttpsServer> server;
 };
 
 TEST_F(LimitsOfTime, endAFeedThatComesBitByBit) {
-    begin(slowly(290, 29, 1s), false);
-    EXPECT_EQ(end(), offline);
+    serve(slowly(29, 1s), {});
+    begin(services(fromTheServers()));
+    EXPECT_EQ(check(), sentence(UpdateFailure::offline));
 }
 
-TEST_F(LimitsOfTime, endAnArchiveThatComesBitByBit) {
-    begin(slowly(archiveBytes, 109, 1s), true);
-    EXPECT_NE(end(), offline);
-    controller->download();
-    EXPECT_EQ(end(), offline);
-}
+TEST_F(LimitsOfTime, endAnArchiveThatComesBitByBit) { expectNoArchiveFrom(slowly(109, 1s)); }
 
-TEST_F(LimitsOfTime, endAnArchiveThatDoesNotBegin) {
-    begin(slowly(archiveBytes, 1, 30s), true);
-    EXPECT_NE(end(), offline);
-    controller->download();
-    EXPECT_EQ(end(), offline);
+TEST_F(LimitsOfTime, endAnArchiveThatDoesNotBegin) { expectNoArchiveFrom(slowly(1, 30s)); }
+
+TEST_F(LimitsOfTime, endAnUnpackingOfMoreThanTenSeconds) {
+    const CancellationFlag flag;
+    const auto unpackFor = [&](const std::string& seconds) { // nothing, into the empty cache
+        return unpackRelease({"/bin/sh", {"-c", "exec sleep " + seconds}}, {}, cache.folder(),
+                             flag);
+    };
+    EXPECT_TRUE(unpackFor("8"));
+    EXPECT_EQ(unpackFor("12"), tl::unexpected(UpdateFailure::unsafeArchive));
 }
 
 } // namespace
-} // namespace tallywick
+} // namespace tallywick::testing

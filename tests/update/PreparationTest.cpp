@@ -1,6 +1,7 @@
 #include "base/Sha256.h"
+#include "support/RunningProgram.h"
+#include "update/SampleRelease.h"
 #include "update/UpdatePreparation.h"
-#include "update/ZipBuilder.h"
 
 #include <gmock/gmock.h>
 
@@ -14,17 +15,13 @@
 namespace tallywick {
 namespace {
 
-using ::testing::AnyOf;
-using testing::buildZip;
-using testing::makeRelease;
-using testing::put32;
-using testing::readAll;
-using testing::runIn;
-using testing::TemporaryFolder;
-using testing::writeAll;
-using testing::ZipEntry;
-namespace fs = std::filesystem;
+using namespace testing;
 using namespace std::string_literals;
+using ::testing::AnyOf;
+using ::testing::MatchesRegex;
+using ::testing::Not;
+namespace fs = std::filesystem;
+using Entries = std::vector<ZipEntry>;
 
 std::string nameOf(const tl::expected<void, UpdateFailure>& outcome) {
     return outcome ? "passed" : std::string(name(outcome.error()));
@@ -41,23 +38,24 @@ class PreparationTest : public ::testing::Test {
     }
 
     /// The files of a release, as they are packed.
-    static std::vector<ZipEntry> release() {
+    static Entries release() {
         const TemporaryFolder made;
         makeRelease(made.path());
-        std::vector<ZipEntry> entries = testing::releaseEntries();
+        Entries entries = releaseEntries();
         for (ZipEntry& entry : entries) {
             entry.content = entry.name.ends_with('/') ? "" : readAll(made.path() / entry.name);
-            entry.method = entry.content.size() > 1000 ? 8 : 0;
+            entry.isDeflated = entry.content.size() > 1000;
         }
         return entries;
     }
 
-    /// Lays the archive down as a finished download.
-    void download(const std::string& archive) {
+    /// Prepares the archive as a finished download.
+    std::string prepare(const std::string& archive) {
         EXPECT_TRUE(cache.clear());
         writeAll(cache.partialArchive(), archive);
         manifest.bytes = static_cast<std::int64_t>(archive.size());
         manifest.sha256 = sha256Hex(archive);
+        return prepare();
     }
 
     std::string prepare() {
@@ -90,45 +88,49 @@ TEST_F(UpdateCacheTest, isAFolderOfItsOwnThatNoLinkLeadsTo) {
                          "touch file/com.corvane.tallywick");
     for (const char* caches : {"link", "other", "file"})
         EXPECT_FALSE(UpdateCache::open(folder / caches)) << caches;
-
-    const char* const fill = "mkdir candidate; touch candidate/x candidate.zip more\n"
-                             "ln -s /usr/bin/env partial.zip";
-    runIn(cache.folder(), fill);
-    EXPECT_TRUE(cache.clear());
-    EXPECT_EQ(std::distance(fs::directory_iterator(cache.folder()), {}), 1);
-    EXPECT_TRUE(fs::exists(cache.folder() / "more")) << "its own items alone are removed";
-    runIn(cache.folder(), fill);
+    writeAll(cache.archive(), "an archive");
     runIn(folder.path(), "mv com.corvane.tallywick real; ln -s real com.corvane.tallywick");
     EXPECT_EQ(nameOf(cache.clear()), "disk") << "reached through a link meanwhile";
     EXPECT_TRUE(fs::exists(cache.archive()));
 }
 
-TEST_F(UpdateCacheTest, losesWhatIsOlderThanFourteenDaysUnlessItRuns) {
+TEST_F(UpdateCacheTest, losesItsItemsButNotWhileTheirApplicationRuns) {
     constexpr Timestamp day = 24 * 60 * 60;
-    runIn(cache.folder(), "mkdir candidate; touch candidate/x candidate.zip\n"
-                          "ln -s /usr/bin/env partial.zip");
-    std::vector<RunningApplication> running{{1, cache.preparedApp()}};
-    const auto ours = UpdateCache::open(folder.path(), [&] { return running; }).value();
+    const auto fill = [&] {
+        fs::create_directory(cache.unpackFolder());
+        makeRelease(cache.unpackFolder());
+        runIn(cache.folder(), "touch candidate.zip; ln -s /usr/bin/env partial.zip");
+    };
+    fill();
+    RunningProgram running(cache.preparedApp() / Product::executablePath, {});
+    EXPECT_TRUE(waitUntil([&] { return cache.isPreparedAppRunning(); }));
     const Timestamp now = std::ceil(systemNow()) + 1;
-    EXPECT_EQ(nameOf(ours.clear()), "disk");
-    ours.purgeStaleItems(now + 14 * day);
-    running = {{1, cache.folder() / "candidate.app"}}; // which lies elsewhere
-    ours.purgeStaleItems(now + 13 * day);
-    EXPECT_TRUE(fs::exists(cache.unpackFolder()) && fs::exists(cache.archive()));
+    EXPECT_EQ(nameOf(cache.clear()), "disk");
+    cache.purgeStaleItems(now + 14 * day);
+    EXPECT_TRUE(fs::exists(cache.preparedApp()) && fs::exists(cache.archive()));
+    running.end();
+    cache.purgeStaleItems(now + 13 * day);
+    EXPECT_TRUE(fs::exists(cache.preparedApp()) && fs::exists(cache.archive()));
     EXPECT_TRUE(fs::is_symlink(cache.partialArchive())) << "its own age counts";
-    ours.purgeStaleItems(now + 14 * day);
+    cache.purgeStaleItems(now + 14 * day);
     EXPECT_TRUE(fs::is_empty(cache.folder()));
+    fill();
+    writeAll(cache.folder() / "more", "");
+    EXPECT_TRUE(cache.clear());
+    EXPECT_EQ(std::distance(fs::directory_iterator(cache.folder()), {}), 1) << "its items alone";
     EXPECT_TRUE(fs::exists("/usr/bin/env"));
 }
 
 TEST_F(ReleaseChecksTest, verifyThatAnArchiveIsTheOneOfTheFeed) {
     const std::string content = std::string(2'500'000, 'x') + 'y'; // more than is read at once
-    download(content);
-    EXPECT_EQ(nameOf(ReleaseChecks::verifyArchive(manifest, cache.partialArchive())), "passed");
+    manifest.bytes = static_cast<std::int64_t>(content.size());
+    manifest.sha256 = sha256Hex(content);
+    writeAll(folder / "archive", content);
     writeAll(folder / "short", content.substr(1));
     writeAll(folder / "other", content.substr(1) + 'x');
     writeAll(folder / "long", content + 'y');
-    runIn(folder.path(), "ln -s '" + cache.partialArchive().string() + "' link; mkfifo pipe");
+    runIn(folder.path(), "ln -s archive link; mkfifo pipe");
+    EXPECT_EQ(nameOf(ReleaseChecks::verifyArchive(manifest, folder / "archive")), "passed");
     for (const char* place : {"short", "other", "long", "link", "pipe", "missing", "."})
         EXPECT_EQ(nameOf(ReleaseChecks::verifyArchive(manifest, folder / place)), "corrupt")
             << place;
@@ -138,14 +140,21 @@ TEST_F(ReleaseChecksTest, verifyThatAnArchiveIsTheOneOfTheFeed) {
 
 TEST_F(ReleaseChecksTest, validateThatAnApplicationIsTheReleaseOfTheFeed) {
     const std::string own = manifest.architectures[0];
+    const std::string universal = folder / "universal"; // for both processors, of which one is ours
+    writeAll(universal, "\xCA\xFE\xBA\xBE\0\0\0\2"s + "\1\0\0\7"s + std::string(16, 0)
+                            + "\1\0\0\x0C"s + std::string(16, 0));
+    fs::permissions(universal, fs::perms{0755});
     const struct {
         const char* what;
         Json information = Json::object();
         std::vector<std::string> architectures = {};
         const char* outcome = "invalidBundle";
+        std::string program = "/bin/cat";
     } rows[] = {
         {"as it should be", Json::object(), {own}, "passed"},
         {"of both processors", Json::object(), {"arm64", "x86_64"}},
+        {"universal", Json::object(), {"arm64", "x86_64"}, "passed", universal},
+        {"and of more than are asked for", Json::object(), {own}, "passed", universal},
         {"of another processor", Json::object(), {own == "arm64" ? "x86_64" : "arm64"}},
         {"a preview", {{"CorvanePreview", false}}},
         {"another version", {{"CFBundleShortVersionString", "0.7"}}},
@@ -156,19 +165,16 @@ TEST_F(ReleaseChecksTest, validateThatAnApplicationIsTheReleaseOfTheFeed) {
     for (const auto& row : rows) {
         const TemporaryFolder made;
         manifest.architectures = row.architectures;
-        EXPECT_EQ(nameOf(ReleaseChecks::validateApp(
-                      manifest, makeRelease(made.path(), row.information), *signature)),
-                  row.outcome)
+        const fs::path bundle = makeRelease(made.path(), row.information, row.program);
+        EXPECT_EQ(nameOf(ReleaseChecks::validateApp(manifest, bundle, *signature)), row.outcome)
             << row.what;
     }
 }
 
-/// What a file's mark says before the identifier of the download.
 std::string markOf(const fs::path& path) {
     char mark[100]{};
     const auto length = ::getxattr(path.c_str(), "user.com.apple.quarantine", mark, sizeof mark);
-    constexpr std::size_t identifier = 36;
-    return length < 0 ? std::strerror(errno) : std::string(mark, mark + length - identifier);
+    return length < 0 ? std::strerror(errno) : std::string(mark, mark + length);
 }
 
 TEST_F(PreparationTest, makesAnApplicationOfWhatRealToolsHavePacked) {
@@ -179,15 +185,18 @@ TEST_F(PreparationTest, makesAnApplicationOfWhatRealToolsHavePacked) {
         const TemporaryFolder made;
         makeRelease(made.path());
         runIn(made.path(), command + " made.zip 'Corvane Tallywick.app'");
-        download(readAll(made / "made.zip"));
-        EXPECT_EQ(prepare(), "prepared") << command;
+        EXPECT_EQ(prepare(readAll(made / "made.zip")), "prepared") << command;
     }
     EXPECT_FALSE(fs::exists(cache.partialArchive()));
     EXPECT_EQ(fs::status(cache.preparedApp() / Product::executablePath).permissions(),
               fs::perms{0755});
+    const std::string unmarked = std::strerror(ENOTSUP); // by the folder of the tests
     for (const fs::path& path : {cache.archive(), cache.preparedApp()})
-        EXPECT_THAT(markOf(path), AnyOf("0081;6b044a0d;Corvane Tallywick;",
-                                        std::strerror(ENOTSUP))); // by the folder of the tests
+        EXPECT_THAT(markOf(path), AnyOf(MatchesRegex("0081;6b044a0d;Corvane Tallywick;"
+                                                     "[0-9A-F]{8}(-[0-9A-F]{4}){3}-[0-9A-F]{12}"),
+                                        unmarked));
+    EXPECT_THAT(markOf(cache.archive()), AnyOf(Not(markOf(cache.preparedApp())), unmarked));
+    EXPECT_NE(markOf(cache.preparedApp() / Product::executablePath).substr(0, 4), "0081");
     EXPECT_EQ(nameOf(ReleaseChecks::markQuarantined(folder / "missing", 1)), "disk");
     EXPECT_EQ(recheck(), "passed");
     runIn(cache.preparedApp(), "echo >>Contents/Resources/corvane-logo.png");
@@ -201,73 +210,60 @@ TEST_F(PreparationTest, makesAnApplicationOfWhatRealToolsHavePacked) {
 TEST_F(PreparationTest, endsAtTheFirstStepThatFails) {
     const std::string archive = buildZip(release()).bytes;
     EXPECT_EQ(prepare(), "disk") << "nothing was downloaded";
-    download(archive);
-    writeAll(cache.archive(), "an earlier one");
-    EXPECT_EQ(prepare(), "disk");
-    EXPECT_EQ(readAll(cache.archive()), "an earlier one") << "which is not replaced";
-    download(archive + 'x');
-    EXPECT_EQ(prepare(), "unsafeArchive");
+    EXPECT_EQ(prepare(archive + 'x'), "unsafeArchive");
     EXPECT_FALSE(fs::exists(cache.unpackFolder())) << "nothing was unpacked";
-    download(archive);
-    fs::create_directory(cache.unpackFolder());
-    EXPECT_EQ(prepare(), "disk") << "something lies where it is to be unpacked";
-    download(archive);
-    tool.executable = "/nowhere";
+    runIn(cache.folder(), "mv candidate.zip partial.zip");
+    manifest.sha256[0] ^= 1;
+    EXPECT_EQ(prepare(), "corrupt") << "before its layout is looked at";
+    writeAll(cache.partialArchive(), archive);
     EXPECT_EQ(prepare(), "disk");
-    const fs::path other = folder / "other.zip";
+    EXPECT_EQ(readAll(cache.archive()), archive + 'x') << "which is not replaced";
+    EXPECT_EQ(prepare(archive), "prepared");
+    runIn(cache.folder(), "mv candidate.zip partial.zip");
+    EXPECT_EQ(prepare(), "disk") << "something lies where it is to be unpacked";
+    tool.executable = "/nowhere";
+    EXPECT_EQ(prepare(archive), "disk");
+    const std::string other = folder / "other.zip";
     writeAll(other, buildZip(release(), "in front").bytes);
-    download(archive);
-    tool = {
-        "/bin/sh",
-        {"-c", "cp '" + other.string() + "' \"$1\"; exec '" MAKE_RELEASE "' unpack \"$@\"", "sh"}};
-    EXPECT_EQ(prepare(), "unsafeArchive") << "another took the place of what was checked";
-    download(archive);
+    tool = {"/bin/sh",
+            {"-c", "cp '" + other + "' \"$1\"; exec '" MAKE_RELEASE "' unpack \"$@\"", "sh"}};
+    EXPECT_EQ(prepare(archive), "unsafeArchive") << "another took the place of what was checked";
     flag.cancel();
-    EXPECT_EQ(prepare(), "cancelled");
+    EXPECT_EQ(prepare(archive), "cancelled");
     EXPECT_TRUE(fs::exists(cache.partialArchive())) << "cancelled before anything was done";
 }
 
-TEST_F(PreparationTest, looksAtWhatTheToolHasLeft) {
+TEST_F(PreparationTest, looksAtWhatTheToolHasLeftAndStopsOneThatTakesTooLong) {
     const std::string archive = buildZip(release()).bytes;
     const struct {
         const char* what;
-        const char* after; ///< run in "Contents" of what was unpacked into $D
+        const char* after; ///< run in "Contents" of what was unpacked into $3
         const char* outcome = "unsafeArchive";
+        int waits = 100'000;
     } rows[] = {
         {"as it is", ":", "prepared"},
-        {"a file more", "touch $D/x"},
+        {"a file more", "touch $3/x"},
         {"a file less", "rm Resources/corvane-logo.png"},
         {"a longer file", "echo >>Info.plist"},
-        {"a link", "mv Info.plist $D/../x; ln -s $D/../x Info.plist"},
-        {"a second name", "ln Info.plist $D/../y"},
+        {"a link", "mv Info.plist $3/../x; ln -s $3/../x Info.plist"},
+        {"a second name", "ln Info.plist $3/../y"},
         {"a setuid program", "chmod u+s MacOS/*"},
-        {"a failure", "false"},
+        {"a failure", "exit 1"},
+        {"a delay", "exec sleep 600", "unsafeArchive", 2},
+        {"a delay in which it is cancelled", "touch $3/begun; exec sleep 600", "cancelled"},
     };
-    for (const auto& row : rows) {
-        download(archive);
-        tool = {"/bin/sh",
-                {"-ec",
-                 std::string("'" MAKE_RELEASE "' unpack \"$1\" \"$2\" \"$3\"\n"
-                             "D=$3; cd \"$D\"/*.app/Contents\n")
-                     + row.after,
-                 "sh"}};
-        EXPECT_EQ(prepare(), row.outcome) << row.what;
-    }
-}
-
-TEST_F(PreparationTest, stopsAToolThatTakesTooLong) {
-    download(buildZip(release()).bytes);
-    tool = {"/bin/sh", {"-c", "exec sleep 600", "sh"}, 2};
-    EXPECT_EQ(prepare(), "unsafeArchive");
-
-    download(buildZip(release()).bytes);
-    tool = {"/bin/sh", {"-c", "touch \"$3/begun\"; exec sleep 600", "sh"}, 100'000};
     std::thread cancelling([&] {
         while (!fs::exists(cache.unpackFolder() / "begun"))
             std::this_thread::yield();
         flag.cancel();
     });
-    EXPECT_EQ(prepare(), "cancelled");
+    for (const auto& row : rows) {
+        tool = {"/bin/sh",
+                {"-ec", "'" MAKE_RELEASE "' unpack \"$@\"; cd \"$3\"/*.app/Contents; "s + row.after,
+                 "sh"},
+                row.waits};
+        EXPECT_EQ(prepare(archive), row.outcome) << row.what;
+    }
     cancelling.join();
 }
 
@@ -277,43 +273,51 @@ std::string extra(const std::string& id, const std::string& data) {
 }
 
 std::string renamed(const std::string& entry, const std::string& to) {
-    std::string checksum(4, '\0');
-    put32(checksum, 0, testing::crc32(entry));
-    return extra("up", '\1' + checksum + to);
+    std::string sum;
+    for (int bit = 0; bit < 32; bit += 8)
+        sum += static_cast<char>(crc32(entry) >> bit);
+    return extra("up", '\1' + sum + to);
 }
 
-TEST_F(PreparationTest, refusesAnArchiveThatKeepsTheLayoutButLiesAboutTheRest) {
+TEST_F(PreparationTest, isNotDeceivedByAnArchiveThatKeepsTheLayout) {
+    const auto asItIs = [](auto&) {};
     const struct {
         const char* what;
-        std::function<void(std::vector<ZipEntry>&)> change;
+        std::function<void(Entries&)> change;
+        std::function<void(ZipArchive&)> lie = [](auto&) {};
+        const char* outcome = "unsafeArchive";
     } rows[] = {
         {"renamed into the folder above",
          [](auto& entries) { entries[0].localExtra = renamed(entries[0].name, "../evil"); }},
         {"renamed to an absolute place",
          [&](auto& entries) { entries[0].localExtra = renamed(entries[0].name, folder / "evil"); }},
-        {"made a link",
-         [](auto& entries) { entries[0].localExtra = extra("xl", "\5\x1E\3\0\0\xFF\xA1"s); }},
+        {"made a link", [](auto& e) { e[0].localExtra = extra("xl", "\5\x1E\3\0\0\xFF\xA1"s); }},
         {"a folder with content", [](auto& entries) { entries[7].content = "x"; }},
-        {"longer than declared",
-         [](auto& entries) { entries[1].content.assign(2'000'000, 'x'), entries[1].size = 10; }},
-        {"shorter than declared", [](auto& entries) { entries[2].size = 1'000'000; }},
-        {"with another checksum", [](auto& entries) { entries[1].checksum = 1; }},
-        {"that cannot be inflated", [](auto& entries) { entries[1].stored = "\xFF\xFF\xFF\xFF"; }},
+        {"longer than declared", asItIs, [](auto& a) { a.tell(1, size, 10, 4); }},
+        {"shorter than declared", asItIs, [](auto& a) { a.tell(2, size, 1'000'000, 4); }},
+        {"with another checksum", asItIs, [](auto& a) { a.tell(1, checksum, 1, 4); }},
+        {"that cannot be inflated", asItIs, [](auto& a) { a.tell(2, method, 8); }},
+        {"setuid", asItIs, [](auto& a) { a.set(a.centrals[1] + 40, 0x8DFF); }, "prepared"},
+        {"a bomb of its declared size",
+         [](auto& entries) {
+             entries[2].content.assign(8'000'000, '\0');
+             entries[2].isDeflated = true;
+         },
+         asItIs, "invalidBundle"},
     };
     for (const auto& row : rows) {
-        std::vector<ZipEntry> entries = release();
+        Entries entries = release();
         row.change(entries);
-        const std::string archive = buildZip(entries).bytes;
-        download(archive);
-        EXPECT_TRUE(SafeUpdateArchive::validate(archive)) << row.what;
-        EXPECT_EQ(prepare(), "unsafeArchive") << row.what;
+        ZipArchive archive = buildZip(entries);
+        row.lie(archive);
+        EXPECT_TRUE(SafeUpdateArchive::validate(archive.bytes)) << row.what;
+        EXPECT_EQ(prepare(archive.bytes), row.outcome) << row.what;
         EXPECT_FALSE(fs::exists(cache.folder() / "evil") || fs::exists(folder / "evil"))
             << row.what;
     }
     // One that begins like a tar: its directory is a release's, and is what is read.
     runIn(folder.path(), "ln -s /etc link; /usr/bin/bsdtar -cf made.tar link");
-    download(buildZip(release(), readAll(folder / "made.tar")).bytes);
-    EXPECT_EQ(prepare(), "prepared");
+    EXPECT_EQ(prepare(buildZip(release(), readAll(folder / "made.tar")).bytes), "prepared");
 }
 
 } // namespace

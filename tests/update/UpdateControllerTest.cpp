@@ -1,39 +1,26 @@
-#include "base/Sha256.h"
 #include "update/UpdateStory.h"
 
 #include <future>
 #include <thread>
 
-namespace tallywick {
+namespace tallywick::testing {
 namespace {
 
 using namespace std::chrono_literals;
-using namespace testing;
 using ::testing::_;
 using ::testing::ElementsAre;
+using ::testing::EndsWith;
 namespace fs = std::filesystem;
-using Outcome = tl::expected<void, UpdateFailure>;
 using Failed = tl::unexpected<UpdateFailure>;
+using enum UpdateFailure;
 
-const std::string checking = "Checking the Mac update feed…";
 const std::string cancelling = "Cancelling update…";
-const std::string cancelled = "Update cancelled.";
-const std::string corrupt =
-    "The update's size or SHA-256 does not match. The download was rejected.";
-const std::string noPlace =
-    "Cannot prepare the update cache. Check free space and folder permissions.";
-
-/// Of a release of 1,000 bytes that runs here.
-const std::string feedOfARelease = R"({"schemaVersion": 1, "platform": "macos", "build": 42,
-    "bundleIdentifier": "com.corvane.tallywick", "version": "0.7.0", "minimumSystemVersion": "1.0",
-    "architectures": ["x86_64", "arm64"], "bytes": 1000, "signing": "ad-hoc", "notarized": false,
-    "releaseNotes": "Faster.\nQuieter.", "sha256": ")"
-                                   + sha256Hex("") + R"(", "url":
-    "https://corvane.example/toolyard/tallywick/downloads/Corvane-Tallywick-Mac-0.7.0-App-Only.zip"})";
 
 /// A controller whose steps do as the test says, and come to their end even when it is cancelled.
 class UpdateControllerTest : public UpdateStory {
   protected:
+    UpdateControllerTest() { begin(); }
+
     UpdateController::Steps steps() {
         return {.fetch = [this](const DownloadRequest& request, const auto& progress,
                                 const auto& flag) -> BoundedDownload::Result {
@@ -58,28 +45,38 @@ class UpdateControllerTest : public UpdateStory {
                     }};
     }
 
-    void begin() { UpdateStory::begin(services(steps())); }
+    void begin(const std::optional<std::string>& version = "0.6.0", bool hasCaches = true) {
+        auto given = services(steps());
+        given.copy = {version, "42"};
+        if (!hasCaches)
+            given.caches.reset();
+        UpdateStory::begin(std::move(given));
+    }
 
     /// What an earlier update has left, and what one leaves behind half done.
     void litter() const {
         runIn(cache.folder(), "mkdir -p candidate; touch candidate.zip partial.zip candidate/x");
     }
 
-    /// Has a step leave its litter, tell that it has begun, and wait until it is cancelled.
-    void haltAt(const std::string& step, std::promise<void>& begun) {
-        before = [this, step, &begun](const std::string& current, const CancellationFlag& flag) {
+    /// Begins an operation, of which a step leaves its litter and waits until it is cancelled.
+    void haltAt(const std::string& step, void (UpdateController::*operation)()) {
+        auto begun = std::make_shared<std::promise<void>>();
+        before = [=, this](const std::string& current, const CancellationFlag& flag) {
             if (current != step)
                 return;
             litter();
-            begun.set_value();
+            begun->set_value();
             while (!flag.isCancelled())
                 std::this_thread::yield();
         };
+        told.clear();
+        (*controller.*operation)();
+        begun->get_future().get();
     }
 
-    std::string feed = feedOfARelease;
+    std::string feed = writeJson(sampleFeed());
     bool canUnpack = true;
-    Outcome recheckOutcome;
+    tl::expected<void, UpdateFailure> recheckOutcome;
     std::function<void(const std::string& step, const CancellationFlag&)> before = [](auto&,
                                                                                       auto&) {};
     std::vector<DownloadRequest> requests;
@@ -93,24 +90,22 @@ TEST_F(UpdateControllerTest, tellsWhatTheFeedMeansForThisCopy) {
         {"0.10.0", "You have a newer Mac version (0.10.0) than the published release."},
     };
     for (const auto& [version, status] : rows) {
-        auto given = services(steps());
-        given.copy = {version, "42"};
-        UpdateStory::begin(std::move(given));
+        begin(version);
         EXPECT_EQ(fields(), (UpdateFields{.status = "Check manually for a newer Mac release."}));
         EXPECT_EQ(check(), status);
-        EXPECT_THAT(told, ElementsAre(checking, status));
+        EXPECT_THAT(told, ElementsAre("Checking the Mac update feed…", status));
         EXPECT_EQ(fields().offersDownload, status == available);
     }
     EXPECT_EQ(requests[0].url,
               "https://corvane.example/toolyard/tallywick/downloads/mac-latest.json");
     EXPECT_EQ(requests[0].maximum, 16'384);
     EXPECT_EQ(requests[0].wholeLimit, 20s);
+    EXPECT_EQ(requests[0].stallLimit, 20s);
     download();
     EXPECT_EQ(requests.size(), std::size(rows)) << "nothing was found";
 }
 
 TEST_F(UpdateControllerTest, downloadsAndPreparesTheReleaseThatWasFound) {
-    begin();
     litter();
     before = [&](const std::string& step, auto&) {
         if (step != "archive")
@@ -118,7 +113,7 @@ TEST_F(UpdateControllerTest, downloadsAndPreparesTheReleaseThatWasFound) {
         EXPECT_TRUE(fs::is_empty(cache.folder())) << "nothing of an earlier update";
         EXPECT_FALSE(cache.claim()) << "no other copy of the program works there now";
     };
-    EXPECT_EQ(check(), available);
+    check();
     told.clear();
     controller->download();
     controller->download();
@@ -134,51 +129,51 @@ TEST_F(UpdateControllerTest, downloadsAndPreparesTheReleaseThatWasFound) {
                                   "Downloading… 99%", "Downloading… 100%", verified));
     EXPECT_EQ(fields(), (UpdateFields{.status = verified, .offersShow = true}));
     ASSERT_EQ(requests.size(), 2U) << "one of them at a time";
-    EXPECT_TRUE(requests[1].url.ends_with("/Corvane-Tallywick-Mac-0.7.0-App-Only.zip"));
+    EXPECT_THAT(requests[1].url, EndsWith("/Corvane-Tallywick-Mac-0.7.0-App-Only.zip"));
     EXPECT_EQ(requests[1].maximum, 1000);
     EXPECT_EQ(requests[1].wholeLimit, 90s);
     EXPECT_EQ(requests[1].destination, cache.partialArchive());
 
     feed = "{}";
-    check();
+    EXPECT_EQ(check(), sentence(invalidFeed));
     EXPECT_FALSE(fields().offersShow || fields().offersDownload) << "what was found is forgotten";
 }
 
 TEST_F(UpdateControllerTest, downloadsNothingThatItCouldNotPrepare) {
-    begin();
     check();
     litter();
     auto another = cache.claim();
-    EXPECT_EQ(download(), noPlace);
+    EXPECT_EQ(download(), sentence(disk));
+    controller->purge()();
     EXPECT_TRUE(fs::exists(cache.partialArchive())) << "which another copy downloads now";
     another->reset();
     canUnpack = false;
     EXPECT_EQ(download(), "Unpacking an update needs libarchive (on Debian the package "
                           "libarchive13). Install it and retry.");
     canUnpack = true;
-    auto given = services(steps());
-    given.caches.reset();
-    UpdateStory::begin(std::move(given));
+    begin("0.6.0", false);
     check();
-    EXPECT_EQ(download(), noPlace);
+    EXPECT_EQ(download(), sentence(disk));
     EXPECT_EQ(requests.size(), 2U) << "of the feed";
     EXPECT_TRUE(fields().offersDownload);
+
+    begin();
+    now += 1e9;
+    const auto purge = controller->purge();
+    controller.reset();
+    purge();
+    EXPECT_TRUE(fs::is_empty(cache.folder())) << "what is old goes, whenever that is done";
 }
 
 TEST_F(UpdateControllerTest, isCancelledAtEveryStep) {
-    begin();
     controller->cancel();
     EXPECT_TRUE(told.empty()) << "there is nothing to cancel";
     const auto cancelAt = [&](const char* step, void (UpdateController::*operation)()) {
-        std::promise<void> begun;
-        haltAt(step, begun);
-        told.clear();
-        (*controller.*operation)();
-        begun.get_future().get();
+        haltAt(step, operation);
         controller->cancel();
         EXPECT_TRUE(fields().busy);
-        EXPECT_EQ(outcome(), cancelled);
-        EXPECT_THAT(told, ElementsAre(_, cancelling, cancelled)) << step;
+        EXPECT_EQ(outcome(), sentence(cancelled));
+        EXPECT_THAT(told, ElementsAre(_, cancelling, sentence(cancelled))) << step;
         before = [](auto&, auto&) {};
     };
     cancelAt("feed", &UpdateController::check);
@@ -195,33 +190,32 @@ TEST_F(UpdateControllerTest, isCancelledAtEveryStep) {
     EXPECT_TRUE(waitForWorkThreads(60s)) << "all is done, but has not been applied";
     EXPECT_FALSE(fs::is_empty(cache.folder()));
     controller->cancel();
-    EXPECT_EQ(outcome(), cancelled);
+    EXPECT_EQ(outcome(), sentence(cancelled));
     EXPECT_FALSE(fields().offersShow);
     EXPECT_TRUE(fs::is_empty(cache.folder()));
 
     download();
-    recheckOutcome = Failed(UpdateFailure::corrupt);
+    recheckOutcome = Failed(corrupt);
     cancelAt("recheck", &UpdateController::showDownload);
     EXPECT_TRUE(fields().offersShow && desktop.done.empty());
 }
 
 TEST_F(UpdateControllerTest, showsAndOpensOnlyWhatPassesARecheck) {
-    begin();
     controller->showDownload();
     controller->openUpdate();
     EXPECT_TRUE(told.empty()) << "nothing was prepared";
     check();
     download();
-    EXPECT_EQ(open(), verified) << "not offered yet";
+    controller->openUpdate();
+    EXPECT_FALSE(fields().busy) << "not offered yet";
 
-    const std::string bundle = cache.preparedApp().string();
     EXPECT_EQ(show(), rechecked);
     EXPECT_THAT(told, ElementsAre("Rechecking the saved update…", rechecked));
     EXPECT_TRUE(fields().offersShow && fields().offersOpen);
-    desktop.done.clear();
     controller->openUpdate();
-    EXPECT_TRUE(eventually([&] { return !desktop.done.empty(); }));
-    EXPECT_THAT(desktop.done, ElementsAre("open " + bundle));
+    EXPECT_TRUE(eventually([&] { return desktop.done.size() == 2; }));
+    const std::string bundle = cache.preparedApp().string();
+    EXPECT_THAT(desktop.done, ElementsAre("show " + bundle, "open " + bundle));
     EXPECT_TRUE(fields().busy) << "until it is known how that came out";
     desktop.opened("It has not shown its window.");
     EXPECT_EQ(outcome(), "The update could not be opened. Show the download and open it there.");
@@ -232,7 +226,7 @@ TEST_F(UpdateControllerTest, showsAndOpensOnlyWhatPassesARecheck) {
     EXPECT_EQ(check(), available);
     desktop.opened({});
     QCoreApplication::processEvents();
-    EXPECT_EQ(fields().status, available) << "not any more";
+    EXPECT_EQ(fields().status, available) << "nobody asks for that any more";
 
     for (const auto operation : {&UpdateController::showDownload, &UpdateController::openUpdate}) {
         recheckOutcome = {};
@@ -241,8 +235,8 @@ TEST_F(UpdateControllerTest, showsAndOpensOnlyWhatPassesARecheck) {
         EXPECT_FALSE(fields().offersOpen) << "not before a recheck of its own";
         show();
         desktop.done.clear();
-        recheckOutcome = Failed(UpdateFailure::invalidBundle);
-        EXPECT_EQ(outcomeOf(operation), corrupt);
+        recheckOutcome = Failed(invalidBundle);
+        EXPECT_EQ(outcomeOf(operation), sentence(corrupt));
         EXPECT_TRUE(desktop.done.empty());
         EXPECT_FALSE(fields().offersShow || fields().offersOpen);
         EXPECT_TRUE(fields().offersDownload) << "again";
@@ -250,18 +244,13 @@ TEST_F(UpdateControllerTest, showsAndOpensOnlyWhatPassesARecheck) {
 }
 
 TEST_F(UpdateControllerTest, stopsForGood) {
-    begin();
     controller->stop();
     EXPECT_TRUE(told.empty()) << "nothing ran";
     EXPECT_EQ(check(), "Check manually for a newer Mac release.");
 
     begin();
     check();
-    std::promise<void> begun;
-    haltAt("archive", begun);
-    told.clear();
-    controller->download();
-    begun.get_future().get();
+    haltAt("archive", &UpdateController::download);
     controller->stop();
     for (int i = 0; i < 2; ++i) { // were the outcome applied, it would have something more done
         EXPECT_TRUE(waitForWorkThreads(60s));
@@ -274,20 +263,5 @@ TEST_F(UpdateControllerTest, stopsForGood) {
     EXPECT_TRUE(fields().busy) << "as it was";
 }
 
-TEST_F(UpdateControllerTest, purgesWhatIsOldUnlessAnotherCopyWorksThere) {
-    begin();
-    litter();
-    const auto purge = controller->purge();
-    controller.reset();
-    purge();
-    now += 1e9;
-    auto another = cache.claim();
-    purge();
-    EXPECT_TRUE(fs::exists(cache.archive()));
-    another->reset();
-    purge();
-    EXPECT_TRUE(fs::is_empty(cache.folder()));
-}
-
 } // namespace
-} // namespace tallywick
+} // namespace tallywick::testing

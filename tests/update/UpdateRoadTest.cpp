@@ -1,16 +1,13 @@
 #include "base/Ed25519.h"
 #include "base/Sha256.h"
-#include "update/HttpsServer.h"
 #include "update/UpdateStory.h"
-#include "update/ZipBuilder.h"
 
 #include <cstdlib>
 #include <functional>
 
-namespace tallywick {
+namespace tallywick::testing {
 namespace {
 
-using namespace testing;
 using ::testing::ElementsAre;
 using ::testing::HasSubstr;
 namespace fs = std::filesystem;
@@ -26,12 +23,12 @@ class Maker {
 
     /// Runs the tool. Whether it did what it was asked for.
     bool make(const std::string& arguments) const {
-        const std::string command = "'" MAKE_RELEASE "' " + arguments + " 2>errors";
+        const std::string command = "{ '" MAKE_RELEASE "' " + arguments + "; } 2>errors";
         return std::system(("cd '" + folder.path().string() + "'; " + command).c_str()) == 0;
     }
-    bool sign() const { return make("sign *.app key"); }
-    bool pack(const std::string& release = "release") const {
-        return make("pack *.app notes " + release + ' ' + publicKey());
+    bool signAndPack(const std::string& release = "release") const {
+        return make("sign *.app key && '" MAKE_RELEASE "' pack *.app notes " + release + ' '
+                    + publicKey());
     }
 
     /// Runs a command in the application's "Contents".
@@ -39,14 +36,10 @@ class Maker {
         runIn(folder / "Corvane Tallywick.app/Contents", command);
     }
 
-    std::string publicKey() const { return readAll(folder / "public-key").substr(0, 64); }
-    std::string errors() const { return readAll(folder / "errors"); }
-    std::string feed(const std::string& release = "release") const {
-        return readAll(folder / release / "mac-latest.json");
-    }
-    std::string archive(const std::string& release = "release") const {
-        return readAll(folder / release / "Corvane-Tallywick-Mac-0.7.0-App-Only.zip");
-    }
+    std::string publicKey() const { return read("public-key").substr(0, 64); }
+    std::string feed() const { return read("release/mac-latest.json"); }
+    std::string archive() const { return read("release/Corvane-Tallywick-Mac-0.7.0-App-Only.zip"); }
+    std::string read(const std::string& file) const { return readAll(folder / file); }
 
   private:
     const TemporaryFolder folder;
@@ -54,20 +47,19 @@ class Maker {
 
 TEST(ReleaseTool, makesTheSameReleaseOfTheSameApplication) {
     const Maker maker;
-    ASSERT_TRUE(maker.sign() && maker.pack()) << maker.errors();
+    ASSERT_TRUE(maker.signAndPack()) << maker.read("errors");
     maker.change("find . -type f -exec touch -t 200001010000 {} +; chmod 711 MacOS/*");
-    ASSERT_TRUE(maker.sign() && maker.pack("again")) << maker.errors();
-    EXPECT_EQ(maker.feed(), maker.feed("again"));
-    EXPECT_TRUE(maker.archive() == maker.archive("again"));
-    EXPECT_FALSE(maker.pack()) << "there is one already";
-
-    maker.change("mkdir ../../x; cd ../../x; /usr/bin/python3 -m zipfile -t ../release/*.zip >log\n"
+    ASSERT_TRUE(maker.signAndPack("again")) << maker.read("errors");
+    EXPECT_FALSE(maker.signAndPack()) << "there is one already";
+    maker.change("cd ../..; diff -r release again; mkdir x; cd x\n"
+                 "/usr/bin/python3 -m zipfile -t ../release/*.zip >log\n"
                  "/usr/bin/bsdtar -xf ../release/*.zip; diff -r *.app ../*.app\n"
                  "test $(stat -c %a *.app/Contents/MacOS/*) = 755\n"
                  "test $(stat -c %a ../release/*.json) = 644");
-    EXPECT_TRUE(maker.make("check release " + maker.publicKey())) << maker.errors();
+    const std::string check = "check release " + maker.publicKey();
+    EXPECT_TRUE(maker.make(check)) << maker.read("errors");
     maker.change("truncate -s -1 ../../release/*.zip");
-    EXPECT_FALSE(maker.make("check release " + maker.publicKey()));
+    EXPECT_FALSE(maker.make(check));
 }
 
 TEST(ReleaseTool, refusesWhatACopyWouldNotTake) {
@@ -76,66 +68,52 @@ TEST(ReleaseTool, refusesWhatACopyWouldNotTake) {
         {"truncate -s 40M Resources/*.png", "cannot read"},
         {"head -c 2001 /dev/zero | tr '\\0' x >../../notes", "invalidFeed"},
         {"touch PkgInfo", "invalidBundle"},
+        {"chmod 640 ../../key", "key"}, // others can read it
     };
     for (const auto& [command, refusal] : rows) {
         const Maker maker;
         maker.change(command);
-        ASSERT_TRUE(maker.sign()) << command << ": " << maker.errors();
-        EXPECT_FALSE(maker.pack()) << command;
-        EXPECT_THAT(maker.errors(), HasSubstr(refusal)) << command;
+        EXPECT_FALSE(maker.signAndPack()) << command;
+        EXPECT_THAT(maker.read("errors"), HasSubstr(refusal)) << command;
         EXPECT_EQ(maker.feed(), "") << command;
+        EXPECT_FALSE(maker.make("key key")) << "a key is not replaced";
     }
-    const Maker maker;
-    EXPECT_FALSE(maker.make("key key")) << "a key is not replaced";
-    maker.change("chmod 640 ../../key");
-    EXPECT_FALSE(maker.sign()) << "others can read the key";
 }
 
-/// A maker who has made a release, a server, and a copy of the program that looks for it.
+/// A maker who has made a release, and a copy of the program that looks for it.
 class UpdateRoad : public UpdateStory {
   protected:
     UpdateRoad() {
-        EXPECT_TRUE(maker.sign() && maker.pack()) << maker.errors();
-        serve(answer(maker.feed()), answer(maker.archive()));
+        EXPECT_TRUE(maker.signAndPack()) << maker.read("errors");
         begin(maker.publicKey());
     }
-    ~UpdateRoad() override { controller.reset(); } // before the servers
+    ~UpdateRoad() override { controller.reset(); } // before what it tells
 
-    void serve(const std::string& feed, const std::string& archive) {
-        feedServer.emplace(certificates.server("maker"), Script{{feed}});
-        archiveServer.emplace(certificates.server("maker"), Script{{archive}});
-    }
-    /// Begins anew, with a copy that knows this key of its maker, and fetches as the program does,
-    /// but from the servers of this test.
+    /// Begins anew, with a copy that knows this key of its maker.
     void begin(const std::string& key) {
-        const auto fetch = [this](DownloadRequest request, auto progress, CancellationFlag& flag) {
-            request.route = (request.destination ? archiveServer : feedServer)->route(certificates);
-            return fetchBounded(request, std::move(progress), flag);
-        };
-        auto given = services({.fetch = fetch});
+        auto given = services(fromTheServers());
         const std::string_view keys[] = {key};
         given.signature = releaseCodeSignature(keys);
         UpdateStory::begin(std::move(given));
     }
 
     const Maker maker;
-    const Certificates certificates;
-    std::optional<HttpsServer> feedServer, archiveServer;
 };
 
 TEST_F(UpdateRoad, leadsFromTheMakersToolToTheUsersFileBrowser) {
+    serve({{answer(maker.feed())}}, {{answer(maker.archive())}});
     EXPECT_EQ(check(), available);
     EXPECT_EQ(download(), verified);
     EXPECT_EQ(show(), rechecked);
     EXPECT_THAT(desktop.done, ElementsAre("show " + cache.preparedApp().string()));
 
     runIn(cache.preparedApp(), "echo >>Contents/Resources/corvane-logo.png");
-    EXPECT_EQ(show(), message(UpdateFailure::corrupt)) << "altered after it was prepared";
+    EXPECT_EQ(show(), sentence(UpdateFailure::corrupt)) << "altered after it was prepared";
     EXPECT_EQ(download(), verified) << "which begins anew";
 
     begin(SigningKey::make().publicKey());
     EXPECT_EQ(check(), available);
-    EXPECT_EQ(download(), message(UpdateFailure::invalidBundle)) << "another's signature";
+    EXPECT_EQ(download(), sentence(UpdateFailure::invalidBundle)) << "another's signature";
 }
 
 TEST_F(UpdateRoad, endsInASentenceWhateverGoesWrong) {
@@ -143,9 +121,7 @@ TEST_F(UpdateRoad, endsInASentenceWhateverGoesWrong) {
     const std::string half = answer(archive.substr(0, archive.size() / 2), archive.size());
     std::string damaged = archive;
     damaged[damaged.size() / 2] ^= 1;
-    std::vector<ZipEntry> entries = releaseEntries();
-    entries.push_back({.name = "Corvane Tallywick.app/Contents/PkgInfo"});
-    const std::string unsafe = buildZip(entries).bytes;
+    const std::string unsafe = archive + 'x';
     const Json unsafeFeed{{"bytes", unsafe.size()}, {"sha256", sha256Hex(unsafe)}};
     const auto feed = [&](const Json& changes = Json::object()) {
         Json changed = *parseJson(maker.feed());
@@ -162,7 +138,7 @@ TEST_F(UpdateRoad, endsInASentenceWhateverGoesWrong) {
         {"is not available on the website yet", "HTTP/1.1 404 Not Found\r\n\r\n"},
         {"feed is missing or invalid", answer("{}")},
         {"requires a different macOS version", feed({{"minimumSystemVersion", "999.0"}})},
-        {"exceeded the allowed download size", feed(), answer(archive + 'x')},
+        {"exceeded the allowed download size", feed(), answer(unsafe)},
         {"size or SHA-256 does not match", feed(), answer(damaged)},
         {"Unable to contact the update server", feed(), half, [&] { archiveServer->reset(); }},
         {"Update cancelled.", feed(), half, [&] { controller->cancel(); }},
@@ -170,7 +146,7 @@ TEST_F(UpdateRoad, endsInASentenceWhateverGoesWrong) {
         {"signature is invalid", feed({{"build", 43}}), answer(archive)},
     };
     for (const auto& row : rows) {
-        serve(row.feed, row.archive);
+        serve({{row.feed}}, {{row.archive}});
         onChange = [&, meanwhile = row.meanwhile]() mutable {
             if (meanwhile && fields().progress && fields().progress->received > 0)
                 std::exchange(meanwhile, {})();
@@ -186,4 +162,4 @@ TEST_F(UpdateRoad, endsInASentenceWhateverGoesWrong) {
 }
 
 } // namespace
-} // namespace tallywick
+} // namespace tallywick::testing
