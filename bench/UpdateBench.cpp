@@ -4,8 +4,8 @@
 #include "base/Sha256.h"
 #include "support/TemporaryFolder.h"
 #include "update/SafeUpdateArchive.h"
-#include "update/UpdatePreparation.h"
 #include "update/SampleRelease.h"
+#include "update/UpdatePreparation.h"
 
 #include <benchmark/benchmark.h>
 
