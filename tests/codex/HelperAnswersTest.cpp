@@ -107,11 +107,13 @@ TEST(Quota, IsTheFirstSevenDayWindowOfTheCodexLimit) {
     };
     const std::pair<std::string, std::optional<Quota>> rows[] = {
         {"{" + single + "}}", forty},
+        {"{" + single + R"(,"limitId":"codex"}})", forty},
         {"{" + single + R"(,"limitId":"other"}})", {}},
         {limits + "null," + single + "}}", forty},
         {limits + R"({"codex":null},)" + single + "}}", {}}, // a map hides the single limit
         {limits + R"({"a":{},"codex":{"limitId":"x","secondary":)" + week + "}}}", forty},
         {"{}", {}},
+        {with("40", "0"), Quota{0, 1.8e9}},
         {with("40", "100"), Quota{100, 1.8e9}},
         {with("40", "101"), forty},
         {with("40", "-1"), forty},
