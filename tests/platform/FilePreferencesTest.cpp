@@ -114,7 +114,9 @@ TEST(StandardFolders, theDesktopIsWhereTheUserHasPutIt) {
         {"XDG_DESKTOP_DIR=\"@/a\"", "a"},
         {"XDG_DESKTOP_DIR=\"$HOME/missing\"", nullptr},
         {"XDG_DESKTOP_DIR=\"$HOME/file\"", nullptr},
+        {"XDG_DESKTOP_DIR=\"$HOME/\"", nullptr}, // whoever wants no desktop
         {"XDG_DESKTOP_DIR=\"$HOME\"", "Desktop"},
+        {"XDG_DESKTOP_DIR=\"a\"", "Desktop"},
         {"XDG_DESKTOP_DIR=\"$HOME/a", "Desktop"},
         {"XDG_DESKTOP_DIR=\"$HOME/a\"; reboot", "Desktop"},
         {"XDG_DESKTOP_DIR=\"$HOME/$(pwd)\"\nXDG_DESKTOP_DIR=\"$HOME/`pwd`\"", "Desktop"},

@@ -150,6 +150,7 @@ TEST(Appearance, FollowsThePortalInWhatMakesSense) {
         const std::pair<QVariantList, std::string> rows[] = {
             {change(ours, contrastKey, 1U), "high colour, high colour, "},
             {change(ours, contrastKey, 1U), "high colour, "},
+            {change(others, contrastKey, 0U), "high colour, "},
             {change(ours, u"color-scheme"_qs, 0U), "high colour, "},
             {{ours, contrastKey, 0U}, "high colour, "}, // no variant
             {accent(-1, -1, -1), "high none, high colour, "},
