@@ -1,6 +1,7 @@
 #include "UtilityApp/CommandLine.h"
 
 #include "base/Product.h"
+#include "platform/desktop/LauncherEntry.h"
 #include "update/ReleaseUnpacker.h"
 
 #include <algorithm>
@@ -12,7 +13,7 @@ namespace tallywick {
 namespace {
 
 constexpr const char* usage =
-    "Usage: CorvaneUtility [--portable] [--helper PATH]\n"
+    "Usage: CorvaneUtility [--portable] [--unfocused] [--refresh|--mini] [--helper PATH]\n"
     "       CorvaneUtility --report [--json] [--verbose] [--helper PATH]\n"
     "       CorvaneUtility --watch [--helper PATH]\n"
     "       CorvaneUtility --locate [--helper PATH]\n"
@@ -87,9 +88,20 @@ class Parser {
             result.verbose = true;
         else if (is("--portable"))
             result.portable = true;
+        else if (is(unfocusedArgument))
+            result.unfocused = true;
         else
-            return false;
+            return takeLauncherAction();
         return true;
+    }
+
+    bool takeLauncherAction() {
+        for (const LauncherAction& action : launcherActions)
+            if (is(action.argument)) {
+                result.wish = action.wish;
+                return true;
+            }
+        return false;
     }
 
     bool takeSetting() {
@@ -141,9 +153,11 @@ class Parser {
 
     bool switchesFit() const {
         const bool forReport = result.json || result.verbose;
+        const bool forWindow =
+            result.portable || result.unfocused || result.wish != Wish::comeForward;
         return (!forReport || result.task == Task::report)
                && (!forPicture || result.task == Task::render)
-               && (!result.portable || result.task == Task::window);
+               && (!forWindow || result.task == Task::window);
     }
 
     std::span<const char* const> arguments;

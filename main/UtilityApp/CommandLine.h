@@ -1,5 +1,7 @@
 #pragma once
 
+#include "platform/desktop/Activation.h"
+
 #include <tl/expected.hpp>
 
 #include <array>
@@ -41,6 +43,8 @@ struct CommandLine {
 
     Task task = Task::window;
     bool portable = false;                       ///< of the window: do not offer to install
+    bool unfocused = false;                      ///< of the window: leave the keyboard alone
+    Wish wish = Wish::comeForward;               ///< of the window, one of `launcherActions`
     bool json = false;                           ///< of a report: for programs
     bool verbose = false;                        ///< of a report: tells where the helper lies
     std::optional<std::filesystem::path> helper; ///< the helper to use instead of a search

@@ -32,6 +32,7 @@ class Canvas final : public UtilityWindow {
     QRectF frame() const override { return {QPointF(), contentSize()}; }
     QSizeF contentSize() const override { return WindowSizing::fullBaseSize; }
     std::optional<QRectF> visibleScreenFrame() const override { return std::nullopt; }
+    bool canBePlaced() const override { return true; }
     void setFrame(QRectF) override {}
     void setContentLimits(QSizeF, QSizeF) override {}
     void setFloating(bool) override {}

@@ -68,6 +68,7 @@ UtilityState::Services SystemServices::forState(bool showsInstaller, OpenPanel* 
         .openPanel = openPanel,
         .updates = forUpdates(bundle),
         .installation = forInstallation(bundle, alerts),
+        .sessionBundle = bundle.version ? runningBundle() : std::filesystem::path(),
     };
 }
 

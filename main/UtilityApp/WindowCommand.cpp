@@ -7,6 +7,7 @@
 #include "platform/desktop/Activation.h"
 #include "platform/desktop/Appearance.h"
 #include "platform/desktop/WindowActivation.h"
+#include "platform/desktop/WindowSystem.h"
 #include "platform/desktop/Workspace.h"
 #include "platform/files/StandardFolders.h"
 #include "platform/process/TerminationSignals.h"
@@ -52,9 +53,10 @@ std::vector<RunningApplication> copiesWithWindow() {
     return copies;
 }
 
-/// Whether another copy runs in this one's place and has been brought forward. Of two copies that
-/// start in the same moment, neither of which can be brought forward yet, the first one goes on.
-bool hasHandedOver(int argc, char** argv) {
+/// Whether another copy runs in this one's place and has been asked for what this one was. Of two
+/// copies that start in the same moment, neither of which can be brought forward yet, the first one
+/// goes on.
+bool hasHandedOver(const CommandLine& commandLine, int argc, char** argv) {
     const std::vector<std::string> arguments(argv, argv + argc);
     const std::filesystem::path bundle = runningBundle();
     const LaunchRule::ThisCopy thisCopy{
@@ -67,13 +69,13 @@ bool hasHandedOver(int argc, char** argv) {
     const auto other = LaunchRule::copyToActivate(copiesWithWindow(), thisCopy);
     if (!other)
         return false;
-    if (activateApplication(other->processId, launchToken()))
+    const Wish wish = commandLine.unfocused ? Wish::nothing : commandLine.wish;
+    if (activateApplication(other->processId, {wish, launchToken()}))
         return true;
     if (other->processId > thisCopy.processId)
         return false;
-    static_cast<void>(
-        std::fprintf(stderr, "Tallywick runs already, as process %d, but did not come forward.\n",
-                     other->processId));
+    static_cast<void>(std::fprintf(
+        stderr, "Tallywick runs already, as process %d, but did not answer.\n", other->processId));
     return true;
 }
 
@@ -88,7 +90,9 @@ void explainMissingDisplay(QtMsgType type, const QMessageLogContext&, const QStr
 /// Ends the program where there is no display, which the toolkit does in its own, ruder way.
 std::unique_ptr<QApplication> applicationOnDisplay(int& count, char** arguments) {
     const QtMessageHandler usual = qInstallMessageHandler(explainMissingDisplay);
-    auto application = std::make_unique<QApplication>(count, arguments);
+    std::unique_ptr<QApplication> application;
+    startWithoutGraphicsDriver(
+        [&] { application = std::make_unique<QApplication>(count, arguments); });
     qInstallMessageHandler(usual);
     return application;
 }
@@ -119,19 +123,36 @@ class FirstShow final : public QObject {
     QWindow* const window;
 };
 
+/// What another copy, which was started for it, asks of this one.
+void perform(UtilityState& state, const ActivationRequest& request) {
+    switch (request.wish) {
+    case Wish::comeForward:
+        return state.showUtility(request.launchToken);
+    case Wish::refresh:
+        return state.refreshNow();
+    case Wish::mini:
+        return state.toggleLayout();
+    case Wish::nothing:
+        return;
+    }
+}
+
 int showWindow(const CommandLine& commandLine) {
     SystemServices services(commandLine.helper);
     FileOpenPanel openPanel;
     AlertPanel alerts;
     const auto appearance = desktopAppearance();
-    const bool showsInstaller = !commandLine.portable;
+    const bool showsInstaller = !commandLine.portable && !commandLine.unfocused;
     UtilityState state(services.forState(showsInstaller, &openPanel, &alerts));
     MainWindow window(state);
     openPanel.setParent(&window);
     alerts.setWindow(&window, [&window] { return window.theme(); });
     appearance->start([&] { window.setColors(colorsOf(*appearance)); });
     const auto listener =
-        listenForActivation([&state](const std::string& token) { state.showUtility(token); });
+        listenForActivation([&](const ActivationRequest& request) { perform(state, request); });
+    window.setAttribute(Qt::WA_ShowWithoutActivating, commandLine.unfocused);
+    if (commandLine.wish == Wish::mini && !state.fields().mini)
+        state.toggleLayout(); // to read everything anew is what a start does anyway
     window.show();
     const FirstShow firstShow(window.windowHandle());
     // The desktop knows its windows by the identifier now; to a screen reader this is the name.
@@ -145,17 +166,20 @@ int showWindow(const CommandLine& commandLine) {
 
 int runWindow(const CommandLine& commandLine, int argc, char** argv) {
     rememberLauncher();
-    if (hasHandedOver(argc, argv))
+    if (hasHandedOver(commandLine, argc, argv))
         return EXIT_SUCCESS;
     TerminationSignals requests;
     // The desktop finds the windows' entry among the applications by this name.
-    std::string program = Product::executableName, option = "-name",
-                name = Product::bundleIdentifier;
-    char* arguments[] = {program.data(), option.data(), name.data(), nullptr};
-    int count = 3;
+    std::vector<std::string> words = windowSystemArguments();
+    words.insert(words.begin(), {Product::executableName, "-name", Product::bundleIdentifier});
+    std::vector<char*> arguments;
+    for (std::string& word : words)
+        arguments.push_back(word.data());
+    int count = static_cast<int>(arguments.size());
+    arguments.push_back(nullptr);
     QGuiApplication::setDesktopFileName(QLatin1String(Product::bundleIdentifier));
     QCoreApplication::setApplicationName(QLatin1String(Product::bundleIdentifier));
-    const auto application = applicationOnDisplay(count, arguments);
+    const auto application = applicationOnDisplay(count, arguments.data());
     requests.listen(&QCoreApplication::quit);
     Figure::installAccessibility();
     UtilityStyle::install();

@@ -29,8 +29,9 @@ struct UtilityFields {
     bool mini = false;            ///< the mini layout, else the full one
     /// The desktop decides the window's size: it shows the layout of `mini`, whatever its height.
     bool sizeIsImposed = false;
-    bool light = false;  ///< the day theme, else the night theme
-    bool pinned = false; ///< always on top
+    bool light = false;      ///< the day theme, else the night theme
+    bool pinned = false;     ///< always on top, where the desktop lets a window be that
+    bool canBePlaced = true; ///< the desktop lets the window choose its place and stay on top
     bool showingSettings = false;
     std::string settingsStatus; ///< result of the user's last action
     bool showingInstaller = false;
@@ -38,6 +39,9 @@ struct UtilityFields {
     bool offersInstallation = false; ///< of this copy, which is not the installed one
     bool isManaged = false;          ///< this copy is looked after by the system's package manager
     bool installing = false;         ///< an installation or a removal runs
+    bool offersSessionStart = false; ///< this copy can be started with the user's session
+    /// The session starts this copy; absent as long as that is unknown.
+    std::optional<bool> startsWithSession;
     Timestamp now = 0; ///< the clock of all countdowns and ages; each tick advances it
     ConnectionDetails connectionDetails;
     bool loginPending = false;     ///< a browser sign-in is in progress

@@ -45,7 +45,8 @@ UtilityState::UtilityState(Services given)
                    {.pause = [this] { enterMaintenance(); },
                     .resume = [this] { leaveMaintenance(); },
                     .forget = [this] { return forgetAll(); },
-                    .quit = [this] { quit(); }}) {
+                    .quit = [this] { quit(); }}),
+      sessionStart(context, std::move(given.sessionBundle)) {
     context.change().showingInstaller = given.showsInstaller && fields().offersInstallation;
     context.change().settingsStatus = given.storageNotice;
 
@@ -142,6 +143,12 @@ void UtilityState::choosePinned(bool pinned) {
 void UtilityState::toggleTheme() {
     context.change().light = !fields().light;
     window.keepLook();
+}
+
+void UtilityState::setShowingSettings(bool showing) {
+    context.change().showingSettings = showing;
+    if (showing)
+        sessionStart.look();
 }
 
 void UtilityState::openPage(std::string_view address) {

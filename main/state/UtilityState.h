@@ -14,6 +14,7 @@
 #include "state/Installation.h"
 #include "state/KeptChoices.h"
 #include "state/MachineReadings.h"
+#include "state/SessionStart.h"
 #include "state/SignIn.h"
 #include "state/StateContext.h"
 #include "state/WindowPlacement.h"
@@ -59,6 +60,7 @@ class UtilityState final : public QObject {
         OpenPanel* openPanel = nullptr; ///< null: no helper can be chosen
         UpdateController::Services updates;
         Installation::Services installation = {}; ///< without alerts: nothing is installed
+        std::filesystem::path sessionBundle = {}; ///< that the session can start; or empty
     };
 
     /// Starts the timer, the observers and the check of the running bundle, and ticks once.
@@ -107,7 +109,9 @@ class UtilityState final : public QObject {
     void choosePinned(bool pinned);
     /// The day theme for the night theme or the reverse, kept for the next start.
     void toggleTheme();
-    void setShowingSettings(bool showing) { context.change().showingSettings = showing; }
+    void setShowingSettings(bool showing);
+    /// The session starts this copy, or no longer.
+    void chooseSessionStart(bool starts) { sessionStart.choose(starts); }
     void setShowingInstaller(bool showing) { context.change().showingInstaller = showing; }
     void setCreateShortcutOnInstall(bool create) {
         context.change().createShortcutOnInstall = create;
@@ -177,6 +181,7 @@ class UtilityState final : public QObject {
     HelperChoice helperChoice;
     UpdateController updates;
     Installation installation;
+    SessionStart sessionStart;
 
     QTimer ticker;
     bool sleeping = false;

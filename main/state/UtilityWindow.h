@@ -37,6 +37,10 @@ class UtilityWindow {
     /// without any screen.
     virtual std::optional<QRectF> visibleScreenFrame() const = 0;
 
+    /// Whether the desktop lets the window choose its place and stay above others. Where it does
+    /// not, the place in `frame` means nothing.
+    virtual bool canBePlaced() const = 0;
+
     /// Moves and resizes the whole window.
     virtual void setFrame(QRectF frame) = 0;
 

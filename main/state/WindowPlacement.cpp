@@ -40,6 +40,7 @@ void WindowPlacement::attach(UtilityWindow* attached) {
     keepsSize = false;
     if (!window)
         return;
+    context.change().canBePlaced = window->canBePlaced();
     const auto position = choices.windowPosition();
     if (position)
         applyFrame({*position, window->frame().size()});
@@ -61,7 +62,7 @@ QSizeF WindowPlacement::initialContentSize() const {
 void WindowPlacement::applyConfiguration() {
     if (!window)
         return;
-    if (floats != fields.pinned) {
+    if (fields.canBePlaced && floats != fields.pinned) {
         floats = fields.pinned;
         window->setFloating(fields.pinned);
     }
@@ -159,7 +160,8 @@ void WindowPlacement::didSettle() {
 void WindowPlacement::keepWindow() {
     disputedContent.reset();
     const auto together = choices.together();
-    choices.keepWindowPosition(window->frame().topLeft());
+    if (fields.canBePlaced)
+        choices.keepWindowPosition(window->frame().topLeft());
     if (!std::exchange(keepsSize, false))
         return;
     choices.keepContentSize(window->contentSize());

@@ -17,9 +17,9 @@ namespace tallywick {
 /// Where the window stands, how large it is within which limits, which layout that means, and what
 /// of it is kept for the next start.
 ///
-/// Publishes `mini` and `sizeIsImposed`. `mini` follows from the height of the content, unless the
-/// desktop imposes a size and the user has chosen a layout for it. A size that the desktop imposes
-/// is neither disputed nor kept, and its place neither.
+/// Publishes `mini`, `sizeIsImposed` and `canBePlaced`. `mini` follows from the height of the
+/// content, unless the desktop imposes a size and the user has chosen a layout for it. A size that
+/// the desktop imposes is neither disputed nor kept, and its place neither.
 ///
 /// Main thread only; sizes and places are in points. Without a window nothing happens.
 class WindowPlacement {

@@ -34,6 +34,8 @@ CommandLine forTask(Task task, std::optional<std::filesystem::path> helper = std
 TEST(CommandLine, IsRead) {
     const std::pair<Arguments, CommandLine> cases[] = {
         {{"--portable"}, {.portable = true, .helper = {}, .picture = {}}},
+        {{"--unfocused", "--mini"},
+         {.unfocused = true, .wish = Wish::mini, .helper = {}, .picture = {}}},
         {{"--finish-install", "no number"}, forTask(Task::window)},
         {{"--verbose", "--report", "--json"},
          {.task = Task::report, .json = true, .verbose = true, .helper = {}, .picture = {}}},
@@ -62,6 +64,8 @@ TEST(CommandLine, IsAnsweredWithTheUsageWhenItMakesNoSense) {
                                {"--locate", "--verbose"},
                                {"--unpack-release", "/a", "12"},
                                {"--report", "--portable"},
+                               {"--report", "--refresh"},
+                               {"--watch", "--unfocused"},
                                {"--finish-install"},
                                {"--render", ""},
                                {"--scale", "2"},

@@ -208,6 +208,32 @@ TEST_F(ShownWindow, BringsItsFirstInstanceForwardInsteadOfASecondOne) {
     desktop.xdotool("set_desktop 1"); // where others are
     startAnother();
     EXPECT_EQ(outputOf("xdotool get_desktop"), "0");
+
+    // What the launcher offers is done where the window is, and a session that starts asks nothing.
+    desktop.xdotool("set_desktop 1");
+    const Box full = first.content();
+    for (const auto& [arguments, expected] : {std::pair("--mini", full.sized(500, 225)),
+                                              {"--unfocused", full.sized(500, 225)},
+                                              {"--mini", full},
+                                              {"--refresh", full}}) {
+        EXPECT_EQ(outputOf("'" + executable + "' --portable " + arguments), "");
+        EXPECT_TRUE(first.stands(expected)) << arguments;
+    }
+    EXPECT_EQ(outputOf("xdotool get_desktop"), "1");
+}
+
+TEST_F(ShownWindow, LeavesTheKeyboardWhereItIsWhenTheSessionStartsIt) {
+    const RunningProgram other("/usr/bin/xev", {"-geometry", "600x600+10+10"});
+    const auto active = [] { return outputOf("xdotool getactivewindow getwindowname"); };
+    EXPECT_TRUE(becomes(active, std::string("Event Tester")));
+    RunningProgram utility(CORVANE_UTILITY, {"--unfocused", "--mini", "--helper", SAMPLE_HELPER});
+    EXPECT_TRUE(
+        waitUntil([] { return !ShownUtility::windowTitled("Corvane — Tallywick").empty(); }));
+    const std::string window =
+        "xwininfo -name 'Corvane — Tallywick' | awk '/Height:/ { print $2 }'";
+    EXPECT_TRUE(becomes([&] { return outputOf(window); }, std::string("225")));
+    EXPECT_EQ(ShownUtility::windowTitled("Welcome to Tallywick"), "");
+    EXPECT_EQ(active(), "Event Tester");
 }
 
 /// Whatever the programs of the desktop tell screen readers, on the bus for accessibility.

@@ -115,6 +115,11 @@ TEST(LauncherEntry, IsThereAsLongAsItsApplication) {
     }
     EXPECT_NE(readAll(entry).find("\nStartupWMClass=com.corvane.tallywick\n"), std::string::npos);
     EXPECT_EQ(readAll(entry).find("TryExec"), std::string::npos) << "Xfce hides a path with blanks";
+    const std::string run = "\nExec=\"" + (bundle / executable).string() + "\" --";
+    EXPECT_NE(
+        readAll(entry).find("\nActions=Refresh;Mini;\n\n[Desktop Action Refresh]\nName=Refresh"
+                            + run + "refresh\n\n[Desktop Action Mini]\nName=Mini" + run + "mini\n"),
+        std::string::npos);
     unregisterApplication(other);
     EXPECT_TRUE(fs::exists(entry) && fs::exists(icon)) << "it opens another copy";
     fs::remove_all(bundle);
@@ -140,6 +145,65 @@ TEST(LauncherEntry, LeavesAloneWhatIsNotOurs) {
         unregisterApplication(bundle);
         EXPECT_EQ(tree(), before);
     }
+}
+
+/// A home whose session has an entry of the application's name, or none.
+struct Session {
+    Session() {
+        ::setenv("XDG_DATA_HOME", (folder / "data").c_str(), 1);
+        ::setenv("XDG_CONFIG_HOME", (folder / "config").c_str(), 1);
+        fs::create_directories(entry.parent_path());
+    }
+    const TemporaryFolder folder;
+    const fs::path bundle = testing::makeSampleBundle(folder / "a b");
+    const fs::path entry = folder / "config/autostart/com.corvane.tallywick.desktop";
+};
+
+TEST(SessionStart, IsWhatTheEntrySaysAndChangesNoOther) {
+    const Session session;
+    const std::string ours = "[Desktop Entry]\nType=Application\nExec=\""
+                             + (session.bundle / executable).string() + "\"";
+    const struct {
+        std::string content;
+        bool starts, isOurs;
+    } entries[] = {
+        {ours, true, true},
+        {ours + " --unfocused\nHidden=false\nX-GNOME-Autostart-enabled=true", true, true},
+        {ours + " --unfocused\nHidden=true \n", false, true},
+        {ours + "\nX-GNOME-Autostart-enabled=false", false, true},
+        {ours + "\nX-MATE-Autostart-enabled=0", false, true},
+        {ours + " --watch", false, false},
+        {"[Desktop Entry]\nType=Application\nExec=other\n", false, false},
+        {"", false, false},
+    };
+    for (const auto& [content, starts, isOurs] : entries)
+        for (const bool choice : {true, false}) {
+            SCOPED_TRACE(content);
+            writeAll(session.entry, content);
+            EXPECT_EQ(startsWithSession(session.bundle), starts);
+            EXPECT_FALSE(startsWithSession(session.folder / "b")) << "another copy";
+            EXPECT_EQ(setStartsWithSession(session.bundle, choice).has_value(), isOurs);
+            EXPECT_EQ(startsWithSession(session.bundle), isOurs && choice);
+            EXPECT_EQ(fs::exists(session.entry), !isOurs || choice);
+            EXPECT_TRUE(isOurs || readAll(session.entry) == content) << "changed";
+        }
+}
+
+TEST(SessionStart, FollowsTheInstallationAndEndsWithIt) {
+    const Session session;
+    const fs::path installed = testing::makeSampleBundle(session.folder / "installed");
+    ASSERT_TRUE(setStartsWithSession(session.bundle, true)); // makes the folder, too
+    writeAll(session.bundle / executable, "#!/bin/sh\nprintf '%s|%s' \"$0\" \"$*\"\n");
+    EXPECT_EQ(outputOf("gio launch '" + session.entry.string() + "'"),
+              (session.bundle / executable).string() + "|--unfocused");
+    ASSERT_TRUE(registerApplication(installed));
+    EXPECT_TRUE(startsWithSession(installed));
+    unregisterApplication(session.bundle);
+    EXPECT_TRUE(startsWithSession(installed));
+    unregisterApplication(installed);
+    EXPECT_FALSE(fs::exists(session.entry));
+    ASSERT_TRUE(registerApplication(installed));
+    EXPECT_FALSE(fs::exists(session.entry)) << "nobody has asked for it";
 }
 
 } // namespace

@@ -1,6 +1,7 @@
 #include "platform/desktop/Workspace.h"
 
 #include "base/Product.h"
+#include "platform/desktop/WindowSystem.h"
 #include "support/PrivateBus.h"
 
 #include <QClipboard>
@@ -16,6 +17,7 @@
 #include <unistd.h>
 
 #include <cstdlib>
+#include <map>
 #include <vector>
 
 namespace tallywick {
@@ -32,6 +34,26 @@ class Opener : public QObject {
         opened = items.join(u' ').toStdString();
     }
 };
+
+TEST(WindowSystem, IsX11WhereWaylandHasItTooUnlessTheUserHasChosen) {
+    const struct {
+        const char *wayland, *x11, *chosen;
+        bool asks;
+    } sessions[] = {{"wayland-0", ":0", "", true},
+                    {"wayland-0", ":0", "wayland", false},
+                    {"wayland-0", "", "", false},
+                    {"", ":0", "", false},
+                    {"wayland-0", "", "xcb", false}};
+    for (const auto& [wayland, x11, chosen, asks] : sessions) {
+        const std::map<std::string, std::string> session{
+            {"WAYLAND_DISPLAY", wayland}, {"DISPLAY", x11}, {"QT_QPA_PLATFORM", chosen}};
+        // Where X11 cannot be reached the toolkit goes on to Wayland.
+        const std::vector<std::string> both{"-platform", "xcb;wayland"};
+        EXPECT_EQ(windowSystemArguments([&](const char* name) { return session.at(name); }),
+                  asks ? both : std::vector<std::string>())
+            << wayland << x11 << chosen;
+    }
+}
 
 TEST(DesktopWorkspace, OpensAddressesAndCopiesTexts) {
     ::setenv("QT_QPA_PLATFORM", "offscreen", 1);

@@ -22,14 +22,16 @@ using testing::PrivateBus;
 // Activation
 
 /// The answer to a request that is made while the event loop runs.
-bool activates(const QDBusConnection& bus, int process) {
-    auto answer = std::async([&] { return activateApplication(bus, process, "token", 30s); });
+bool activates(const QDBusConnection& bus, int process, Wish wish = Wish::comeForward) {
+    auto answer = std::async([&] {
+        return activateApplication(bus, process, {wish, "token"}, 30s);
+    });
     while (answer.wait_for(0s) != std::future_status::ready)
         QCoreApplication::processEvents();
     return answer.get();
 }
 
-TEST(Activation, ComesForwardWhateverItIsAskedFor) {
+TEST(Activation, DoesWhatTheLauncherOffersAndOtherwiseComesForward) {
     testing::runApart([] {
         const PrivateBus bus;
         const QDBusConnection there = bus.connection("there");
@@ -40,7 +42,9 @@ TEST(Activation, ComesForwardWhateverItIsAskedFor) {
                                                   u"org.freedesktop.Application"_qs, method);
         };
         std::string tokens;
-        const auto note = [&](const std::string& token) { tokens += "[" + token + "]"; };
+        const auto note = [&](const ActivationRequest& request) {
+            tokens += std::to_string(static_cast<int>(request.wish)) + request.launchToken + " ";
+        };
         const SessionActivation withoutABus(QDBusConnection(u"none"_qs), note);
         EXPECT_FALSE(activates(there, process)) << "nobody listens yet";
         {
@@ -54,7 +58,9 @@ TEST(Activation, ComesForwardWhateverItIsAskedFor) {
                        << QVariantMap{{u"desktop-startup-id"_qs, u"older"_qs}});
             there.send(call(u"Activate"_qs) << u"no map"_qs);
             EXPECT_TRUE(activates(there, process)) << "after a request that makes no sense";
-            EXPECT_EQ(tokens, "[token][][][older][token]");
+            for (const Wish wish : {Wish::refresh, Wish::mini, Wish::nothing})
+                EXPECT_TRUE(activates(there, process, wish));
+            EXPECT_EQ(tokens, "0token 0 0 0older 0token 1token 2token 3token ");
         }
         EXPECT_FALSE(activates(there, process)) << "nobody listens any more";
     });

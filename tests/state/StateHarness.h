@@ -85,7 +85,7 @@ struct FakeSensors : HostStatistics, MountedVolumes {
 /// size. On a desktop that lets it have one size only, it learns of that later.
 struct FakeWindow : UtilityWindow {
     UtilityState* owner = nullptr;
-    bool visible = true, minimised = false, zoomed = false, floating = false;
+    bool visible = true, minimised = false, zoomed = false, floating = false, placeable = true;
     std::optional<QSizeF> tile;                             ///< the one size
     std::optional<QRectF> screen = QRectF(0, 0, 1600, 928); // of which its content may use 900
     QPointF position;
@@ -98,6 +98,7 @@ struct FakeWindow : UtilityWindow {
     bool isZoomed() const override { return zoomed; }
     QRectF frame() const override { return {position, content + chrome}; }
     QSizeF contentSize() const override { return content; }
+    bool canBePlaced() const override { return placeable; }
     std::optional<QRectF> visibleScreenFrame() const override { return screen; }
     void showInFront(const std::string&) override { ++orders; }
     void setFloating(bool floats) override {

@@ -61,6 +61,17 @@ TEST_F(WindowTest, ComesBackAsItWasAsFarAsTheScreenAllows) {
     }
 }
 
+TEST_F(WindowTest, KeepsTheChoicesThatTheDesktopCannotFollow) {
+    window.placeable = false;
+    startWith(R"({"CorvaneTallywickWindow":"300 60","pinned":true})");
+    window.position = {};
+    toggle();
+    EXPECT_EQ(keptPlace(), "300 60");
+    EXPECT_TRUE(preferences.boolValue("mini").value_or(false));
+    EXPECT_TRUE(preferences.boolValue("pinned").value_or(false));
+    EXPECT_FALSE(window.floating || fields().canBePlaced);
+}
+
 TEST_F(WindowTest, EachActionIsWrittenOnceAndComesBack) {
     startWith();
     keepIn("kept.json");

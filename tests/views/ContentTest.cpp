@@ -199,6 +199,18 @@ TEST(Controls, DoTheSameForMouseAndKeyboard) {
         }
 }
 
+TEST(Controls, DoNotPretendThatADesktopKeepsTheWindowAboveOthers) {
+    UtilityFields fields = sampleFields();
+    fields.pinned = true;
+    fields.canBePlaced = false;
+    for (const auto& [layout, name] : {std::pair(full, "Always on top"), std::pair(mini, "Pin")}) {
+        ShownView view(fields, layout);
+        const auto* const pin = qobject_cast<QCheckBox*>(view.part(name));
+        EXPECT_FALSE(pin->isChecked() || pin->isEnabled());
+        EXPECT_EQ(pin->toolTip(), u"This desktop lets no window keep itself above others"_qs);
+    }
+}
+
 TEST(Controls, ResizeByTheGripWhichOnlyAKeyPresses) {
     ShownView view(sampleFields(), mini);
     QWidget* const grip = view.part("Resize utility");

@@ -182,6 +182,23 @@ TEST_F(Sheets, OfferToInstallWithAnAlias) {
     }
 }
 
+TEST_F(Sheets, OfferToStartWithTheSessionWhatIsInstalled) {
+    UtilityFields fields;
+    const auto box = [&] { return settings()->findChild<QCheckBox*>(); };
+    show(fields);
+    EXPECT_FALSE(box()->isVisible());
+    fields.offersSessionStart = true;
+    show(fields);
+    EXPECT_TRUE(box()->isVisible() && !box()->isEnabled()) << "not read yet";
+    for (const bool starts : {true, false}) {
+        fields.startsWithSession = starts;
+        show(fields);
+        EXPECT_EQ(box()->isChecked(), starts);
+        QTest::keyClick(box(), Qt::Key_Space);
+        EXPECT_EQ(std::exchange(calls, {}), Strings({starts ? "no session" : "session"}));
+    }
+}
+
 TEST_F(Sheets, TellHowFarADownloadIs) {
     show(with({.status = "Downloading…\u202840%", .progress = {{400, 1000}}}));
     EXPECT_EQ(settings()->findChildren<StatusNotice*>().back()->text(), u"Downloading… 40%"_qs);

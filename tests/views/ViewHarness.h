@@ -117,6 +117,8 @@ inline UtilityActions recordingActions(Strings& calls) {
             .setPinned = [record](bool pinned) { record(pinned ? "pin" : "unpin"); },
             .setCreateShortcut =
                 [record](bool creates) { record(creates ? "shortcut" : "no shortcut"); },
+            .setStartsWithSession =
+                [record](bool starts) { record(starts ? "session" : "no session"); },
             .openVolume = [record](const VolumeInfo& volume) { record("open " + volume.name); },
             .resizeBy =
                 [record](double dx, double dy) {

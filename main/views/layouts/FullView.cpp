@@ -135,7 +135,7 @@ class FullView::Toolbar final : public QWidget {
     }
 
     void present(const UtilityFields& fields) {
-        pin->present(fields.pinned);
+        pin->present(fields);
         theme->setText(fields.light ? QStringLiteral("Night") : QStringLiteral("Day"));
         theme->setToolTip(fields.light ? QStringLiteral("Switch to the night theme")
                                        : QStringLiteral("Switch to the day theme"));

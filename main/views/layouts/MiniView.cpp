@@ -32,7 +32,7 @@ MiniView::MiniView(const ViewStyle& viewStyle, const UtilityActions& actions, QW
 }
 
 void MiniView::present(const UtilityFields& fields) {
-    pin->present(fields.pinned);
+    pin->present(fields);
     const QString freshness = QString::fromStdString(fields.status.text());
     usage->present(QString::fromStdString(weeklyUsageText(fields.quota)), freshness);
     remaining->present(QString::fromStdString(remainingText(fields.quota)));

@@ -53,18 +53,32 @@ void ResizeGrip::mouseMoveEvent(QMouseEvent* event) {
     constexpr double dragThreshold = 2;
     if (!dragOrigin)
         return;
-    const QPointF moved = event->globalPosition() - *dragOrigin;
-    didDrag = didDrag || std::abs(moved.x()) + std::abs(moved.y()) >= dragThreshold;
-    if (didDrag)
-        actions.resizeBy(moved.x(), moved.y());
+    const QPointF origin = *dragOrigin;
+    const QPointF moved = event->globalPosition() - origin;
+    if (!didDrag) {
+        if (std::abs(moved.x()) + std::abs(moved.y()) < dragThreshold)
+            return;
+        letGo(); // the toolkit tells of a release when the desktop takes over
+        if (actions.startSystemResize())
+            return;
+        dragOrigin = origin;
+        didDrag = true;
+    }
+    actions.resizeBy(moved.x(), moved.y());
 }
 
 void ResizeGrip::mouseReleaseEvent(QMouseEvent* event) {
     if (event->button() != Qt::LeftButton)
         return;
-    dragOrigin.reset();
-    if (std::exchange(didDrag, false))
+    const bool ends = didDrag;
+    letGo();
+    if (ends)
         actions.perform(UtilityCommand::endResize);
+}
+
+void ResizeGrip::letGo() {
+    dragOrigin.reset();
+    didDrag = false;
 }
 
 namespace {

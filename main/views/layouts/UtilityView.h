@@ -34,6 +34,8 @@ class ResizeGrip final : public PressablePart {
     void mouseReleaseEvent(QMouseEvent* event) override;
 
   private:
+    void letGo();
+
     const UtilityActions& actions;
     std::optional<QPointF> dragOrigin; ///< on the screen
     bool didDrag = false;

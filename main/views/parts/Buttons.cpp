@@ -236,15 +236,18 @@ void UtilityCheckBox::paintBox(QPainter& painter, const QRectF& box) const {
 PinBox::PinBox(const ViewStyle& viewStyle, const QString& text, const UtilityActions& actions,
                QWidget* parent)
     : UtilityCheckBox(viewStyle, text, parent) {
-    setToolTip(QStringLiteral("Keep this window above all others"));
     // Not its clicks: a screen reader toggles it without one.
     connect(this, &QAbstractButton::toggled, this,
             [&actions](bool checked) { actions.setPinned(checked); });
 }
 
-void PinBox::present(bool pinned) {
+void PinBox::present(const UtilityFields& fields) {
     const QSignalBlocker nobodyChose(this);
-    setChecked(pinned);
+    setChecked(fields.pinned && fields.canBePlaced);
+    setEnabled(fields.canBePlaced);
+    setToolTip(fields.canBePlaced
+                   ? QStringLiteral("Keep this window above all others")
+                   : QStringLiteral("This desktop lets no window keep itself above others"));
 }
 
 UtilityButton* makeQuitButton(const ViewStyle& style, const UtilityActions& actions,

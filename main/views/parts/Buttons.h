@@ -1,5 +1,6 @@
 #pragma once
 
+#include "state/UtilityFields.h"
 #include "views/look/Painting.h"
 #include "views/look/Symbols.h"
 #include "views/look/TextPainting.h"
@@ -110,7 +111,8 @@ class UtilityCheckBox : public QCheckBox {
     const ViewStyle& style;
 };
 
-/// The check box that keeps the window above all others.
+/// The check box that keeps the window above all others. Where the desktop does not let it, the box
+/// is empty and disabled, and says so.
 class PinBox final : public UtilityCheckBox {
     Q_OBJECT
 
@@ -120,7 +122,7 @@ class PinBox final : public UtilityCheckBox {
            QWidget* parent);
 
     /// Shows what is, which is no wish of the user's.
-    void present(bool pinned);
+    void present(const UtilityFields& fields);
 };
 
 /// The cross that ends the program.

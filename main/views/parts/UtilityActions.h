@@ -48,8 +48,13 @@ struct UtilityActions {
     std::function<void(bool)> setPinned = [](bool) {};
     /// Whether an installation makes the alias on the Desktop.
     std::function<void(bool)> setCreateShortcut = [](bool) {};
+    std::function<void(bool)> setStartsWithSession = [](bool) {};
     std::function<void(const VolumeInfo&)> openVolume = [](const VolumeInfo&) {};
 
+    /// The grip is being dragged: lets the desktop resize the window from its lower right corner
+    /// until the mouse is released, where that is its business. Whether it is; nothing more is to
+    /// be told of this drag then.
+    std::function<bool()> startSystemResize = [] { return false; };
     /// The grip was dragged so far, in points, since it was grasped; to the right and down count
     /// positive. Ends with `UtilityCommand::endResize`.
     std::function<void(double, double)> resizeBy = [](double, double) {};

@@ -5,6 +5,7 @@
 #include "views/sheets/Sheet.h"
 
 #include <QGridLayout>
+#include <QSignalBlocker>
 #include <QVBoxLayout>
 
 namespace tallywick {
@@ -22,6 +23,11 @@ QString localDataText() {
     return QStringLiteral(
         "Up to 14 days or 4,096 quota samples are stored locally. Account identity is SHA-256 "
         "hashed before storage. No usage history is uploaded by this utility.");
+}
+
+QString sessionText() {
+    return QStringLiteral("The window opens in its last place and leaves the keyboard where it is. "
+                          "If you move this app, choose this again.");
 }
 
 QString uninstallingText() {
@@ -182,6 +188,23 @@ void UpdateSection::present(const UtilityFields& fields) {
         return status->present(text);
     progress->present(updates.progress->received, updates.progress->expected);
     status->setText(text); // the bar tells of its value by itself
+}
+
+SessionSection::SessionSection(Sheet& shownIn, const UtilityActions& actions)
+    : SettingsSection(QStringLiteral("Start with the session"), shownIn) {
+    box = new UtilityCheckBox(sheet.viewStyle(), QStringLiteral("Open Tallywick when I log in"),
+                              &card());
+    connect(box, &QCheckBox::toggled, this,
+            [&actions](bool checked) { actions.setStartsWithSession(checked); });
+    card().column().addWidget(box);
+    addExplanation(sessionText());
+}
+
+void SessionSection::present(const UtilityFields& fields) {
+    const QSignalBlocker nobodyChose(box);
+    setVisible(fields.offersSessionStart);
+    box->setChecked(fields.startsWithSession.value_or(false));
+    box->setEnabled(fields.startsWithSession && !fields.installing);
 }
 
 InstallationSection::InstallationSection(Sheet& shownIn)

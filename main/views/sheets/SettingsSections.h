@@ -108,6 +108,20 @@ class InstallationSection final : public SettingsSection {
     SheetText* managedText;
 };
 
+/// Whether the application starts with the user's session.
+class SessionSection final : public SettingsSection {
+    Q_OBJECT
+
+  public:
+    /// The actions must outlive the section.
+    SessionSection(Sheet& sheet, const UtilityActions& actions);
+
+    void present(const UtilityFields& fields) override;
+
+  private:
+    UtilityCheckBox* box;
+};
+
 /// What is kept on this machine.
 class LocalDataSection final : public SettingsSection {
     Q_OBJECT

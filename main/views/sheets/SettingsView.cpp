@@ -10,7 +10,7 @@ SettingsView::SettingsView(const Theme& theme, const UtilityActions& windowActio
             window) {
     addHeader();
     sections = {new ConnectionSection(*this), new LocalDataSection(*this), new UpdateSection(*this),
-                new InstallationSection(*this)};
+                new SessionSection(*this, windowActions), new InstallationSection(*this)};
     for (SettingsSection* section : sections)
         column().addWidget(section);
     addFooter();

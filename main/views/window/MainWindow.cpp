@@ -1,6 +1,7 @@
 #include "views/window/MainWindow.h"
 
 #include "platform/desktop/WindowActivation.h"
+#include "platform/desktop/WindowSystem.h"
 #include "platform/desktop/Workspace.h"
 #include "state/UtilityState.h"
 #include "views/look/Painting.h"
@@ -14,12 +15,15 @@
 #include <QGuiApplication>
 #include <QIcon>
 #include <QMenuBar>
+#include <QMouseEvent>
 #include <QPixmap>
 #include <QScreen>
 #include <QToolTip>
 #include <QWindow>
 
 #include <chrono>
+#include <functional>
+#include <utility>
 
 namespace tallywick {
 
@@ -88,25 +92,29 @@ void perform(UtilityState& state, UtilityCommand command) {
     }
 }
 
-UtilityActions actionsOf(UtilityState& state) {
+UtilityActions actionsOf(UtilityState& state, std::function<bool()> startSystemResize) {
     return {
         .perform = [&state](UtilityCommand command) { perform(state, command); },
         .setPinned = [&state](bool pinned) { state.choosePinned(pinned); },
         .setCreateShortcut = [&state](bool create) { state.setCreateShortcutOnInstall(create); },
+        .setStartsWithSession = [&state](bool starts) { state.chooseSessionStart(starts); },
         .openVolume = [&state](const VolumeInfo& volume) { state.openVolume(volume); },
+        .startSystemResize = std::move(startSystemResize),
         .resizeBy = [&state](double dx, double dy) { state.resizeBy(dx, dy); },
     };
 }
 
 constexpr std::chrono::milliseconds settlingTime{500};
+/// While the compositor resizes, the user may pause with the mouse held.
+constexpr std::chrono::milliseconds grippedTime{3000};
+
+/// Some compositors take the largest size for that of the window with its decoration.
+constexpr QSize decorationSlack{80, 80};
 
 QString titleOf(const UtilityState& state) {
     return state.isPreviewBuild() ? QStringLiteral("Corvane — Tallywick — Preview")
                                   : QStringLiteral("Corvane — Tallywick");
 }
-
-/// Where no window learns its place.
-bool isOnWayland() { return QGuiApplication::platformName().startsWith(QLatin1String("wayland")); }
 
 /// In the sizes that title bars, task lists and switchers show; each is drawn for its own.
 QIcon applicationIcon() {
@@ -147,15 +155,14 @@ QAccessibleInterface* makeAccessibleWindow(const QString& /*className*/, QObject
 } // namespace
 
 MainWindow::MainWindow(UtilityState& shown)
-    : state(shown), actions(actionsOf(shown)), view(actions, this), menu(actions, this),
-      sheets(this, actions) {
+    : state(shown), actions(actionsOf(shown, [this] { return startSystemResize(); })),
+      view(actions, this), menu(actions, this), sheets(this, actions) {
     QAccessible::installFactory(makeAccessibleWindow);
     setWindowTitle(titleOf(state));
     setWindowIcon(applicationIcon());
     addActions(menu.actions());
     offerMenuToDesktop();
     settling.setSingleShot(true);
-    settling.setInterval(settlingTime);
     qApp->installEventFilter(this);
     connect(&settling, &QTimer::timeout, this, &MainWindow::settle);
     connect(&state, &UtilityState::changed, this, [this] {
@@ -225,8 +232,10 @@ bool MainWindow::isMinimised() const { return isMinimized(); }
 bool MainWindow::isZoomed() const { return isMaximized() || isFullScreen(); }
 
 QRectF MainWindow::frame() const {
-    return isOnWayland() ? QRect(askedPlace, frameGeometry().size()) : frameGeometry();
+    return canBePlaced() ? frameGeometry() : QRect(askedPlace, frameGeometry().size());
 }
+
+bool MainWindow::canBePlaced() const { return windowsCanBePlaced(); }
 
 QSizeF MainWindow::contentSize() const { return size(); }
 
@@ -260,15 +269,30 @@ void MainWindow::setContentLimits(QSizeF minimum, QSizeF maximum) {
 }
 
 /// Limits that the present size does not keep wait for the frame that does: Qt would resize the
-/// window at once, to a size that nobody asked for. So do all limits before the window is made. On
-/// Wayland there are none: of a tile, Qt would fill no more than they allow.
+/// window at once, to a size that nobody asked for. So do all limits before the window is made.
+///
+/// On Wayland there are none at first: of a tile, Qt would fill no more than they allow. A window
+/// that has its own size holds it, since some compositors resend an old size with every change of
+/// the focus.
 void MainWindow::applyLimits() {
     QWindow* const window = windowHandle();
-    if (!window || isOnWayland()
+    if (!window || (!canBePlaced() && !holdsSize)
         || size().expandedTo(minimumContent).boundedTo(maximumContent) != size())
         return;
-    window->setMinimumSize(minimumContent);
-    window->setMaximumSize(maximumContent);
+    window->setMinimumSize(holdsSize ? size() : minimumContent);
+    window->setMaximumSize(holdsSize ? size() : maximumContent);
+}
+
+/// Only a size that comes from the compositor is not undone by it.
+bool MainWindow::startSystemResize() {
+    if (canBePlaced())
+        return false;
+    holdsSize = false;
+    isGripped = true;
+    settling.start(grippedTime);
+    windowHandle()->setMinimumSize(minimumContent);
+    windowHandle()->setMaximumSize(maximumContent + decorationSlack);
+    return windowHandle()->startSystemResize(Qt::BottomEdge | Qt::RightEdge);
 }
 
 /// Told to the window system alone: a widget given another flag is hidden and made anew.
@@ -297,6 +321,9 @@ bool MainWindow::eventFilter(QObject* watched, QEvent* event) {
     if (event->type() == QEvent::Quit && watched == qApp)
         sheets.endAll();
     const bool handled = QWidget::eventFilter(watched, event);
+    // The compositor has let go of the mouse, which it kept to itself.
+    if (watched == windowHandle() && event->type() == QEvent::Enter && isGripped)
+        settling.start(settlingTime);
     if (watched == windowHandle() && event->type() == QEvent::Expose)
         exposureDidChange();
     return handled;
@@ -309,7 +336,7 @@ void MainWindow::exposureDidChange() {
     if (!exposed)
         return;
     present();
-    settling.start();
+    settling.start(settlingTime);
     state.applyWindowConfiguration(); // the decoration is known now
     state.applicationDidUnhide();
     state.tick();
@@ -319,12 +346,12 @@ void MainWindow::resizeEvent(QResizeEvent* event) {
     QWidget::resizeEvent(event);
     view.setGeometry(rect());
     state.syncLayoutWithSize();
-    settling.start();
+    settling.start(isGripped ? grippedTime : settlingTime);
 }
 
 void MainWindow::moveEvent(QMoveEvent* event) {
     QWidget::moveEvent(event);
-    settling.start();
+    settling.start(settlingTime);
 }
 
 void MainWindow::changeEvent(QEvent* event) {
@@ -332,7 +359,7 @@ void MainWindow::changeEvent(QEvent* event) {
     if (event->type() != QEvent::WindowStateChange)
         return;
     state.syncLayoutWithSize();
-    settling.start();
+    settling.start(settlingTime);
 }
 
 void MainWindow::settle() {
@@ -341,7 +368,11 @@ void MainWindow::settle() {
     // A size that the desktop has refused is still the widget's, as far as Qt knows.
     if (const QSize given = windowHandle()->size(); given != size())
         resize(given);
+    if (std::exchange(isGripped, false))
+        resize(size().expandedTo(minimumContent).boundedTo(maximumContent));
     state.windowDidSettle();
+    holdsSize = !canBePlaced() && !state.fields().sizeIsImposed;
+    applyLimits();
 }
 
 void MainWindow::closeEvent(QCloseEvent* event) {
@@ -350,5 +381,12 @@ void MainWindow::closeEvent(QCloseEvent* event) {
 }
 
 void MainWindow::contextMenuEvent(QContextMenuEvent* event) { menu.popup(event->globalPos()); }
+
+void MainWindow::mousePressEvent(QMouseEvent* event) {
+    if (event->button() == Qt::LeftButton && !canBePlaced())
+        windowHandle()->startSystemMove();
+    else
+        QWidget::mousePressEvent(event);
+}
 
 } // namespace tallywick

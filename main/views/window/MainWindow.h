@@ -24,7 +24,9 @@ class UtilityState;
 /// a size: this is seen then, too.
 ///
 /// The limits of its size are told to the window system alone: what the desktop makes of them, the
-/// widget takes, and paints all of it.
+/// widget takes, and paints all of it. Where the desktop places the window, they let no other size
+/// through than the one that it has, unless the grip is dragged; and since some desktops give it no
+/// title bar there, it is moved by whatever in it takes no press.
 class MainWindow final : public QWidget, public UtilityWindow {
     Q_OBJECT
 
@@ -42,6 +44,7 @@ class MainWindow final : public QWidget, public UtilityWindow {
     bool isZoomed() const override;
     QRectF frame() const override;
     QSizeF contentSize() const override;
+    bool canBePlaced() const override;
     std::optional<QRectF> visibleScreenFrame() const override;
     void setFrame(QRectF frame) override;
     void setContentLimits(QSizeF minimum, QSizeF maximum) override;
@@ -56,6 +59,7 @@ class MainWindow final : public QWidget, public UtilityWindow {
     void changeEvent(QEvent* event) override;
     void closeEvent(QCloseEvent* event) override;
     void contextMenuEvent(QContextMenuEvent* event) override;
+    void mousePressEvent(QMouseEvent* event) override;
 
   private:
     void present();
@@ -65,6 +69,7 @@ class MainWindow final : public QWidget, public UtilityWindow {
     void exposureDidChange();
     void settle();
     void applyLimits();
+    bool startSystemResize();
 
     UtilityState& state;
     const UtilityActions actions;
@@ -75,6 +80,8 @@ class MainWindow final : public QWidget, public UtilityWindow {
     bool exposed = false;
     std::optional<Theme> worn; ///< by what the views do not paint themselves
     QPoint askedPlace;         ///< of the frame
+    bool holdsSize = false;    ///< where the desktop places the window
+    bool isGripped = false;    ///< the compositor resizes it
     QSize minimumContent;
     QSize maximumContent;
 };

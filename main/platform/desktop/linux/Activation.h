@@ -11,10 +11,11 @@
 
 namespace tallywick {
 
-/// The name under which a process of the application is asked to come forward.
+/// The name under which a process of the application is asked.
 QString activationService(qint64 processId);
 
-/// Serves org.freedesktop.Application on a bus. Whatever it is asked for, it only comes forward.
+/// Serves org.freedesktop.Application on a bus. Whatever it is asked for besides the launcher's
+/// actions, it only comes forward.
 class SessionActivation final : public QObject, public ActivationListener {
     Q_OBJECT
     Q_CLASSINFO("D-Bus Interface", "org.freedesktop.Application")
@@ -36,7 +37,7 @@ class SessionActivation final : public QObject, public ActivationListener {
 
 /// `activateApplication` on a bus, within a time.
 [[nodiscard]] bool activateApplication(const QDBusConnection& sessionBus, int processId,
-                                       const std::string& launchToken,
+                                       const ActivationRequest& request,
                                        std::chrono::milliseconds limit);
 
 } // namespace tallywick

@@ -74,10 +74,10 @@ std::optional<std::string> unescapedValue(std::string_view escaped) {
     return value;
 }
 
-/// A command line that runs the program. In front of one whose path has a "%", which is doubled,
-/// stands another that is there in any case: GLib looks for a program before it undoes the doubling
-/// and runs nothing when it finds none.
-std::string commandLine(const fs::path& program) {
+/// A command line that runs the program, with an argument unless that is empty. In front of one
+/// whose path has a "%", which is doubled, stands another that is there in any case: GLib looks for
+/// a program before it undoes the doubling and runs nothing when it finds none.
+std::string commandLine(const fs::path& program, const std::string& argument) {
     std::string word;
     for (const char character : program.native()) {
         if (quotedSpecial.find(character) != std::string_view::npos)
@@ -87,7 +87,8 @@ std::string commandLine(const fs::path& program) {
         word += character;
     }
     const bool isDoubled = word.find('%') != std::string::npos;
-    return (isDoubled ? std::string(programFinder) + ' ' : std::string()) + '"' + word + '"';
+    return (isDoubled ? std::string(programFinder) + ' ' : std::string()) + '"' + word + '"'
+           + (argument.empty() ? std::string() : ' ' + argument);
 }
 
 using Values = std::map<std::string, std::string, std::less<>>;
@@ -203,38 +204,26 @@ bool isForFiles(std::string_view word) {
     return std::ranges::find(codes, word) != codes.end();
 }
 
-/// The program that the command line runs with nothing but files. Absent when it does anything
-/// else.
-std::optional<fs::path> programOf(std::string_view line) {
+/// The program that the command line runs with nothing but files, or the argument. Absent when it
+/// does anything else.
+std::optional<fs::path> programOf(std::string_view line, std::string_view argument) {
+    const auto isHarmless = [argument](const std::string& word) {
+        return isForFiles(word) || word == argument;
+    };
     auto words = wordsOf(line);
     if (!words)
         return std::nullopt;
     const auto program = words->begin() + (words->front() == programFinder ? 1 : 0);
-    if (program == words->end() || !std::all_of(program + 1, words->end(), isForFiles))
+    if (program == words->end() || !std::all_of(program + 1, words->end(), isHarmless))
         return std::nullopt;
     return withoutCodes(*program);
 }
 
-} // namespace
-
-std::optional<std::string> writeDesktopEntry(const fs::path& bundle, const EntryKeys& keys) {
-    std::string text = '[' + std::string(entryGroup) + "]\n";
-    const auto add = [&](const std::string& key, std::string_view value) {
-        (text += key) += '=' + escapedValue(value) + '\n';
-    };
-    add("Type", "Application");
-    add("Exec", commandLine(standardisedPath(bundle) / Product::executablePath));
-    for (const auto& [key, value] : keys)
-        add(key, value);
-    return isUtf8(text) ? std::optional(text) : std::nullopt;
-}
-
-std::optional<fs::path> bundleOpenedBy(std::string_view entry) {
-    const auto values = readEntry(entry);
+std::optional<fs::path> bundleOpened(const Values& values, std::string_view argument) {
     // With this key the desktop calls a service and does not look at the command line.
-    if (!values || valueOf(*values, "Type") != "Application" || values->contains("DBusActivatable"))
+    if (valueOf(values, "Type") != "Application" || values.contains("DBusActivatable"))
         return std::nullopt;
-    const auto program = programOf(valueOf(*values, "Exec").value_or(""));
+    const auto program = programOf(valueOf(values, "Exec").value_or(""), argument);
     const auto bundle = program ? enclosingBundle(*program) : std::nullopt;
     // A path with ".." leads elsewhere than it seems where a link stands in front of that.
     const bool isOurs = bundle && program->is_absolute() && standardisedPath(*program) == *program
@@ -242,8 +231,65 @@ std::optional<fs::path> bundleOpenedBy(std::string_view entry) {
     return isOurs ? bundle : std::nullopt;
 }
 
+/// As GLib reads them.
+bool isYes(std::string_view value) { return value == "true" || value == "1"; }
+bool isNo(std::string_view value) { return value == "false" || value == "0"; }
+
+/// Whether a desktop keeps its switch for what starts with the session under this key:
+/// "X-GNOME-Autostart-enabled", or one of another desktop's.
+bool isSwitch(std::string_view key) {
+    return key.starts_with("X-") && key.ends_with("-Autostart-enabled");
+}
+
+} // namespace
+
+std::optional<std::string> writeDesktopEntry(const fs::path& bundle, const EntryKeys& keys,
+                                             const EntryCommands& commands) {
+    std::string text = '[' + std::string(entryGroup) + "]\n";
+    const auto add = [&](const std::string& key, std::string_view value) {
+        (text += key) += '=' + escapedValue(value) + '\n';
+    };
+    const fs::path program = standardisedPath(bundle) / Product::executablePath;
+    add("Type", "Application");
+    add("Exec", commandLine(program, commands.argument));
+    for (const auto& [key, value] : keys)
+        add(key, value);
+    std::string names;
+    for (const auto& action : commands.actions)
+        names += action.name + ';';
+    if (!names.empty())
+        add("Actions", names);
+    for (const auto& action : commands.actions) {
+        text += "\n[Desktop Action " + action.name + "]\n";
+        add("Name", action.name);
+        add("Exec", commandLine(program, action.argument));
+    }
+    return isUtf8(text) ? std::optional(text) : std::nullopt;
+}
+
+std::optional<fs::path> bundleOpenedBy(std::string_view entry) {
+    const auto values = readEntry(entry);
+    return values ? bundleOpened(*values, {}) : std::nullopt;
+}
+
+std::optional<SessionEntry> readSessionEntry(std::string_view entry, std::string_view argument) {
+    const auto values = readEntry(entry);
+    const auto bundle = values ? bundleOpened(*values, argument) : std::nullopt;
+    if (!bundle)
+        return std::nullopt;
+    const auto turnsOff = [](const auto& pair) {
+        const auto value = withoutSpaceBehind(pair.second, lineSpace);
+        return (pair.first == "Hidden" && isYes(value)) || (isSwitch(pair.first) && isNo(value));
+    };
+    return SessionEntry{*bundle, std::ranges::none_of(*values, turnsOff)};
+}
+
+std::optional<std::string> readEntryFile(const fs::path& file) {
+    return readRegularFile(file, maximumEntryBytes);
+}
+
 std::optional<fs::path> bundleOpenedByFile(const fs::path& file) {
-    const auto text = readRegularFile(file, maximumEntryBytes);
+    const auto text = readEntryFile(file);
     return text ? bundleOpenedBy(*text) : std::nullopt;
 }
 

@@ -2,6 +2,7 @@
 
 #include "base/CanonicalPath.h"
 #include "base/Product.h"
+#include "platform/desktop/Activation.h"
 #include "platform/desktop/linux/DesktopEntry.h"
 #include "platform/files/FileAccess.h"
 #include "platform/files/StandardFolders.h"
@@ -21,6 +22,8 @@ using Failure = tl::unexpected<std::string>;
 constexpr std::size_t maximumIconBytes = 1'048'576;
 
 const std::string identifier = Product::bundleIdentifier;
+constexpr const char* logoPath = "Contents/Resources/corvane-logo.png";
+constexpr const char* comment = "Your weekly Codex allowance at a glance";
 
 /// Where an application is registered.
 struct Places {
@@ -39,13 +42,47 @@ std::optional<Places> placesOfRegistration() {
 
 /// Without TryExec: some launchers part its path at the blank, find nothing and hide the entry.
 std::optional<std::string> launcherEntry(const fs::path& bundle) {
-    return writeDesktopEntry(bundle, {{"Name", Product::name},
-                                      {"Comment", "Your weekly Codex allowance at a glance"},
-                                      {"Icon", identifier},
-                                      {"Categories", "Utility;"},
-                                      {"StartupNotify", "true"},
-                                      // The window's, so that the dock shows it under this entry.
-                                      {"StartupWMClass", identifier}});
+    EntryCommands commands;
+    for (const LauncherAction& action : launcherActions)
+        commands.actions.push_back({action.name, action.argument});
+    return writeDesktopEntry(bundle,
+                             {{"Name", Product::name},
+                              {"Comment", comment},
+                              {"Icon", identifier},
+                              {"Categories", "Utility;"},
+                              {"StartupNotify", "true"},
+                              // The window's, so that the dock shows it under this entry.
+                              {"StartupWMClass", identifier}},
+                             commands);
+}
+
+/// Where the user's session looks for what it is to start.
+std::optional<fs::path> sessionEntryFile() {
+    const auto preferences = preferencesFolder();
+    return preferences ? std::optional(*preferences / "autostart" / (identifier + ".desktop"))
+                       : std::nullopt;
+}
+
+/// The copy need not be in the launcher, so the icon is its own.
+std::optional<std::string> sessionEntryText(const fs::path& bundle) {
+    return writeDesktopEntry(bundle,
+                             {{"Name", Product::name},
+                              {"Comment", comment},
+                              {"TryExec", standardisedPath(bundle) / Product::executablePath},
+                              {"Icon", standardisedPath(bundle) / logoPath},
+                              {"StartupNotify", "false"},
+                              {"X-GNOME-Autostart-enabled", "true"}},
+                             {.argument = unfocusedArgument});
+}
+
+std::optional<SessionEntry> sessionEntry(const std::optional<fs::path>& file) {
+    const auto text = file ? readEntryFile(*file) : std::nullopt;
+    return text ? readSessionEntry(*text, unfocusedArgument) : std::nullopt;
+}
+
+bool isTaken(const fs::path& path) {
+    std::error_code error;
+    return fs::exists(fs::symlink_status(path, error));
 }
 
 /// Desktops that keep an index of a theme look at the time of its folder.
@@ -60,22 +97,23 @@ tl::expected<void, std::string> registerApplication(const fs::path& bundle) {
     const auto places = placesOfRegistration();
     if (!places)
         return Failure("There is no folder for the entries of the launcher.");
-    std::error_code error;
-    const bool isTaken = fs::exists(fs::symlink_status(places->entry, error));
-    if (isTaken && !bundleOpenedByFile(places->entry))
+    if (isTaken(places->entry) && !bundleOpenedByFile(places->entry))
         return Failure("An unrelated entry already uses this name in the launcher. It has "
                        "not been changed.");
-    const auto icon =
-        readRegularFile(bundle / "Contents/Resources/corvane-logo.png", maximumIconBytes);
+    const auto icon = readRegularFile(bundle / logoPath, maximumIconBytes);
     const auto entry = launcherEntry(bundle);
     if (!icon || !entry || writeFileAtomically(places->icon, *icon) != WriteResult::written
         || writeFileAtomically(places->entry, *entry) != WriteResult::written)
         return Failure("The entry of the launcher could not be written.");
     announceChange(places->iconTheme);
+    // Where that fails, the one that it names is not started once it is gone.
+    if (const auto started = sessionEntry(sessionEntryFile()); started && started->isOn)
+        static_cast<void>(setStartsWithSession(bundle, true));
     return {};
 }
 
 void unregisterApplication(const fs::path& bundle) {
+    static_cast<void>(setStartsWithSession(bundle, false));
     const auto places = placesOfRegistration();
     if (!places || bundleOpenedByFile(places->entry) != standardisedPath(bundle))
         return;
@@ -84,6 +122,32 @@ void unregisterApplication(const fs::path& bundle) {
     if (isCanonicalPath(places->icon))
         fs::remove(places->icon, ignored);
     announceChange(places->iconTheme);
+}
+
+bool startsWithSession(const fs::path& bundle) {
+    const auto entry = sessionEntry(sessionEntryFile());
+    return entry && entry->isOn && entry->bundle == standardisedPath(bundle);
+}
+
+tl::expected<void, std::string> setStartsWithSession(const fs::path& bundle, bool starts) {
+    const auto file = sessionEntryFile();
+    if (!file)
+        return Failure("There is no folder for what starts with the session.");
+    const auto present = sessionEntry(file);
+    if (!present && isTaken(*file))
+        return Failure("An unrelated entry already uses this name among what starts with the "
+                       "session. It has not been changed.");
+    if (!starts) {
+        std::error_code error;
+        if (present && present->bundle == standardisedPath(bundle))
+            fs::remove(*file, error);
+        return error ? Failure("The entry for the start of the session could not be removed.")
+                     : tl::expected<void, std::string>();
+    }
+    const auto entry = sessionEntryText(bundle);
+    if (!entry || writeFileAtomically(*file, *entry) != WriteResult::written)
+        return Failure("The entry for the start of the session could not be written.");
+    return {};
 }
 
 } // namespace tallywick
