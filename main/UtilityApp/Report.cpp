@@ -3,6 +3,8 @@
 #include "base/Json.h"
 #include "state/NumberTexts.h"
 
+#include <QString>
+
 #include <algorithm>
 #include <cmath>
 #include <string_view>
@@ -21,6 +23,18 @@ std::string line(std::string_view name, std::string_view value) {
     return text.append(value) + '\n';
 }
 
+std::string paceLines(const std::optional<Pace>& pace) {
+    return pace ? line("PACE", paceText(*pace)) + line("LASTS UNTIL", lastsUntilText(*pace))
+                : std::string();
+}
+
+std::string windowLine(const std::optional<Quota>& quota) {
+    if (!quota || !quota->shorter)
+        return {};
+    const QString name = QString::fromStdString(windowName(*quota->shorter));
+    return line(name.toUpper().toStdString(), windowText(*quota->shorter));
+}
+
 std::string helperLine(const std::optional<std::string>& location) {
     return location ? line("HELPER", *location) : std::string();
 }
@@ -32,28 +46,47 @@ Json orNull(const std::optional<Value>& value) {
 
 std::int64_t wholeSeconds(Timestamp time) { return static_cast<std::int64_t>(std::floor(time)); }
 
+Json windowJson(const std::optional<ShorterWindow>& window) {
+    if (!window)
+        return nullptr;
+    return {{"minutes", window->minutes},
+            {"usedPercent", static_cast<std::int64_t>(window->used)}, // a whole number
+            {"resetsAt", wholeSeconds(window->reset)}};
+}
+
+void addPace(Json& object, const Pace& pace) {
+    constexpr double tenths = 10;
+    object["percentOverEvenPace"] = std::round(pace.ahead * tenths) / tenths;
+    if (pace.lastsUntil)
+        object["lastsUntil"] = wholeSeconds(*pace.lastsUntil);
+}
+
 } // namespace
 
 std::string reportText(const Report& report) {
-    const auto& [quota, tokens, observedAt, helperLocation] = report;
+    const auto& [quota, tokens, observedAt, pace, helperLocation] = report;
     const std::string latestDay =
         tokens.latestDay ? *tokens.latestDay + " · " + compactTokenCount(tokens.latestTokens)
                          : std::string(absent);
     return line("WEEKLY USAGE", weeklyUsageText(quota)) + line("REMAINING", remainingText(quota))
            + line("RESETS", quota ? localDateTime(quota->reset) : absent)
            + line("RESET IN", quota ? resetCountdown(quota->reset, observedAt) : absent)
+           + paceLines(pace) + windowLine(quota)
            + line("LIFETIME TOKENS", compactTokenCount(tokens.lifetime))
            + line("LATEST DAY", latestDay) + helperLine(helperLocation);
 }
 
 std::string reportJson(const Report& report) {
-    const auto& [quota, tokens, observedAt, helperLocation] = report;
+    const auto& [quota, tokens, observedAt, pace, helperLocation] = report;
     Json object{{"schema", reportSchema},
                 {"observedAt", wholeSeconds(observedAt)},
                 {"usedPercent", nullptr},
                 {"remainingPercent", nullptr},
                 {"resetsAt", nullptr},
                 {"secondsUntilReset", nullptr},
+                {"percentOverEvenPace", nullptr},
+                {"lastsUntil", nullptr},
+                {"shorterWindow", windowJson(quota ? quota->shorter : std::nullopt)},
                 {"lifetimeTokens", orNull(tokens.lifetime)},
                 {"latestDay", orNull(tokens.latestDay)},
                 {"latestDayTokens", orNull(tokens.latestTokens)},
@@ -66,6 +99,8 @@ std::string reportJson(const Report& report) {
         object["secondsUntilReset"] =
             std::max<std::int64_t>(wholeSeconds(quota->reset - observedAt), 0);
     }
+    if (pace)
+        addPace(object, *pace);
     return writeJson(object) + '\n';
 }
 
@@ -81,6 +116,8 @@ std::string watchLine(const UtilityFields& fields) {
     if (quota)
         line += " | " + weeklyUsageText(quota) + ", " + remainingText(quota) + " | resets "
                 + localDateTime(quota->reset);
+    if (const std::string window = shorterWindowSentence(quota, distantPast); !window.empty())
+        line += " | " + window;
     if (tokens.lifetime)
         line += " | " + compactTokenCount(tokens.lifetime) + " lifetime tokens";
     if (tokens.latestDay)

@@ -3,6 +3,7 @@
 #include "base/Time.h"
 #include "codex/AccountAnswers.h"
 #include "codex/ConnectionIssue.h"
+#include "history/Pace.h"
 #include "state/UtilityFields.h"
 
 #include <optional>
@@ -15,6 +16,7 @@ struct Report {
     std::optional<Quota> quota;
     TokenActivity tokens;
     Timestamp observedAt = 0;
+    std::optional<Pace> pace;
     std::optional<std::string> helperLocation; ///< masked; only when it was asked for
 };
 

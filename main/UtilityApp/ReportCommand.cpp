@@ -5,6 +5,7 @@
 #include "codex/CodexBridge.h"
 #include "codex/CodexLocator.h"
 #include "codex/HelperDiscovery.h"
+#include "history/HistoryStore.h"
 #include "platform/files/StandardFolders.h"
 #include "platform/process/ChildProcess.h"
 
@@ -59,6 +60,15 @@ HelperDiscovery::Outcome findHelpers(const CommandLine& commandLine) {
         .findNow({commandLine.helper, commandLine.helper.has_value()});
 }
 
+/// With the readings that the window has kept of the same account.
+std::optional<Pace> paceOf(const AccountSnapshot& snapshot) {
+    if (!snapshot.quota)
+        return std::nullopt;
+    const HistoryStore history(std::nullopt, snapshot.observedAt);
+    return paceOf(*snapshot.quota, snapshot.observedAt,
+                  history.samplesOf(snapshot.accountHash.value_or("")));
+}
+
 bool print(std::FILE* stream, const std::string& text) {
     return std::fputs(text.c_str(), stream) >= 0 && std::fflush(stream) == 0;
 }
@@ -79,7 +89,8 @@ int runReport(const CommandLine& commandLine) {
         print(stderr, failureText(poll.snapshot.error(), location));
         return EXIT_FAILURE;
     }
-    const Report report{poll.snapshot->quota, poll.tokens, poll.snapshot->observedAt, location};
+    const Report report{poll.snapshot->quota, poll.tokens, poll.snapshot->observedAt,
+                        paceOf(*poll.snapshot), location};
     return print(stdout, commandLine.json ? reportJson(report) : reportText(report)) ? EXIT_SUCCESS
                                                                                      : EXIT_FAILURE;
 }

@@ -67,6 +67,7 @@ UtilityFields live() {
     const std::vector<UsageSample> history = readings(fields.now, *fields.quota);
     fields.historyCount = history.size();
     fields.week = HistoryGraphModel::graph(history, fields.now, fields.quota->reset);
+    fields.pace = paceOf(*fields.quota, fields.now, history);
     fields.displayedHelperPath = "/usr/local/bin/codex";
     return fields;
 }

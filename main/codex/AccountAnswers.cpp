@@ -70,14 +70,17 @@ const Json* codexLimit(const Json& result) {
     return !limitId || *limitId == "codex" ? limit : nullptr;
 }
 
-std::optional<Quota> quotaFromWindow(const Json& window) {
-    const auto duration = integerValue(member(window, "windowDurationMins"));
+/// Of a week at most. The week's is one as well.
+std::optional<ShorterWindow> windowFrom(const Json& window) {
+    const auto minutes = integerValue(member(window, "windowDurationMins"));
     const auto used = integerValue(member(window, "usedPercent"));
     const auto reset = integerValue(member(window, "resetsAt"));
-    if (duration != weekInMinutes || !used || *used < 0 || *used > 100 || !reset
-        || !isPlausibleDate(static_cast<Timestamp>(*reset)))
+    if (!minutes || *minutes <= 0 || *minutes > weekInMinutes || !used || *used < 0 || *used > 100
+        || !reset || !isPlausibleDate(static_cast<Timestamp>(*reset)))
         return std::nullopt;
-    return Quota{.used = static_cast<double>(*used), .reset = static_cast<Timestamp>(*reset)};
+    return ShorterWindow{.minutes = *minutes,
+                         .used = static_cast<double>(*used),
+                         .reset = static_cast<Timestamp>(*reset)};
 }
 
 } // namespace
@@ -86,12 +89,20 @@ std::optional<Quota> quotaFromRateLimits(const Json& result) {
     const Json* limit = codexLimit(result);
     if (!limit)
         return std::nullopt;
+    std::optional<ShorterWindow> week;
+    std::optional<ShorterWindow> shorter;
     for (const char* name : {"primary", "secondary"}) {
-        const Json* window = objectMember(*limit, name);
-        if (const auto quota = window ? quotaFromWindow(*window) : std::nullopt)
-            return quota;
+        const Json* object = objectMember(*limit, name);
+        const auto window = object ? windowFrom(*object) : std::nullopt;
+        if (!window)
+            continue;
+        auto& place = window->minutes == weekInMinutes ? week : shorter;
+        if (!place)
+            place = window;
     }
-    return std::nullopt;
+    if (!week)
+        return std::nullopt;
+    return Quota{.used = week->used, .reset = week->reset, .shorter = shorter};
 }
 
 std::string resetCountdown(Timestamp reset, Timestamp now) {

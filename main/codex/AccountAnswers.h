@@ -23,16 +23,29 @@ std::optional<std::string> accountIdentity(const Json& account, const Json& allo
 /// lower-case hexadecimal digits.
 std::string accountHash(std::string_view identity);
 
+/// A window of the Codex limit that is shorter than a week.
+struct ShorterWindow {
+    std::int64_t minutes = 0; ///< how long it is
+    double used = 0;          ///< percentage used; a whole number from 0 to 100
+    Timestamp reset = 0;
+
+    bool operator==(const ShorterWindow&) const = default;
+};
+
 /// The weekly allowance of the Codex limit.
 struct Quota {
     double used = 0;     ///< percentage used; a whole number from 0 to 100
     Timestamp reset = 0; ///< when the allowance resets
+    /// The other window that was reported with it, if there is one.
+    std::optional<ShorterWindow> shorter = std::nullopt;
 
     bool operator==(const Quota&) const = default;
 };
 
 /// Reads the result of "account/rateLimits/read". Absent when it reports no seven-day window of the
-/// Codex limit whose every number is an integer in its range; nothing is rounded or clamped.
+/// Codex limit whose every number is an integer in its range; nothing is rounded or clamped. The
+/// windows are told apart by their durations, wherever they stand; another that is malformed counts
+/// as none.
 std::optional<Quota> quotaFromRateLimits(const Json& result);
 
 /// The time left until the reset in days, hours and minutes, "2d  5h  13m"; "0m" when it has

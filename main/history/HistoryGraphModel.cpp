@@ -44,6 +44,7 @@ HistoryGraph graph(std::span<const UsageSample> samples, Timestamp now,
     const Timestamp start = weekEnd(now, reset) - week;
     const std::vector<UsageSample> shown = weekSamples(samples, now, reset);
     HistoryGraph graph;
+    graph.start = start;
     graph.points.reserve(shown.size());
     const UsageSample* previous = nullptr;
     for (const UsageSample& sample : shown) {
@@ -64,6 +65,29 @@ std::vector<HistoryGraphPoint> points(const HistoryGraph& graph, QSizeF area) {
     for (HistoryGraphPoint& point : placed)
         point.location = {inset + width * point.location.x(), inset + height * point.location.y()};
     return placed;
+}
+
+Reading readingOf(const HistoryGraph& graph, std::size_t point) {
+    const QPointF& location = graph.points[point].location;
+    return {graph.start + week * location.x(), 100 * (1 - location.y())};
+}
+
+std::optional<std::size_t> pointNear(const HistoryGraph& graph, double across, double reach) {
+    const auto& points = graph.points;
+    const auto distance = [&](std::size_t point) {
+        return std::abs(points[point].location.x() - across);
+    };
+    const auto next = static_cast<std::size_t>(
+        std::ranges::lower_bound(points, across, {},
+                                 [](const HistoryGraphPoint& point) { return point.location.x(); })
+        - points.begin());
+    const bool isOnLine = next > 0 && next < points.size() && !points[next].startsSegment;
+    std::optional<std::size_t> nearest;
+    if (next < points.size())
+        nearest = next;
+    if (next > 0 && (!nearest || distance(next - 1) < distance(next)))
+        nearest = next - 1;
+    return nearest && (isOnLine || distance(*nearest) <= reach) ? nearest : std::nullopt;
 }
 
 } // namespace tallywick::HistoryGraphModel

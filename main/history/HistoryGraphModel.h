@@ -6,6 +6,7 @@
 #include <QPointF>
 #include <QSizeF>
 
+#include <cstddef>
 #include <optional>
 #include <span>
 #include <vector>
@@ -24,6 +25,7 @@ struct HistoryGraphPoint {
 struct HistoryGraph {
     std::vector<HistoryGraphPoint> points; ///< in an area of the size 1 × 1 without any inset
     Timestamp since = 0;                   ///< when the first of them was observed
+    Timestamp start = 0;                   ///< of the week
 
     bool operator==(const HistoryGraph&) const = default;
 };
@@ -52,6 +54,17 @@ HistoryGraph graph(std::span<const UsageSample> samples, Timestamp now,
 
 /// The points of the graph in an area of that size, within its insets.
 std::vector<HistoryGraphPoint> points(const HistoryGraph& graph, QSizeF area);
+
+/// A reading as the graph shows it.
+struct Reading {
+    Timestamp time = 0;
+    double usedPercent = 0;
+};
+Reading readingOf(const HistoryGraph& graph, std::size_t point);
+
+/// The point that is nearest to a place between the beginning of the week, 0, and its end, 1.
+/// Absent in a gap: farther than `reach` from every point, and on no line.
+std::optional<std::size_t> pointNear(const HistoryGraph& graph, double across, double reach);
 
 } // namespace HistoryGraphModel
 

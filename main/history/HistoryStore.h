@@ -59,6 +59,9 @@ class HistoryStore {
     /// Nothing is read or written from now on: the file is about to be taken away.
     void leaveFile() { file.clear(); }
 
+    /// The samples of one account, in ascending order of their timestamps.
+    std::vector<UsageSample> samplesOf(const std::string& accountHash) const;
+
     /// All samples that can be seen, in ascending order of their timestamps.
     const std::vector<UsageSample>& samples() const { return history; }
 
@@ -69,7 +72,6 @@ class HistoryStore {
     std::vector<UsageSample> allSamples() const;
     void setSamples(const std::vector<UsageSample>& all, Timestamp now);
     const UsageSample* lastSample(const std::string& accountHash) const;
-    std::vector<UsageSample> samplesOf(const std::string& accountHash) const;
 
     std::filesystem::path file;
     bool automaticallyPersists;

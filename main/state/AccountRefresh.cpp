@@ -124,6 +124,8 @@ void AccountRefresh::applySnapshot(const AccountSnapshot& snapshot) {
     showHistory(snapshot.quota && snapshot.accountHash
                     ? store.record(*snapshot.quota, *snapshot.accountHash, snapshot.observedAt)
                     : std::vector<UsageSample>());
+    context.change().pace =
+        snapshot.quota ? paceOf(*snapshot.quota, snapshot.observedAt, history) : std::nullopt;
     context.change().status =
         snapshot.quota ? Status::live(snapshot.observedAt) : Status(Status::Kind::withoutAllowance);
 }
@@ -215,6 +217,7 @@ bool AccountRefresh::liesAhead() const {
 void AccountRefresh::clearAccountData() {
     UtilityFields& shown = context.change();
     shown.quota.reset();
+    shown.pace.reset();
     shown.tokens = {};
     shown.tokenStatus = TokenStatusText::notYetReported;
     showHistory({});

@@ -86,6 +86,57 @@ std::optional<std::string> resetText(const std::optional<Quota>& quota, Timestam
     return resetCountdown(quota->reset, now);
 }
 
+std::string paceText(const Pace& pace) {
+    const std::string difference = fixedText(std::abs(pace.ahead), 0);
+    if (difference == "0")
+        return "even";
+    return difference + (pace.ahead < 0 ? "% under" : "% over") + " an even pace";
+}
+
+std::string lastsUntilText(const Pace& pace) {
+    if (pace.isUsedUp)
+        return "used up";
+    if (!pace.lastsUntil)
+        return "too few readings to tell";
+    return *pace.lastsUntil < pace.reset ? localDateTime(*pace.lastsUntil) : "the reset";
+}
+
+std::string paceSentence(const std::optional<Pace>& pace, Timestamp now) {
+    if (!pace || now >= pace->reset)
+        return {};
+    const std::string difference = paceText(*pace);
+    const std::string start = difference == "even" ? "At an even pace. " : difference + ". ";
+    if (pace->isUsedUp)
+        return start + "It is used up.";
+    if (!pace->lastsUntil)
+        return start + "Too few readings yet to tell how long it lasts.";
+    return start + "At the rate of the last 24 hours it lasts until " + lastsUntilText(*pace) + ".";
+}
+
+std::string windowName(const ShorterWindow& window) {
+    constexpr std::int64_t hour = 60;
+    constexpr std::int64_t day = 24 * hour;
+    if (window.minutes % day == 0)
+        return std::to_string(window.minutes / day) + "-day window";
+    if (window.minutes % hour == 0)
+        return std::to_string(window.minutes / hour) + "-hour window";
+    return std::to_string(window.minutes) + "-minute window";
+}
+
+std::string windowText(const ShorterWindow& window) {
+    constexpr std::int64_t day = 1'440; // minutes
+    constexpr std::size_t dateLength = 11;
+    const std::string reset = localDateTime(window.reset);
+    return fixedText(window.used, 0) + "% used, resets "
+           + (window.minutes > day ? reset : reset.substr(dateLength));
+}
+
+std::string shorterWindowSentence(const std::optional<Quota>& quota, Timestamp now) {
+    if (!quota || !quota->shorter || quota->shorter->reset <= now)
+        return {};
+    return windowName(*quota->shorter) + ": " + windowText(*quota->shorter);
+}
+
 std::string historyCountText(std::size_t samples) {
     return "Current account history: " + std::to_string(samples) + " samples";
 }
@@ -115,20 +166,30 @@ std::string localDateTime(Timestamp time) {
         .toStdString();
 }
 
-std::string historyGraphValue(const HistoryGraph& graph) {
-    if (graph.points.empty())
-        return "No local readings in this allowance week yet";
-    return std::to_string(graph.points.size()) + " local readings in this allowance week";
+std::string historyGraphValue(const HistoryGraph& graph, std::string_view pace) {
+    const std::string readings =
+        graph.points.empty()
+            ? "No local readings in this allowance week yet"
+            : std::to_string(graph.points.size()) + " local readings in this allowance week";
+    return pace.empty() ? readings : readings + ". " + std::string(pace);
 }
 
-std::string historyGraphHelp(const HistoryGraph& graph) {
+std::string historyGraphHelp(const HistoryGraph& graph, std::string_view pace) {
+    const std::string start = pace.empty() ? "" : std::string(pace) + "\n";
     if (graph.points.empty())
-        return "No readings saved in this allowance week yet. History begins when this utility "
-               "observes your allowance; it cannot backfill earlier usage.";
-    return std::to_string(graph.points.size()) + " saved readings since " + shortDate(graph.since)
-           + ", " + shortTime(graph.since)
+        return start
+               + "No readings saved in this allowance week yet. History begins when this utility "
+                 "observes your allowance; it cannot backfill earlier usage.";
+    return start + std::to_string(graph.points.size()) + " saved readings since "
+           + shortDate(graph.since) + ", " + shortTime(graph.since)
            + ". A short recording may look like a dot on the full-week scale. Gaps over 30 minutes "
              "and reset/correction segments stay separate; no history is fabricated.";
+}
+
+std::string readingText(const HistoryGraphModel::Reading& reading) {
+    const QDate date = QDateTime::fromSecsSinceEpoch(static_cast<qint64>(reading.time)).date();
+    return QLocale().dayName(date.dayOfWeek(), QLocale::ShortFormat).toStdString() + " "
+           + shortTime(reading.time) + " · " + fixedText(reading.usedPercent, 0) + "%";
 }
 
 } // namespace tallywick

@@ -4,6 +4,7 @@
 #include "codex/AccountAnswers.h"
 #include "hardware/HardwareSnapshot.h"
 #include "history/HistoryGraphModel.h"
+#include "history/Pace.h"
 
 #include <cstddef>
 #include <cstdint>
@@ -46,6 +47,27 @@ std::string shortTime(Timestamp time);
 /// Date and time of day in the local time zone, the same in every locale: "2026-11-24 20:22".
 std::string localDateTime(Timestamp time);
 
+/// "7% under an even pace", "7% over an even pace" or "even".
+std::string paceText(const Pace& pace);
+
+/// How long the allowance lasts at the present rate: "the reset", a date and time, "used up", or
+/// that there are too few readings to tell.
+std::string lastsUntilText(const Pace& pace);
+
+/// Both as a sentence: "7% under an even pace. At the rate of the last 24 hours it lasts until the
+/// reset." Empty without one, and when its week is over.
+std::string paceSentence(const std::optional<Pace>& pace, Timestamp now);
+
+/// A window by its length: "5-hour window", "90-minute window".
+std::string windowName(const ShorterWindow& window);
+
+/// "12% used, resets 14:20", with the date when the window is longer than a day.
+std::string windowText(const ShorterWindow& window);
+
+/// The shorter window of a reading unless it has ended: "5-hour window: 12% used, resets 14:20";
+/// empty without one.
+std::string shorterWindowSentence(const std::optional<Quota>& quota, Timestamp now);
+
 /// "Current account history: 12 samples"
 std::string historyCountText(std::size_t samples);
 
@@ -60,11 +82,16 @@ std::string loadAccessibilityValue(std::optional<double> percent);
 /// Its name for a screen reader.
 inline constexpr std::string_view historyGraphLabel = "Current weekly usage history";
 
-/// Its value for a screen reader.
-std::string historyGraphValue(const HistoryGraph& graph);
+/// Its value for a screen reader; with the sentence of the pace, unless that is empty.
+std::string historyGraphValue(const HistoryGraph& graph, std::string_view pace = {});
 
-/// What it tells when it is pointed at; its date is written in the short form of the default
-/// locale.
-std::string historyGraphHelp(const HistoryGraph& graph);
+/// What it tells when it is pointed at, behind the sentence of the pace; its date is written in the
+/// short form of the default locale.
+std::string historyGraphHelp(const HistoryGraph& graph, std::string_view pace = {});
+
+/// One of its readings: "Thu 14:05 · 37%".
+std::string readingText(const HistoryGraphModel::Reading& reading);
+/// What stands where there is none.
+inline constexpr std::string_view noReadings = "no readings";
 
 } // namespace tallywick

@@ -5,6 +5,7 @@
 #include "codex/ConnectionIssue.h"
 #include "hardware/HardwareSnapshot.h"
 #include "history/HistoryGraphModel.h"
+#include "history/Pace.h"
 #include "state/SettingsTexts.h"
 #include "state/Status.h"
 #include "update/UpdateFields.h"
@@ -19,6 +20,7 @@ namespace tallywick {
 /// What the user interface shows: the published fields of `UtilityState`. All texts are UTF-8.
 struct UtilityFields {
     std::optional<Quota> quota; ///< the current account's last reading
+    std::optional<Pace> pace;   ///< of that reading, as it was observed
     TokenActivity tokens;
     Status status;
     std::vector<VolumeInfo> volumes;

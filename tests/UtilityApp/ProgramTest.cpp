@@ -82,9 +82,10 @@ TEST(CommandLine, IsAnsweredWithTheUsageWhenItMakesNoSense) {
 
 constexpr Timestamp now = 1'795'390'000.75; // 2026-11-22 23:26:40 UTC
 
-const Report full{.quota = Quota{42, 1'795'531'020},
+const Report full{.quota = Quota{42, 1'795'531'020, ShorterWindow{300, 12, now + 3'600}},
                   .tokens = {1'828'976'990, "2026-11-22", 2'088'648},
                   .observedAt = now,
+                  .pace = Pace{-7.04, false, 1'795'531'020, 1'795'531'020},
                   .helperLocation = std::nullopt};
 
 /// Far from the universal time.
@@ -101,16 +102,23 @@ TEST_F(ReportTest, WritesALineAValue) {
                                 "REMAINING        58% remaining\n"
                                 "RESETS           2026-11-24 20:22\n"
                                 "RESET IN         1d  15h  10m\n"
+                                "PACE             7% under an even pace\n"
+                                "LASTS UNTIL      the reset\n"
+                                "5-HOUR WINDOW    12% used, resets 06:11\n"
                                 "LIFETIME TOKENS  1.8B\n"
                                 "LATEST DAY       2026-11-22 · 2.1M\n");
 }
 
 TEST_F(ReportTest, WritesOneJsonObject) {
-    EXPECT_EQ(reportJson(full),
-              R"({"helperLocation":null,"latestDay":"2026-11-22","latestDayTokens":2088648,)"
-              R"("lifetimeTokens":1828976990,"observedAt":1795390000,"remainingPercent":58,)"
-              R"("resetsAt":1795531020,"schema":1,"secondsUntilReset":141019,"usedPercent":42})"
-              "\n");
+    EXPECT_EQ(
+        reportJson(full),
+        R"({"helperLocation":null,"lastsUntil":1795531020,"latestDay":"2026-11-22",)"
+        R"("latestDayTokens":2088648,"lifetimeTokens":1828976990,"observedAt":1795390000,)"
+        R"("percentOverEvenPace":-7.0,"remainingPercent":58,"resetsAt":1795531020,"schema":1,)"
+        R"("secondsUntilReset":141019,)"
+        R"("shorterWindow":{"minutes":300,"resetsAt":1795393600,"usedPercent":12},)"
+        R"("usedPercent":42})"
+        "\n");
     Report overdue = full;
     overdue.observedAt = full.quota->reset + 5;
     EXPECT_THAT(reportJson(overdue), HasSubstr(R"("secondsUntilReset":0,)"));
@@ -129,7 +137,8 @@ TEST_F(ReportTest, OfAWatchTellsBadgeStatusAndReadingButNotTheTime) {
     for (fields.now = now; fields.now < now + 100; fields.now += 60)
         EXPECT_EQ(watchLine(fields),
                   "[STATUS] Connected · Weekly allowance unavailable | 42% used, 58% remaining | "
-                  "resets 2026-11-24 20:22 | 1.8B lifetime tokens | 2.1M on 2026-11-22");
+                  "resets 2026-11-24 20:22 | 5-hour window: 12% used, resets 06:11 | 1.8B lifetime "
+                  "tokens | 2.1M on 2026-11-22");
 }
 
 const std::string sampleHelper = std::string(" --helper ") + SAMPLE_HELPER;

@@ -120,7 +120,10 @@ TEST(Quota, IsTheFirstSevenDayWindowOfTheCodexLimit) {
         {with("40", "41.0"), forty},
         {with("1800000000", "946684800"), Quota{40, 946'684'800}},
         {with("1800000000", "946684799"), forty},
-        {with("10080,\"usedPercent\":40", "300,\"usedPercent\":9"), forty},
+        {with("10080,\"usedPercent\":40", "300,\"usedPercent\":9"),
+         Quota{40, 1.8e9, ShorterWindow{300, 9, 1.8e9}}},
+        {with("10080", "0"), forty},
+        {with("10080", "10081"), forty},
     };
     for (const auto& [result, quota] : rows)
         EXPECT_EQ(quotaFromRateLimits(json(result)), quota) << result;

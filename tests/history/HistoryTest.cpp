@@ -4,6 +4,7 @@
 #include "history/HistoryFile.h"
 #include "history/HistoryGraphModel.h"
 #include "history/HistoryStore.h"
+#include "history/Pace.h"
 #include "support/TemporaryFolder.h"
 
 #include <cstdlib>
@@ -339,6 +340,84 @@ TEST(HistoryGraphModel, JoinsOnlyWhatWasObservedInOnePiece) {
     for (const UsageSample& next : {at(-1'799), at(-1'800, 39.9), at(-1'800, 40, 'a', weekEnd + 1),
                                     at(-1'800, 40, 'b'), at(-1'800, 40, 'a', weekEnd, true)})
         EXPECT_FALSE(isJoined(next));
+}
+
+TEST(HistoryGraphModel, FindsTheReadingOfAPlaceUnlessItIsInAGap) {
+    const auto hour = 3'600 / week;
+    const HistoryGraph shown = graph(Samples{at(-7'200, 10), at(-5'400, 20), at(0, 37)}, now, {});
+    const std::tuple<double, std::optional<double>> rows[] = {
+        {1 - 3 * hour, {}},    // before the first
+        {1 - 2.05 * hour, 10}, // within reach of it
+        {1 - 1.8 * hour, 10},  // on the line
+        {1 - 1.7 * hour, 20},
+        {1 - 1.3 * hour, {}}, // between two that no line joins
+        {1, 37},
+    };
+    for (const auto& [place, used] : rows) {
+        const auto point = pointNear(shown, place, 0.1 * hour);
+        ASSERT_EQ(point.has_value(), used.has_value()) << place;
+        if (point) {
+            EXPECT_NEAR(readingOf(shown, *point).usedPercent, *used, 1e-9) << place;
+        }
+    }
+    EXPECT_NEAR(readingOf(shown, 1).time, now - 5'400, 1e-3);
+    EXPECT_EQ(pointNear({}, 0.5, 1), std::nullopt);
+}
+
+TEST(Pace, ComparesWithAnEvenWeekAndGoesOnAtTheRateOfADay) {
+    constexpr Timestamp hour = 3'600;
+    struct Row {
+        const char* description;
+        Timestamp left; ///< until the reset
+        double used;
+        Samples samples; ///< before the reading, which is of `now`
+        std::optional<double> ahead;
+        std::optional<Timestamp> lasts; ///< from now on
+    };
+    const auto reset = [](Timestamp left) { return now + left; };
+    const auto seen = [&](Timestamp left, Timestamp ago, double used) {
+        return at(-ago, used, 'a', reset(left));
+    };
+    const Timestamp half = week / 2;
+    const Row rows[] = {
+        {"too few readings", half, 43, {seen(half, 2 * hour, 40)}, -7, {}},
+        {"too short", half, 43, {seen(half, 3'599, 40), seen(half, 60, 41)}, -7, {}},
+        {"of another week", half, 43, {seen(half + 1, 2 * hour, 40), seen(half, 60, 41)}, -7, {}},
+        {"a steady day", half, 60, {seen(half, day, 40), seen(half, hour, 59)}, 10, 2 * day},
+        {"until the reset", half, 60, {seen(half, day, 50), seen(half, hour, 59)}, 10, half},
+        {"nothing used", half, 60, {seen(half, day, 60), seen(half, hour, 60)}, 10, half},
+        {"taken back", half, 60, {seen(half, day, 70), seen(half, hour, 60)}, 10, half},
+        {"used up", half, 100, {seen(half, day, 70), seen(half, hour, 90)}, 50, {}},
+        // 84 hours at 0.5 an hour, but for the last one: 11.5 and 8 in a day.
+        {"one busy hour",
+         half,
+         50,
+         {seen(half, hour, 41.5), seen(half, 60, 50)},
+         0,
+         50 / ((8.5 + 23 * 0.5) / day)},
+        // Of the first day only two hours are known; the others count as even.
+        {"a young week",
+         week - 2 * hour,
+         10,
+         {seen(week - 2 * hour, hour, 5), seen(week - 2 * hour, 60, 9)},
+         10 - 100.0 / 84,
+         90 / ((10 + 22 * 100.0 / 168) / day)},
+        {"the week is over", 0, 60, {}, {}, {}},
+        {"it has not begun", week + 1, 60, {}, {}, {}},
+    };
+    for (const Row& row : rows) {
+        SCOPED_TRACE(row.description);
+        const auto pace = paceOf({row.used, reset(row.left)}, now, row.samples);
+        ASSERT_EQ(pace.has_value(), row.ahead.has_value());
+        if (!pace)
+            continue;
+        EXPECT_NEAR(pace->ahead, *row.ahead, 0.01);
+        EXPECT_EQ(pace->isUsedUp, row.used == 100);
+        ASSERT_EQ(pace->lastsUntil.has_value(), row.lasts.has_value());
+        if (row.lasts) {
+            EXPECT_NEAR(*pace->lastsUntil - now, *row.lasts, 1);
+        }
+    }
 }
 
 } // namespace

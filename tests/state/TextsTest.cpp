@@ -75,6 +75,31 @@ TEST(Texts, CallAReadingLiveForTwoMinutes) {
     EXPECT_FALSE(Status::stale(afternoon).isOverdue(afternoon + 121)) << "it is told already";
 }
 
+TEST(Texts, TellOfPaceAndOtherWindows) {
+    const Timestamp reset = afternoon + 86'400;
+    const std::pair<Pace, const char*> paces[] = {
+        {{-7.4, false, {}, reset},
+         "7% under an even pace. Too few readings yet to tell how long it lasts."},
+        {{0.4, false, reset, reset},
+         "At an even pace. At the rate of the last 24 hours it lasts until the reset."},
+        {{12.6, false, afternoon, reset},
+         "13% over an even pace. At the rate of the last 24 hours it lasts until 2025-06-18 "
+         "14:01."},
+        {{50, true, {}, reset}, "50% over an even pace. It is used up."},
+    };
+    for (const auto& [pace, sentence] : paces)
+        EXPECT_EQ(paceSentence(pace, afternoon), sentence);
+    EXPECT_EQ(paceSentence(paces[0].first, reset), "") << "of a week that is over";
+
+    const std::pair<ShorterWindow, const char*> windows[] = {
+        {{300, 12, afternoon}, "5-hour window: 12% used, resets 14:01"},
+        {{90, 0, afternoon}, "90-minute window: 0% used, resets 14:01"},
+        {{2'880, 100, afternoon}, "2-day window: 100% used, resets 2025-06-18 14:01"}};
+    for (const auto& [window, sentence] : windows)
+        EXPECT_EQ(shorterWindowSentence(Quota{42, reset, window}, 0), sentence);
+    EXPECT_EQ(shorterWindowSentence(Quota{42, reset, windows[0].first}, afternoon), "") << "ended";
+}
+
 TEST(Texts, NameNeitherSecondsNorTheDayOfTheWeekInAnyLocale) {
     const HistoryGraph one{{HistoryGraphPoint()}, afternoon};
     const auto locales =

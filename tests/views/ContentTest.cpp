@@ -211,6 +211,33 @@ TEST(Controls, DoNotPretendThatADesktopKeepsTheWindowAboveOthers) {
     }
 }
 
+TEST(Controls, LookBackAlongTheGraphWithKeysAndPointer) {
+    UtilityFields fields = sampleFields();
+    fields.week = {{{{0.1, 0.9}, true}, {{0.2, 0.63}, false}, {{0.8, 0.58}, true}},
+                   fields.now,
+                   1'795'046'400}; // a Thursday
+    ShownView view(fields, full);
+    auto* const graph = static_cast<Figure*>(view.part("Current weekly usage history"));
+    const QString usual = graph->accessibleValue();
+    const std::pair<Qt::Key, const char*> rows[] = {{Qt::Key_Home, "Thu 16:48 · 10%"},
+                                                    {Qt::Key_Right, "Fri 09:36 · 37%"},
+                                                    {Qt::Key_End, "Tue 14:24 · 42%"},
+                                                    {Qt::Key_Right, "Tue 14:24 · 42%"},
+                                                    {Qt::Key_Left, "Fri 09:36 · 37%"}};
+    for (const auto& [key, text] : rows) {
+        QTest::keyClick(graph, key);
+        EXPECT_EQ(graph->accessibleValue().toStdString(), text);
+        EXPECT_TRUE(view.part(text)) << "written above the graph";
+    }
+    QTest::mouseMove(graph, {graph->width() / 2, 9});
+    EXPECT_EQ(graph->accessibleValue(), u"no readings"_qs);
+    QTest::mouseMove(graph, {graph->width() * 8 / 10, 9});
+    EXPECT_EQ(graph->accessibleValue(), u"Tue 14:24 · 42%"_qs);
+    QEvent leave(QEvent::Leave);
+    QApplication::sendEvent(graph, &leave);
+    EXPECT_EQ(graph->accessibleValue(), usual);
+}
+
 TEST(Controls, ResizeByTheGripWhichOnlyAKeyPresses) {
     ShownView view(sampleFields(), mini);
     QWidget* const grip = view.part("Resize utility");

@@ -199,7 +199,7 @@ TEST(Painting, KeepsTheSegmentsOfTheMeterApart) {
 TEST(Painting, DrawsSegmentsOfTheWeekApartWithTheirDots) {
     const auto draw = [](const std::vector<HistoryGraphPoint>& points) {
         return painted({490, 36}, [&](QPainter& painter) {
-            paintHistoryGraph(painter, QRectF(0, 0, 490, 36), redTheme, points);
+            paintHistoryGraph(painter, QRectF(0, 0, 490, 36), redTheme, points, false);
         });
     };
     const QImage empty = draw({});

@@ -45,7 +45,8 @@ inline constexpr QRectF remaining{306, 88, 198, 24};
 inline constexpr QRectF countdown{306, 112, 198, 24};
 inline constexpr QRectF meter{16, 164, 488, 30};
 
-inline constexpr QRectF thisWeek{16, 208, 488, 16};
+inline constexpr QRectF thisWeek{16, 208, 240, 16};
+inline constexpr QRectF lookedBack{264, 208, 240, 16}; ///< at the right end of the same line
 inline constexpr QRectF graph{16, 232, 488, 36};
 inline constexpr QRectF lifetime{16, 280, 239, 58};
 inline constexpr QRectF latestDay{265, 280, 239, 58};

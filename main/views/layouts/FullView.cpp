@@ -192,7 +192,8 @@ FullView::FullView(const ViewStyle& viewStyle, const UtilityActions& actions, QW
           this)),
       countdown(new ResetCountdown(style, this)), meter(new SegmentedMeter(style, this)),
       thisWeek(addCaption(QStringLiteral("THIS WEEK"))), graph(new UsageHistoryGraph(style, this)),
-      lifetime(new TokenCard(style, this)), latestDay(new TokenCard(style, this)),
+      lookedBack(addCaption({}, Qt::AlignRight)), lifetime(new TokenCard(style, this)),
+      latestDay(new TokenCard(style, this)),
       localHardware(addCaption(QStringLiteral("LOCAL HARDWARE"))),
       thisMac(addCaption(QStringLiteral("THIS MAC"), Qt::AlignRight)),
       cpu(new MetricCard(style, QStringLiteral("CPU"), Symbol::processor, this)),
@@ -201,6 +202,11 @@ FullView::FullView(const ViewStyle& viewStyle, const UtilityActions& actions, QW
       freeAndTotal(addCaption(QStringLiteral("FREE / TOTAL"), Qt::AlignRight)),
       rows(addVolumeRows(actions)), toolbar(new Toolbar(style, actions, this)),
       footer(new TextLine(style, {.font = FontRole::small, .color = &Theme::secondaryText}, this)) {
+    lookedBack->hide();
+    connect(graph, &UsageHistoryGraph::lookedBack, lookedBack, [this](const QString& text) {
+        lookedBack->present(text);
+        lookedBack->setVisible(!text.isEmpty());
+    });
 }
 
 void FullView::present(const UtilityFields& fields, int volumeRows) {
@@ -208,8 +214,8 @@ void FullView::present(const UtilityFields& fields, int volumeRows) {
     usage->present(fields.quota);
     remaining->present(QString::fromStdString(remainingText(fields.quota)));
     countdown->present(resetText(fields.quota, fields.now));
-    meter->present(fields.quota);
-    graph->present(fields.week);
+    meter->present(fields.quota, fields.now);
+    graph->present(fields.week, paceSentence(fields.pace, fields.now));
     lifetime->present("LIFETIME TOKENS", fields.tokens.lifetime, fields.tokenStatus);
     latestDay->present(latestDayTitle(fields.tokens), fields.tokens.latestTokens,
                        fields.tokenStatus);
@@ -241,6 +247,7 @@ void FullView::arrangeSections() {
     put(Place::usageShare, countdown, Place::countdown);
     put(Place::usageShare, meter, Place::meter);
     put(Place::weekShare, thisWeek, Place::thisWeek);
+    put(Place::weekShare, lookedBack, Place::lookedBack);
     put(Place::weekShare, graph, Place::graph);
     put(Place::weekShare, lifetime, Place::lifetime);
     put(Place::weekShare, latestDay, Place::latestDay);

@@ -64,6 +64,7 @@ class FullView final : public QWidget {
     SegmentedMeter* const meter;
     TextLine* const thisWeek;
     UsageHistoryGraph* const graph;
+    TextLine* const lookedBack; ///< what the graph looks back at; hidden when it does not
     TokenCard* const lifetime;
     TokenCard* const latestDay;
     TextLine* const localHardware;

@@ -36,7 +36,7 @@ void MiniView::present(const UtilityFields& fields) {
     const QString freshness = QString::fromStdString(fields.status.text());
     usage->present(QString::fromStdString(weeklyUsageText(fields.quota)), freshness);
     remaining->present(QString::fromStdString(remainingText(fields.quota)));
-    meter->present(fields.quota);
+    meter->present(fields.quota, fields.now);
     lifetime->present("LIFETIME TOKENS", fields.tokens.lifetime, fields.tokenStatus);
     latestDay->present(latestDayTitle(fields.tokens), fields.tokens.latestTokens,
                        fields.tokenStatus);

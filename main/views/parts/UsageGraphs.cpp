@@ -3,8 +3,10 @@
 #include "state/NumberTexts.h"
 #include "views/look/Painting.h"
 
+#include <QKeyEvent>
 #include <QLineF>
 #include <QLinearGradient>
+#include <QMouseEvent>
 #include <QPainterPath>
 #include <QTransform>
 
@@ -82,9 +84,9 @@ void paintMeter(QPainter& painter, const QRectF& area, const Theme& theme, int f
     }
 }
 
-void SegmentedMeter::present(const std::optional<Quota>& quota) {
-    describe(QStringLiteral("Weekly usage"),
-             QString::fromStdString(meterAccessibilityValue(quota)));
+void SegmentedMeter::present(const std::optional<Quota>& quota, Timestamp now) {
+    describe(QStringLiteral("Weekly usage"), QString::fromStdString(meterAccessibilityValue(quota)),
+             QString::fromStdString(shorterWindowSentence(quota, now)));
     const int newFilled = filledSegments(quota ? std::optional(quota->used) : std::nullopt);
     if (newFilled == filled)
         return;
@@ -124,6 +126,14 @@ void paintGrid(QPainter& painter, const QRectF& area, const Theme& theme) {
     }
     const double middle = area.center().y();
     painter.drawLine(QLineF(area.left(), middle, area.right(), middle));
+}
+
+/// From nothing at the beginning of the week to everything at its end.
+void paintEvenPace(QPainter& painter, const QRectF& area, const Theme& theme) {
+    constexpr double inset = HistoryGraphModel::inset;
+    const QRectF inside = area.adjusted(inset, inset, -inset, -inset);
+    painter.setPen(QPen(withOpacity(theme.accent, 0.3), 1));
+    painter.drawLine(inside.bottomLeft(), inside.topRight());
 }
 
 /// The first point past the segment that begins at `begin`.
@@ -191,7 +201,7 @@ void paintDot(QPainter& painter, const Theme& theme, const QPointF& centre) {
 } // namespace
 
 void paintHistoryGraph(QPainter& painter, const QRectF& area, const Theme& theme,
-                       std::span<const HistoryGraphPoint> points) {
+                       std::span<const HistoryGraphPoint> points, bool showsEvenPace) {
     painter.save();
     painter.translate(area.topLeft());
     const QRectF bounds(QPointF(0, 0), area.size());
@@ -202,6 +212,8 @@ void paintHistoryGraph(QPainter& painter, const QRectF& area, const Theme& theme
     clip.addRoundedRect(bounds, graphRadius, graphRadius);
     painter.setClipPath(clip, Qt::IntersectClip);
     paintGrid(painter, bounds, theme);
+    if (showsEvenPace)
+        paintEvenPace(painter, bounds, theme);
     paintAreas(painter, bounds, theme, points);
     paintLine(painter, theme, linePath(points));
     for (std::size_t index = 0; index < points.size(); ++index)
@@ -210,28 +222,109 @@ void paintHistoryGraph(QPainter& painter, const QRectF& area, const Theme& theme
     painter.restore();
 }
 
+namespace {
+
+constexpr double pointerReach = 4; ///< how far the pointer may be from a lone reading
+
+/// Where a place of the week lies in an area of that width.
+double acrossArea(double place, double width) {
+    return HistoryGraphModel::inset + (width - 2 * HistoryGraphModel::inset) * place;
+}
+
+} // namespace
+
 UsageHistoryGraph::UsageHistoryGraph(const ViewStyle& viewStyle, QWidget* parent)
     : Figure(viewStyle, parent) {
+    setMouseTracking(true);
     describeShown();
 }
 
-void UsageHistoryGraph::present(const HistoryGraph& graph) {
-    if (graph == shown)
+void UsageHistoryGraph::present(const HistoryGraph& graph, const std::string& pace) {
+    if (graph == shown && pace == shownPace)
         return;
     shown = graph;
+    shownPace = pace;
+    setFocusPolicy(graph.points.empty() ? Qt::NoFocus : Qt::TabFocus);
+    lookAt(graph.points.empty() ? std::nullopt : lookedAt);
+}
+
+void UsageHistoryGraph::lookAt(std::optional<double> place) {
+    lookedAt = place;
     describeShown();
+    Q_EMIT lookedBack(looked());
     update();
 }
 
+/// The last one when there are not so many.
+void UsageHistoryGraph::lookAtPoint(std::size_t point) {
+    if (!shown.points.empty())
+        lookAt(shown.points[std::min(point, shown.points.size() - 1)].location.x());
+}
+
+std::optional<std::size_t> UsageHistoryGraph::nearestPoint() const {
+    const double width = this->width() / style.scale - 2 * HistoryGraphModel::inset;
+    return lookedAt ? HistoryGraphModel::pointNear(shown, *lookedAt, pointerReach / width)
+                    : std::nullopt;
+}
+
+QString UsageHistoryGraph::looked() const {
+    if (!lookedAt)
+        return {};
+    const auto point = nearestPoint();
+    return point ? QString::fromStdString(readingText(HistoryGraphModel::readingOf(shown, *point)))
+                 : QString::fromUtf8(noReadings);
+}
+
 void UsageHistoryGraph::describeShown() {
-    describe(QString::fromUtf8(historyGraphLabel), QString::fromStdString(historyGraphValue(shown)),
-             QString::fromStdString(historyGraphHelp(shown)));
+    describe(QString::fromUtf8(historyGraphLabel),
+             lookedAt ? looked() : QString::fromStdString(historyGraphValue(shown, shownPace)),
+             QString::fromStdString(historyGraphHelp(shown, shownPace)));
 }
 
 void UsageHistoryGraph::paintEvent(QPaintEvent*) {
     PartPainter painter(this, style);
-    paintHistoryGraph(painter, painter.bounds(), style.theme,
-                      HistoryGraphModel::points(shown, painter.bounds().size()));
+    const QRectF& area = painter.bounds();
+    const auto points = HistoryGraphModel::points(shown, area.size());
+    paintHistoryGraph(painter, area, style.theme, points, !shownPace.empty());
+    if (lookedAt) {
+        const auto point = nearestPoint();
+        const double x = point ? points[*point].location.x() : acrossArea(*lookedAt, area.width());
+        painter.setPen(QPen(withOpacity(style.theme.text, 0.6), 1));
+        painter.drawLine(QLineF(x, area.top() + 1, x, area.bottom() - 1));
+        if (point)
+            paintDot(painter, style.theme, points[*point].location);
+    }
+    if (hasFocus())
+        paintRing(painter, area, graphRadius, style.theme.focus);
 }
+
+void UsageHistoryGraph::mouseMoveEvent(QMouseEvent* event) {
+    const double inset = HistoryGraphModel::inset * style.scale;
+    if (!shown.points.empty())
+        lookAt(std::clamp((event->position().x() - inset) / (width() - 2 * inset), 0.0, 1.0));
+}
+
+void UsageHistoryGraph::leaveEvent(QEvent*) { lookAt(std::nullopt); }
+
+void UsageHistoryGraph::keyPressEvent(QKeyEvent* event) {
+    const std::size_t last = shown.points.size();
+    const std::size_t point = nearestPoint().value_or(last);
+    switch (event->key()) {
+    case Qt::Key_Left:
+        return lookAtPoint(std::max<std::size_t>(point, 1) - 1);
+    case Qt::Key_Right:
+        return lookAtPoint(point + 1);
+    case Qt::Key_Home:
+        return lookAtPoint(0);
+    case Qt::Key_End:
+        return lookAtPoint(last);
+    default:
+        Figure::keyPressEvent(event);
+    }
+}
+
+void UsageHistoryGraph::focusInEvent(QFocusEvent*) { lookAtPoint(shown.points.size()); }
+
+void UsageHistoryGraph::focusOutEvent(QFocusEvent*) { lookAt(std::nullopt); }
 
 } // namespace tallywick
