@@ -18,6 +18,7 @@ namespace tallywick {
 namespace {
 
 namespace fs = std::filesystem;
+using ::testing::ElementsAre;
 using ::testing::HasSubstr;
 using ::testing::IsEmpty;
 using testing::makeSampleBundle;
@@ -35,29 +36,24 @@ bool verify(const fs::path& bundle) {
     return AppInstallation::isVerifiedBundle(bundle, *systemCodeSignature());
 }
 
-/// The real one, but for the calls that fail or are the program's last. They count from 1.
+/// The real one, but for the changes that fail or are the program's last. They count from 1.
 class FaultyFiles final : public FileManager {
   public:
     explicit FaultyFiles(std::set<int> failing, bool isKilled = false)
         : faults(std::move(failing)), kills(isKilled) {}
 
-    int calls() const { return count; }
+    int changes() const { return count; }
 
-    bool exists(const fs::path& item) const override {
-        static_cast<void>(isFaulty());
-        return real->exists(item);
-    }
+    bool exists(const fs::path& item) const override { return real->exists(item); }
     bool isWritable(const fs::path& folder) const override { return real->isWritable(folder); }
     Result createFolders(const fs::path& folder) override {
         return isFaulty() ? fault : real->createFolders(folder);
     }
     Result copy(const fs::path& from, const fs::path& to) override {
-        if (!hasFault())
-            return real->copy(from, to);
-        EXPECT_TRUE(real->copy(from, to)); // half of it stays
-        fs::remove_all(to / "Contents/MacOS");
-        static_cast<void>(isFaulty());
-        return fault;
+        const Result copied = real->copy(from, to);
+        if (faults.contains(count + 1))
+            fs::remove_all(to / "Contents/MacOS"); // a part of it stays
+        return isFaulty() ? fault : copied;
     }
     Result move(const fs::path& from, const fs::path& to) override {
         return isFaulty() ? fault : real->move(from, to);
@@ -65,24 +61,18 @@ class FaultyFiles final : public FileManager {
     Result remove(const fs::path& item) override { return isFaulty() ? fault : real->remove(item); }
 
   private:
-    bool hasFault() const {
-        if (!faults.contains(count + 1))
-            ++count;
-        return faults.contains(count + 1);
-    }
-    bool isFaulty() const {
-        if (!faults.contains(++count))
-            return false;
-        if (kills)
+    bool isFaulty() {
+        const bool isOne = faults.contains(++count);
+        if (isOne && kills)
             ::raise(SIGKILL);
-        return true;
+        return isOne;
     }
 
     const Result fault = tl::unexpected(std::string("The disk is broken."));
-    std::set<int> faults;
-    bool kills;
-    mutable int count = 0;
-    std::unique_ptr<FileManager> real = systemFileManager();
+    const std::set<int> faults;
+    const bool kills;
+    int count = 0;
+    const std::unique_ptr<FileManager> real = systemFileManager();
 };
 
 /// A user's Applications folder with version 1, and version 2 elsewhere.
@@ -100,13 +90,9 @@ class Installation : public ::testing::Test {
         makeSampleBundle(folder.path(), {{"CFBundleVersion", "2"}});
     }
 
-    /// Where the earlier copy lies then, or a sentence.
-    tl::expected<std::optional<fs::path>, std::string> install(FileManager& files) const {
-        return AppInstallation::install(source, destination, files, verify)
-            .map([](const AppInstallation::Installed& installed) { return installed.backup; });
-    }
     std::string errorOfInstalling() const {
-        const auto result = install(*systemFileManager());
+        const auto result =
+            AppInstallation::install(source, destination, *systemFileManager(), verify);
         return result ? "none" : result.error();
     }
     std::string recover(const fs::path& running) const {
@@ -156,52 +142,41 @@ class Installation : public ::testing::Test {
 TEST_F(Installation, PutsACopyInPlaceAndKeepsTheEarlierOneBeside) {
     begin(false);
     fs::remove(applications);
-    const auto files = systemFileManager();
-    EXPECT_EQ(install(*files).value(), std::nullopt) << "nothing was there";
+    EXPECT_EQ(errorOfInstalling(), "none");
     EXPECT_EQ(versionOf(destination), "2");
 
     begin();
-    const auto backup = install(*files);
-    ASSERT_TRUE(backup && *backup) << backup.error();
-    EXPECT_THAT(
-        (*backup)->filename().string(),
-        MatchesRegex("\\.Corvane-previous-[0-9A-F]{8}(-[0-9A-F]{4}){3}-[0-9A-F]{12}\\.app"));
-    EXPECT_EQ(versionOf(**backup), "1");
+    const auto install = [&](const fs::path& from) {
+        return AppInstallation::install(from, destination, *systemFileManager(), verify).value();
+    };
+    const auto installed = install(source);
+    ASSERT_TRUE(installed.backup);
+    EXPECT_EQ(versionOf(*installed.backup), "1");
     EXPECT_EQ(versionOf(destination), "2");
-    EXPECT_THAT(othersIn(applications), ::testing::ElementsAre(**backup));
-    EXPECT_FALSE(
-        AppInstallation::install(destination / ".", destination, *files, verify).value().claim)
-        << "nothing to do";
+    EXPECT_THAT(othersIn(applications), ElementsAre(*installed.backup));
+    EXPECT_FALSE(AppInstallation::claim(applications)) << "as long as a copy lies there";
+    EXPECT_FALSE(install(destination / ".").claim) << "nothing to do";
 }
 
 TEST_F(Installation, RefusesWhatIsNotOurs) {
-    const struct {
-        const char* name;
-        const char* preparation;
-        std::string error;
-    } rows[] = {
-        {"a damaged source", "rm *.app/Contents/MacOS/*; rm -r Applications", incomplete},
-        {"another application", "mv Applications/*.app/Contents/Info.plist .", unrelated},
-        {"a file in the way", "rm -r Applications/*; echo >'Applications/Corvane Tallywick.app'",
-         unrelated},
-        {"a link in the way",
-         "mv Applications/*.app real.app; ln -s ../real.app "
-         "'Applications/Corvane Tallywick.app'",
-         unrelated},
-        {"a dangling link in the way",
-         "rm -r Applications/*; ln -s none 'Applications/Corvane Tallywick.app'", unrelated},
-        {"a link on the path", "mv Applications real; ln -s real Applications",
-         "The folder " + applications.string()
-             + " could not be created: a symbolic link stands on the way to it."},
+    const std::string linked = "The folder " + applications.string()
+                               + " could not be created: a symbolic link stands on the way to it.";
+    const std::pair<const char*, std::string> rows[] = {
+        {"rm *.app/Contents/MacOS/*; rm -r Applications", incomplete},
+        {"mv Applications/*.app/Contents/Info.plist .", unrelated},
+        {"rm -r Applications/*; echo >'Applications/Corvane Tallywick.app'", unrelated},
+        {"mv Applications/* real; ln -s ../real 'Applications/Corvane Tallywick.app'", unrelated},
+        {"rm -r Applications/*; ln -s none 'Applications/Corvane Tallywick.app'", unrelated},
+        {"mv Applications real; ln -s real Applications", linked},
     };
-    for (const auto& row : rows) {
-        SCOPED_TRACE(row.name);
-        runIn(folder.path(), "rm -rf real real.app Info.plist Applications");
+    for (const auto& [preparation, error] : rows) {
+        SCOPED_TRACE(preparation);
+        runIn(folder.path(), "rm -rf real Info.plist Applications");
         begin();
-        runIn(folder.path(), row.preparation);
+        runIn(folder.path(), preparation);
         const std::string look = "ls -lAR --full-time '" + folder.path().string() + "'";
         const std::string before = testing::outputOf(look);
-        EXPECT_EQ(errorOfInstalling(), row.error);
+        EXPECT_EQ(errorOfInstalling(), error);
         EXPECT_EQ(testing::outputOf(look), before);
     }
     begin();
@@ -216,11 +191,11 @@ TEST_F(Installation, LosesNothingWhicheverOfItsStepsFail) {
     int last = 0;
     for (int first = 1; last == 0; ++first) {
         for (int second = first; second <= first + 4; ++second) {
-            SCOPED_TRACE("call " + std::to_string(first) + " and " + std::to_string(second));
+            SCOPED_TRACE("change " + std::to_string(first) + " and " + std::to_string(second));
             begin();
             FaultyFiles files({first, second});
-            const auto result = install(files);
-            EXPECT_TRUE(!result || versionOf(**result) == "1");
+            const auto result = AppInstallation::install(source, destination, files, verify);
+            EXPECT_TRUE(!result || versionOf(*result->backup) == "1");
             if (!result && first == second) {
                 EXPECT_EQ(result.error(), "The disk is broken.");
                 EXPECT_THAT(othersIn(applications), IsEmpty());
@@ -228,23 +203,23 @@ TEST_F(Installation, LosesNothingWhicheverOfItsStepsFail) {
             if (!result && versionOf(destination) != "1") {
                 EXPECT_THAT(result.error(), MatchesRegex(preserved));
             }
-            if (first > files.calls())
+            if (first > files.changes())
                 last = first;
             expectNothingIsLost(result ? "" : result.error());
         }
     }
-    EXPECT_GT(last, 5) << "each step is a call";
+    EXPECT_GT(last, 4) << "each step is a change";
 }
 
 TEST_F(Installation, LosesNothingWhereverItIsKilled) {
     bool isKilled = true;
-    for (int step = 1; isKilled; ++step) {
-        SCOPED_TRACE("killed at call " + std::to_string(step));
+    for (int change = 1; isKilled; ++change) {
+        SCOPED_TRACE("killed at change " + std::to_string(change));
         begin();
         const pid_t installer = ::fork();
         if (installer == 0) {
-            FaultyFiles files({step}, true);
-            ::_exit(install(files) ? 0 : 1);
+            FaultyFiles files({change}, true);
+            ::_exit(AppInstallation::install(source, destination, files, verify) ? 0 : 1);
         }
         int status = 0;
         ASSERT_EQ(::waitpid(installer, &status, 0), installer);
@@ -258,75 +233,50 @@ TEST_F(Installation, LosesNothingWhereverItIsKilled) {
 TEST_F(Installation, LeavesADiskThatIsFullOrReadOnlyAsItWas) {
     if (!testing::SmallDisk::isPossible())
         GTEST_SKIP() << "this machine lets nobody mount a file system of his own";
-    begin();
+    begin(false);
     testing::writeAll(source / "Contents/big", std::string(200'000, 'x'));
     EXPECT_TRUE(sealBundle(source));
-    fs::remove_all(applications);
     const testing::SmallDisk disk(applications, 131'072);
     makeSampleBundle(applications, {{"CFBundleVersion", "1"}});
-    const auto expectRefusal = [&](const char* reason) {
+    for (const char* reason : {"No space left on device.", "Read-only file system."}) {
         EXPECT_EQ(errorOfInstalling(), source.string() + " could not be copied: " + reason);
         EXPECT_EQ(versionOf(destination), "1");
         EXPECT_THAT(othersIn(applications), IsEmpty());
-    };
-    expectRefusal("No space left on device.");
-    disk.makeReadOnly();
-    expectRefusal("Read-only file system.");
-}
-
-TEST_F(Installation, IsClaimedByOneAtATimeAndLeavesNoFile) {
-    EXPECT_FALSE(AppInstallation::claim(applications)) << "there is no such folder";
-    begin(false);
-    auto claim = AppInstallation::claim(applications);
-    EXPECT_TRUE(claim);
-    EXPECT_FALSE(AppInstallation::claim(applications));
-    EXPECT_THAT(othersIn(applications), IsEmpty());
-    claim.reset();
-    EXPECT_TRUE(AppInstallation::claim(applications));
-    runIn(folder.path(), "ln -s Applications link");
-    EXPECT_FALSE(AppInstallation::claim(folder / "link"));
+        disk.makeReadOnly();
+    }
 }
 
 const std::string uuid = "01234567-89AB-4DEF-8123-456789ABCDEF";
 
 TEST_F(Installation, RecoversWhatIsOursAlone) {
-    const std::string backup = ".Corvane-previous-" + uuid + ".app";
-    const std::string staging = ".Corvane-install-" + uuid + ".app";
-    const std::string copied = "cp -r 'Corvane Tallywick.app' Applications/";
-    const struct {
-        const char* name;
-        std::string preparation;
-        bool isTaken;
-    } rows[] = {
-        {"a copy", copied + staging, true},
-        {"an empty copy", "mkdir Applications/" + staging, true},
-        {"a part of a copy", "mkdir -p Applications/" + staging + "/Contents/x", true},
-        {"a folder with something else", "mkdir -p Applications/" + staging + "/Documents", false},
-        {"a file", "touch Applications/" + staging, false},
-        {"a link", "ln -s ../data Applications/" + staging, false},
-        {"another name", copied + ".Corvane-install-1.app", false},
-        {"a name in lower case",
-         copied + ".Corvane-install-" + std::string(uuid).replace(9, 4, "89ab") + ".app", false},
-        {"a superseded backup", copied + backup, true},
-        {"a backup of something else", "mkdir -p Applications/" + backup + "/Contents", false},
+    const std::pair<const char*, bool> rows[] = {
+        {"cp -r *.app Applications/.Corvane-install-$UUID.app", true},
+        {"mkdir Applications/.Corvane-install-$UUID.app", true},
+        {"mkdir -p Applications/.Corvane-install-$UUID.app/Contents/x", true},
+        {"mkdir -p Applications/.Corvane-install-$UUID.app/Documents", false},
+        {"touch Applications/.Corvane-install-$UUID.app", false},
+        {"ln -s ../data Applications/.Corvane-install-$UUID.app", false},
+        {"cp -r *.app Applications/.Corvane-install-1.app", false},
+        {"cp -r *.app Applications/.Corvane-install-$(echo $UUID | tr A-F a-f).app", false},
+        {"cp -r *.app Applications/.Corvane-previous-$UUID.app", true},
+        {"mkdir -p Applications/.Corvane-previous-$UUID.app/Contents", false},
     };
-    for (const auto& row : rows) {
-        SCOPED_TRACE(row.name);
+    for (const auto& [preparation, isTaken] : rows) {
+        SCOPED_TRACE(preparation);
         begin();
-        runIn(folder.path(), row.preparation);
-        const std::string said = recover(destination);
-        EXPECT_EQ(said, row.isTaken
-                            ? "What an earlier installation had left behind is in the Trash."
-                            : "");
-        EXPECT_EQ(othersIn(applications).empty(), row.isTaken);
-        EXPECT_EQ(othersIn(folder / "data/Trash/files").empty(), !row.isTaken);
+        runIn(folder.path(), "UUID=" + uuid + "; " + preparation);
+        EXPECT_EQ(recover(destination),
+                  isTaken ? "What an earlier installation had left behind is in the Trash." : "");
+        EXPECT_EQ(othersIn(applications).empty(), isTaken);
+        EXPECT_EQ(othersIn(folder / "data/Trash/files").empty(), !isTaken);
         EXPECT_EQ(versionOf(destination), "1");
     }
 }
 
 TEST_F(Installation, KeepsABackupUntilTheInstalledCopyRuns) {
     begin();
-    const auto backup = install(*systemFileManager()).value().value();
+    ASSERT_EQ(errorOfInstalling(), "none");
+    const fs::path backup = othersIn(applications).at(0);
     EXPECT_EQ(recover("/elsewhere"), "");
     EXPECT_EQ(versionOf(backup), "1");
     fs::remove(destination / "Contents/Info.plist");

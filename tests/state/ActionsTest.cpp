@@ -66,6 +66,9 @@ TEST_F(Actions, SignInThroughTheBrowserAndReadTheAccountWhenItIsDone) {
     EXPECT_EQ(complete(true), "") << "the reading that was promised has come";
     EXPECT_EQ(fields().status, Status::live(now));
     EXPECT_EQ(launches, 1);
+    helper->changeAccount();
+    settle();
+    EXPECT_EQ(fields().status, Status::live(now)) << "the change before was the sign-in's own";
     signIn();
     account = fails(ConnectionIssue::offline);
     EXPECT_EQ(complete(true), "") << "or has failed";
@@ -104,6 +107,9 @@ TEST_F(Actions, EndASignInThatCannotGoOn) {
     const auto offline = Status::failed(ConnectionIssue::offline);
     login = fails(ConnectionIssue::offline);
     EXPECT_EQ(signIn(), Told(offline, offline.text()));
+    EXPECT_FALSE(fields().loginPending);
+    state->startSignIn();
+    state->stop();
     EXPECT_FALSE(fields().loginPending);
 }
 
@@ -257,6 +263,13 @@ TEST_F(LifeCycle, MaintenancePausesEverythingAndIsSurvived) {
     settle();
     EXPECT_EQ(fields().quota->used, 50);
     waitUntil([&] { return fields().memoryPercent == 2 && fields().volumes.size() == 1; });
+    account = fails(ConnectionIssue::signedOut);
+    refresh();
+    EXPECT_EQ(fields().connectionDetails.recovery, "one managed-session refresh");
+    state->enterMaintenance();
+    state->leaveMaintenance();
+    settle();
+    EXPECT_EQ(fields().connectionDetails.recovery, "five-minute cooldown") << "it has not ended";
 }
 
 TEST_F(LifeCycle, SleepLeavesAnUpdateToItsOwnLimits) {

@@ -32,6 +32,11 @@ TEST_F(Refreshes, ComeEachMinuteAndLaterAfterEachFailure) {
 }
 
 TEST_F(Refreshes, AreNotHeldUpByAClockThatIsSetBack) {
+    tickAfter(-86'400);
+    EXPECT_TRUE(fields().week.points.empty()) << "it lies ahead";
+    tickAfter(86'400);
+    EXPECT_EQ(fields().week.points.size(), 1U);
+    start();
     now = now - 86'400;
     pass(5);
     EXPECT_EQ(fields().status, Status::stale(startTime));
@@ -123,6 +128,8 @@ TEST_F(Refreshes, OfTheMachineAreForAFullViewThatIsSeen) {
         tickAfter(sample % 2 == 1 ? 4.99 : 5.01);
     }
     waitUntil([&] { return fields().memoryPercent == 7 && machine.listings == 2; });
+    state->refreshNow();
+    waitUntil([&] { return fields().memoryPercent == 8 && machine.listings == 3; });
     EXPECT_EQ(fields().cpuPercent, 50);
 }
 

@@ -78,6 +78,7 @@ struct Script {
     std::vector<std::string> pieces = {}; ///< sent in this order
     bool closes = false;                  ///< the connection, after the last one
     std::chrono::milliseconds pause = {}; ///< before each piece
+    std::uint16_t port = 0;               ///< any when 0
 };
 
 /// A server on the loopback interface, on a thread of its own. Without a TLS configuration it
@@ -137,7 +138,7 @@ class HttpsServer {
             while (QTcpSocket* socket = server->nextPendingConnection())
                 serve(*socket);
         });
-        EXPECT_TRUE(server->listen(QHostAddress::LocalHost));
+        EXPECT_TRUE(server->listen(QHostAddress::LocalHost, script.port));
         listening.set_value(server->serverPort());
         QEventLoop().exec();
         server.reset();
