@@ -157,6 +157,11 @@ TEST_F(Actions, LeaveNoChoiceOfAHelperUnanswered) {
     };
     openPanel.user = [] { return "/home/me/codex"; };
     initialize = hangs();
+    const auto used = helper;
+    state->chooseHelper();
+    used->changeAccount();
+    waitUntil([&] { return !fields().quota; });
+    EXPECT_EQ(fields().status, Status::Kind::reloading) << "when the choice has ended";
     for (const auto& interrupt : interruptions) {
         state->setShowingInstaller(false);
         state->chooseHelper();
