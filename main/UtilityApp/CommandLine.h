@@ -9,6 +9,7 @@
 #include <optional>
 #include <span>
 #include <string>
+#include <string_view>
 
 namespace tallywick {
 
@@ -38,14 +39,16 @@ struct CommandLine {
         watch,  ///< keep reading it, without a window
         locate, ///< tell which helpers there are, and start none
         render, ///< draw the window into a file, without a display
-        unpack  ///< be the process in which an update is unpacked; started by the program alone
+        help,
+        version,
+        unpack ///< be the process in which an update is unpacked; started by the program alone
     };
 
     Task task = Task::window;
     bool portable = false;                       ///< of the window: do not offer to install
     bool unfocused = false;                      ///< of the window: leave the keyboard alone
     Wish wish = Wish::comeForward;               ///< of the window, one of `launcherActions`
-    bool json = false;                           ///< of a report: for programs
+    bool json = false;                           ///< of a report or a watch: for programs
     bool verbose = false;                        ///< of a report: tells where the helper lies
     std::optional<std::filesystem::path> helper; ///< the helper to use instead of a search
     PictureOptions picture;                      ///< of a rendering
@@ -58,13 +61,31 @@ struct CommandLine {
 /// command-line programs use it.
 inline constexpr int usageExitStatus = 2;
 
-/// The arguments make no sense; `usage` tells what would.
+/// The arguments make no sense.
 struct UsageError {
-    std::string usage;
+    std::string sentences; ///< why not, and where to read what would; on one line
 };
 
 /// Reads the program's arguments, its own name left out. Paths are taken byte for byte; of an
-/// option given twice the last one counts.
+/// option given twice the last one counts; "--help" and "--version" count whatever stands behind.
 tl::expected<CommandLine, UsageError> parseCommandLine(std::span<const char* const> arguments);
+
+/// The tasks that an option goes with, a bit each.
+using Tasks = unsigned;
+constexpr Tasks bitOf(CommandLine::Task task) { return 1U << static_cast<unsigned>(task); }
+
+/// An option of the program. The one list of them, `commandOptions`, is what the arguments are read
+/// by, and what "--help", the manual and the completions of the shells are made of.
+struct CommandOption {
+    std::string_view name; ///< with its dashes
+    std::string_view
+        value;             ///< what follows: words to choose from, "day|night", or a name for it in
+                           ///< capitals, PATH and FILE for what lies on a disk; empty for nothing
+    std::string_view help; ///< what it does, without a full stop; empty for the program's own use
+    std::optional<CommandLine::Task> task; ///< what it asks for, if that is all it says
+    Tasks tasks;                           ///< what it goes with
+    bool (*take)(CommandLine&, const std::string& value); ///< false when the value makes no sense
+};
+std::span<const CommandOption> commandOptions();
 
 } // namespace tallywick

@@ -61,6 +61,25 @@ void addPace(Json& object, const Pace& pace) {
         object["lastsUntil"] = wholeSeconds(*pace.lastsUntil);
 }
 
+/// What a reading tells, whenever it is told.
+Json readingJson(const std::optional<Quota>& quota, const TokenActivity& tokens) {
+    Json object{{"schema", reportSchema},
+                {"usedPercent", nullptr},
+                {"remainingPercent", nullptr},
+                {"resetsAt", nullptr},
+                {"shorterWindow", windowJson(quota ? quota->shorter : std::nullopt)},
+                {"lifetimeTokens", orNull(tokens.lifetime)},
+                {"latestDay", orNull(tokens.latestDay)},
+                {"latestDayTokens", orNull(tokens.latestTokens)}};
+    if (quota) {
+        const auto used = static_cast<std::int64_t>(quota->used); // a whole number
+        object["usedPercent"] = used;
+        object["remainingPercent"] = 100 - used;
+        object["resetsAt"] = wholeSeconds(quota->reset);
+    }
+    return object;
+}
+
 } // namespace
 
 std::string reportText(const Report& report) {
@@ -78,27 +97,14 @@ std::string reportText(const Report& report) {
 
 std::string reportJson(const Report& report) {
     const auto& [quota, tokens, observedAt, pace, helperLocation] = report;
-    Json object{{"schema", reportSchema},
-                {"observedAt", wholeSeconds(observedAt)},
-                {"usedPercent", nullptr},
-                {"remainingPercent", nullptr},
-                {"resetsAt", nullptr},
-                {"secondsUntilReset", nullptr},
-                {"percentOverEvenPace", nullptr},
-                {"lastsUntil", nullptr},
-                {"shorterWindow", windowJson(quota ? quota->shorter : std::nullopt)},
-                {"lifetimeTokens", orNull(tokens.lifetime)},
-                {"latestDay", orNull(tokens.latestDay)},
-                {"latestDayTokens", orNull(tokens.latestTokens)},
-                {"helperLocation", orNull(helperLocation)}};
-    if (quota) {
-        const auto used = static_cast<std::int64_t>(quota->used); // a whole number
-        object["usedPercent"] = used;
-        object["remainingPercent"] = 100 - used;
-        object["resetsAt"] = wholeSeconds(quota->reset);
+    Json object = readingJson(quota, tokens);
+    object["observedAt"] = wholeSeconds(observedAt);
+    for (const char* unknown : {"secondsUntilReset", "percentOverEvenPace", "lastsUntil"})
+        object[unknown] = nullptr;
+    object["helperLocation"] = orNull(helperLocation);
+    if (quota)
         object["secondsUntilReset"] =
             std::max<std::int64_t>(wholeSeconds(quota->reset - observedAt), 0);
-    }
     if (pace)
         addPace(object, *pace);
     return writeJson(object) + '\n';
@@ -123,6 +129,13 @@ std::string watchLine(const UtilityFields& fields) {
     if (tokens.latestDay)
         line += " | " + compactTokenCount(tokens.latestTokens) + " on " + *tokens.latestDay;
     return line;
+}
+
+std::string watchJson(const UtilityFields& fields) {
+    Json object = readingJson(fields.quota, fields.tokens);
+    object["badge"] = fields.status.badge(fields.loginPending);
+    object["status"] = fields.status.text();
+    return writeJson(object);
 }
 
 } // namespace tallywick

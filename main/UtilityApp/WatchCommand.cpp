@@ -33,7 +33,8 @@ void watch(const CommandLine& commandLine) {
     UtilityState state(services.forState(showsInstaller, nullptr));
     LinePrinter printer;
     const auto print = [&] {
-        if (!printer.print(watchLine(state.fields())))
+        const UtilityFields& fields = state.fields();
+        if (!printer.print(commandLine.json ? watchJson(fields) : watchLine(fields)))
             QCoreApplication::quit();
     };
     QObject::connect(&state, &UtilityState::changed, &state, print);

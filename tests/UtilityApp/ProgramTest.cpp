@@ -1,5 +1,6 @@
 // The program as its users meet it: its arguments, its output, and the process with its signals.
 
+#include "UtilityApp/CommandHelp.h"
 #include "UtilityApp/CommandLine.h"
 #include "UtilityApp/Report.h"
 #include "UtilityApp/SystemServices.h"
@@ -11,7 +12,9 @@
 
 #include <gmock/gmock.h>
 
+#include <algorithm>
 #include <ctime>
+#include <sstream>
 
 namespace tallywick::testing {
 namespace {
@@ -45,6 +48,8 @@ TEST(CommandLine, IsRead) {
          {.task = Task::render,
           .helper = {},
           .picture = {.file = "/f", .scale = 4, .sheet = PictureOptions::Sheet::welcome}}},
+        {{"--watch", "--json", "--help", "--nonsense"},
+         {.task = Task::help, .json = true, .helper = {}, .picture = {}}},
         {{"--unpack-release", "/a b", "12", "--json"},
          {.task = Task::unpack,
           .helper = {},
@@ -55,29 +60,62 @@ TEST(CommandLine, IsRead) {
         EXPECT_EQ(parseCommandLine(arguments), expected) << PrintToString(arguments);
 }
 
-TEST(CommandLine, IsAnsweredWithTheUsageWhenItMakesNoSense) {
-    const Arguments cases[] = {{""},
-                               {"report"},
-                               {"--helper"},
-                               {"--json"},
-                               {"--report", "--watch"},
-                               {"--locate", "--verbose"},
-                               {"--unpack-release", "/a", "12"},
-                               {"--report", "--portable"},
-                               {"--report", "--refresh"},
-                               {"--watch", "--unfocused"},
-                               {"--finish-install"},
-                               {"--render", ""},
-                               {"--scale", "2"},
-                               {"--render", "/f", "--sheet", "none"},
-                               {"--render", "/f", "--scale", "4.1"},
-                               {"--render", "/f", "--scale", "2x"}};
-    for (const Arguments& arguments : cases) {
+TEST(CommandLine, IsToldWhyItMakesNoSense) {
+    const std::pair<Arguments, const char*> cases[] = {
+        {{""}, "There is no option \"\"."},
+        {{"report"}, "There is no option \"report\". Did you mean --report?"},
+        {{"--reprot=\x1B"}, "There is no option \"--reprot=?\". Did you mean --report?"},
+        {{"--finish-instal", "1"}, "There is no option \"--finish-instal\"."},
+        {{"--zzz"}, "There is no option \"--zzz\"."},
+        {{"--helper"}, "--helper needs a value: PATH."},
+        {{"--report", "--helper", ""}, "--helper needs a value: PATH."},
+        {{"--finish-install"}, "--finish-install needs a value: PROCESS."},
+        {{"--json"}, "--json goes with --report or --watch alone."},
+        {{"--scale", "2"}, "--scale goes with --render alone."},
+        {{"--report", "--watch"}, "--report does not go with --watch."},
+        {{"--locate", "--verbose"}, "--verbose does not go with --locate."},
+        {{"--watch", "--unfocused"}, "--unfocused does not go with --watch."},
+        {{"--report", "--refresh"}, "--refresh does not go with --report."},
+        {{"--report", "--portable"}, "--portable does not go with --report."},
+        {{"--unpack-release", "/a", "12"}, "This is for the program's own use."},
+        {{"--report", "--unpack-release", "/a"}, "There is no option \"--unpack-release\"."},
+        {{"--render", ""}, "--render needs a value: FILE."},
+        {{"--render", "/f", "--layout", "small"}, "\"small\" is no value of --layout."},
+        {{"--render", "/f", "--sheet", "settings|welcome"},
+         "\"settings|welcome\" is no value of --sheet."},
+        {{"--render", "/f", "--scale", "0.4"}, "\"0.4\" is no value of --scale."},
+        {{"--render", "/f", "--scale", "4.1"}, "\"4.1\" is no value of --scale."},
+        {{"--render", "/f", "--scale", "2x"}, "\"2x\" is no value of --scale."}};
+    for (const auto& [arguments, sentences] : cases) {
         const auto commandLine = parseCommandLine(arguments);
         ASSERT_FALSE(commandLine) << PrintToString(arguments);
-        EXPECT_THAT(commandLine.error().usage, StartsWith("Usage: "));
-        EXPECT_THAT(commandLine.error().usage, Not(HasSubstr("unpack")));
+        EXPECT_EQ(commandLine.error().sentences,
+                  std::string(sentences) + " See \"tallywick --help\".");
     }
+}
+
+/// Loads what bash would, types the words behind the command and asks what is offered.
+std::string offeredByBash(const std::string& words, int at) {
+    return outputOf("bash -c '. " COMMAND_FILES "/tallywick; COMP_WORDS=(tallywick " + words
+                    + "); COMP_CWORD=" + std::to_string(at)
+                    + "; compopt() { :; }; _tallywick; echo ${COMPREPLY[*]}'");
+}
+
+TEST(CommandHelp, TheManualAndTheCompletionsNameTheSameOptions) {
+    const std::string options =
+        outputOf("grep -o '^  --[a-z]*' <<'END' | tr -d ' ' | sort\n" + helpText() + "END\n");
+    EXPECT_THAT(options, AllOf(StartsWith("--"), HasSubstr("--watch"), Not(HasSubstr("finish"))));
+    for (const char* command :
+         {"sed -n 's/^.fB\\\\-\\\\-\\([a-z]*\\).*/--\\1/p' " COMMAND_FILES "/tallywick.1",
+          "sed -n \"s/^    '\\(--[a-z]*\\)[[].*/\\1/p\" " COMMAND_FILES "/_tallywick",
+          "sed -n 's/.* -l \\([a-z]*\\) .*/--\\1/p' " COMMAND_FILES "/tallywick.fish"})
+        EXPECT_EQ(outputOf(std::string(command) + " | sort"), options) << command;
+    std::string offered = offeredByBash("--", 1);
+    std::ranges::replace(offered, ' ', '\n');
+    EXPECT_EQ(outputOf("sort <<'END'\n" + offered + "\nEND\n"), options);
+    EXPECT_EQ(offeredByBash("--render /f --layout m", 4), "mini");
+    for (std::istringstream lines(helpText()); std::getline(lines, offered);)
+        EXPECT_LE(offered.size(), 80) << offered;
 }
 
 constexpr Timestamp now = 1'795'390'000.75; // 2026-11-22 23:26:40 UTC
@@ -139,6 +177,12 @@ TEST_F(ReportTest, OfAWatchTellsBadgeStatusAndReadingButNotTheTime) {
                   "[STATUS] Connected · Weekly allowance unavailable | 42% used, 58% remaining | "
                   "resets 2026-11-24 20:22 | 5-hour window: 12% used, resets 06:11 | 1.8B lifetime "
                   "tokens | 2.1M on 2026-11-22");
+    EXPECT_EQ(
+        watchJson(fields),
+        R"({"badge":"STATUS","latestDay":"2026-11-22","latestDayTokens":2088648,)"
+        R"("lifetimeTokens":1828976990,"remainingPercent":58,"resetsAt":1795531020,)"
+        R"("schema":1,"shorterWindow":{"minutes":300,"resetsAt":1795393600,"usedPercent":12},)"
+        R"("status":"Connected · Weekly allowance unavailable","usedPercent":42})");
 }
 
 const std::string sampleHelper = std::string(" --helper ") + SAMPLE_HELPER;
@@ -177,7 +221,8 @@ TEST_F(ProgramTest, ReportsAReadingOfTheHelperOrWhyThereIsNoneInItsOwnWords) {
                 AllOf(HasSubstr("[exit 1]"), Not(HasSubstr("@")), Not(HasSubstr("<html"))));
     EXPECT_EQ(utility("--report --helper /bin/sh --verbose"),
               notFound + "HELPER           not found\n[exit 1]");
-    EXPECT_THAT(utility("--nonsense"), AllOf(StartsWith("Usage: "), HasSubstr("[exit 2]")));
+    EXPECT_THAT(utility("--nonsense"), HasSubstr("--help\".\n[exit 2]"));
+    EXPECT_EQ(utility("--version --nonsense"), "Corvane Tallywick 0.6.0\n[exit 0]");
 }
 
 TEST_F(ProgramTest, SaysWhatToDoWithoutADisplay) {
@@ -252,6 +297,8 @@ TEST_F(ProgramTest, WatchesUntilItIsAskedToEndOrNobodyReadsItsLines) {
     EXPECT_TRUE(fs::exists(home / "Corvane Tallywick/usage-history.json"));
     EXPECT_THAT(utility("--watch" + sampleHelper + " | head -n 1"),
                 StartsWith("[CONNECTING] Finding Codex…\n[exit "));
+    EXPECT_THAT(utility("--watch --json" + sampleHelper + " | head -n 1"),
+                StartsWith("{\"badge\":\"CONNECTING\",\"latestDay\":null,"));
 }
 
 TEST_F(ProgramTest, SaysWhenItCannotKeepAnything) {
