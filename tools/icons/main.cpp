@@ -1,4 +1,4 @@
-// Draws the application's icon file, the maker's logo, and the icon of the window in each of its
+// Draws the application's icon file, the maker's logo, and the application's icon in each of its
 // sizes. Needs no display.
 #include "IconDrawing.h"
 
@@ -44,33 +44,32 @@ QByteArray iconFile() {
     return block("icns", blocks);
 }
 
-bool writeIconFile(const QString& path) {
-    const QByteArray icons = iconFile();
+bool write(const QString& path, const QByteArray& content) {
     QFile file(path);
-    return !icons.isEmpty() && file.open(QIODevice::WriteOnly) && file.write(icons) == icons.size()
-           && file.flush();
+    return !content.isEmpty() && file.open(QIODevice::WriteOnly)
+           && file.write(content) == content.size() && file.flush();
 }
 
-bool drawWindowIcons(const QString& folder) {
-    for (const int size : {16, 32, 64, 128})
-        if (!applicationIcon(size).save(folder + QStringLiteral("/window-icon-%1.png").arg(size),
-                                        "PNG"))
+/// What windows and launchers show: a PNG for each size that they ask for, and one for the others.
+bool drawIcons(const QString& folder) {
+    for (const int size : {16, 24, 32, 48, 64, 128, 256, 512})
+        if (!applicationIcon(size).save(folder + QStringLiteral("/icon-%1.png").arg(size), "PNG"))
             return false;
-    return true;
+    return write(folder + QStringLiteral("/icon.svg"), tallywick::icons::scalableIcon());
 }
 
 } // namespace
 
 int main(int count, char** arguments) {
     if (count != 4) {
-        std::cerr << "usage: draw_icons ICNS-FILE LOGO-PNG FOLDER-OF-WINDOW-ICONS\n";
+        std::cerr << "usage: draw_icons ICNS-FILE LOGO-PNG FOLDER-OF-ICONS\n";
         return 2;
     }
     constexpr int logoSize = 256;
     const bool written =
-        writeIconFile(QFile::decodeName(arguments[1]))
+        write(QFile::decodeName(arguments[1]), iconFile())
         && tallywick::icons::logo(logoSize).save(QFile::decodeName(arguments[2]), "PNG")
-        && drawWindowIcons(QFile::decodeName(arguments[3]));
+        && drawIcons(QFile::decodeName(arguments[3]));
     if (!written)
         std::cerr << "draw_icons: the images cannot be written\n";
     return written ? 0 : 1;

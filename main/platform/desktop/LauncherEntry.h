@@ -3,12 +3,17 @@
 #include <tl/expected.hpp>
 
 #include <filesystem>
+#include <optional>
 #include <string>
 
 namespace tallywick {
 
 // The desktop's launcher shows the applications that are registered with it, by an entry and an
 // icon in the user's data folders. Any thread; waits for the disk.
+
+/// The text of the entry for the application of the bundle, which need not exist yet: that of a
+/// package has it too. Absent when no entry can hold the path.
+std::optional<std::string> launcherEntry(const std::filesystem::path& bundle);
 
 /// Registers the application of a bundle under its identifier, in the place of another copy of it;
 /// and has the session start this one if it started the other. Else a sentence that tells why not:

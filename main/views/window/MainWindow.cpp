@@ -121,7 +121,7 @@ QIcon applicationIcon() {
     QIcon icon;
     for (const int size : {16, 32, 64, 128})
         icon.addPixmap(
-            QPixmap::fromImage(builtInPicture(QStringLiteral("window-icon-%1.png").arg(size))));
+            QPixmap::fromImage(builtInPicture(QStringLiteral("icon-%1.png").arg(size))));
     return icon;
 }
 

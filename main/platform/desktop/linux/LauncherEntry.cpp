@@ -7,7 +7,6 @@
 #include "platform/files/FileAccess.h"
 #include "platform/files/StandardFolders.h"
 
-#include <optional>
 #include <system_error>
 
 namespace tallywick {
@@ -38,22 +37,6 @@ std::optional<Places> placesOfRegistration() {
     const fs::path theme = *data / "icons/hicolor";
     return Places{*data / "applications" / (identifier + ".desktop"),
                   theme / "256x256/apps" / (identifier + ".png"), theme};
-}
-
-/// Without TryExec: some launchers part its path at the blank, find nothing and hide the entry.
-std::optional<std::string> launcherEntry(const fs::path& bundle) {
-    EntryCommands commands;
-    for (const LauncherAction& action : launcherActions)
-        commands.actions.push_back({action.name, action.argument});
-    return writeDesktopEntry(bundle,
-                             {{"Name", Product::name},
-                              {"Comment", comment},
-                              {"Icon", identifier},
-                              {"Categories", "Utility;"},
-                              {"StartupNotify", "true"},
-                              // The window's, so that the dock shows it under this entry.
-                              {"StartupWMClass", identifier}},
-                             commands);
 }
 
 /// Where the user's session looks for what it is to start.
@@ -92,6 +75,22 @@ void announceChange(const fs::path& iconTheme) {
 }
 
 } // namespace
+
+/// Without TryExec: some launchers part its path at the blank, find nothing and hide the entry.
+std::optional<std::string> launcherEntry(const fs::path& bundle) {
+    EntryCommands commands;
+    for (const LauncherAction& action : launcherActions)
+        commands.actions.push_back({action.name, action.argument});
+    return writeDesktopEntry(bundle,
+                             {{"Name", Product::name},
+                              {"Comment", comment},
+                              {"Icon", identifier},
+                              {"Categories", "Utility;"},
+                              {"StartupNotify", "true"},
+                              // The window's, so that the dock shows it under this entry.
+                              {"StartupWMClass", identifier}},
+                             commands);
+}
 
 tl::expected<void, std::string> registerApplication(const fs::path& bundle) {
     const auto places = placesOfRegistration();
