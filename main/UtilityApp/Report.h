@@ -35,8 +35,8 @@ std::string failureText(ConnectionIssue issue, const std::optional<std::string>&
 /// one. It changes exactly when one of these does, and not with the time alone.
 std::string watchLine(const UtilityFields& fields);
 
-/// The same as one JSON object, without a line feed: "badge" and "status", and members that a report
-/// has too. "schema" as there.
+/// The same as one JSON object, without a line feed: "badge" and "status", and members that a
+/// report has too. "schema" as there.
 std::string watchJson(const UtilityFields& fields);
 
 } // namespace tallywick

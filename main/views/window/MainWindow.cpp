@@ -120,8 +120,7 @@ QString titleOf(const UtilityState& state) {
 QIcon applicationIcon() {
     QIcon icon;
     for (const int size : {16, 32, 64, 128})
-        icon.addPixmap(
-            QPixmap::fromImage(builtInPicture(QStringLiteral("icon-%1.png").arg(size))));
+        icon.addPixmap(QPixmap::fromImage(builtInPicture(QStringLiteral("icon-%1.png").arg(size))));
     return icon;
 }
 
