@@ -6,6 +6,7 @@
 #include "platform/bundle/ApplicationBundle.h"
 #include "platform/desktop/Activation.h"
 #include "platform/desktop/Appearance.h"
+#include "platform/desktop/Notices.h"
 #include "platform/desktop/WindowActivation.h"
 #include "platform/desktop/WindowSystem.h"
 #include "platform/desktop/Workspace.h"
@@ -28,6 +29,7 @@
 #include <functional>
 #include <memory>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace tallywick {
@@ -143,7 +145,10 @@ int showWindow(const CommandLine& commandLine) {
     AlertPanel alerts;
     const auto appearance = desktopAppearance();
     const bool showsInstaller = !commandLine.portable && !commandLine.unfocused;
-    UtilityState state(services.forState(showsInstaller, &openPanel, &alerts));
+    const auto notices = desktopNotices();
+    auto withWindow = services.forState(showsInstaller, &openPanel, &alerts);
+    withWindow.notices.desktop = notices.get();
+    UtilityState state(std::move(withWindow));
     MainWindow window(state);
     openPanel.setParent(&window);
     alerts.setWindow(&window, [&window] { return window.theme(); });

@@ -28,8 +28,10 @@ bool isIdentityIssue(ConnectionIssue issue) {
 
 } // namespace
 
-AccountRefresh::AccountRefresh(StateContext& given, AccountConnection& way, HistoryStore readings)
-    : context(given), fields(given.fields()), connection(way), store(std::move(readings)) {
+AccountRefresh::AccountRefresh(StateContext& given, AccountConnection& way, HistoryStore readings,
+                               OnReading applied)
+    : context(given), fields(given.fields()), connection(way), store(std::move(readings)),
+      onReading(std::move(applied)) {
     connection.whenAbandoned([this] { settle(); });
 }
 
@@ -128,6 +130,7 @@ void AccountRefresh::applySnapshot(const AccountSnapshot& snapshot) {
         snapshot.quota ? paceOf(*snapshot.quota, snapshot.observedAt, history) : std::nullopt;
     context.change().status =
         snapshot.quota ? Status::live(snapshot.observedAt) : Status(Status::Kind::withoutAllowance);
+    onReading(snapshot, history);
 }
 
 void AccountRefresh::applyFailure(ConnectionIssue issue) {

@@ -7,7 +7,9 @@
 #include "state/StateContext.h"
 
 #include <cstdint>
+#include <functional>
 #include <optional>
+#include <span>
 #include <string>
 #include <vector>
 
@@ -21,8 +23,12 @@ namespace tallywick {
 /// history, `status`, `tokenStatus`, `accountBusy` and `displayedHelperPath`. Main thread only.
 class AccountRefresh {
   public:
+    /// Called when a reading is on show, with what is kept of its account.
+    using OnReading = std::function<void(const AccountSnapshot&, std::span<const UsageSample>)>;
+
     /// Context and connection must outlive it.
-    AccountRefresh(StateContext& given, AccountConnection& way, HistoryStore readings);
+    AccountRefresh(StateContext& given, AccountConnection& way, HistoryStore readings,
+                   OnReading applied);
 
     /// Part of each tick: lets grow old what has grown old, and gives up what is overdue.
     void keepUp();
@@ -70,6 +76,7 @@ class AccountRefresh {
     const UtilityFields& fields;
     AccountConnection& connection;
     HistoryStore store;
+    const OnReading onReading;
     std::vector<UsageSample> history; ///< of the current account
     bool hidesReadings = false;       ///< which lie ahead of the clock
 

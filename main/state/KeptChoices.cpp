@@ -15,6 +15,7 @@ constexpr std::string_view widthKey = "resizableWidth";
 constexpr std::string_view heightKey = "resizableHeight";
 constexpr std::string_view positionKey = "CorvaneTallywickWindow"; // "x y" of the frame
 constexpr std::string_view helperKey = "codexPath";
+constexpr std::string_view noticesKey = "notices";
 
 /// No desktop is larger: its coordinates have 16 bits.
 constexpr int farthestCoordinate = 32'767;
@@ -83,5 +84,9 @@ std::optional<std::string> KeptChoices::helper() const {
 void KeptChoices::keepHelper(const std::string& path) { preferences.setString(helperKey, path); }
 
 void KeptChoices::forgetHelper() { preferences.remove(helperKey); }
+
+bool KeptChoices::tellsOfUsage() const { return preferences.boolValue(noticesKey).value_or(false); }
+
+void KeptChoices::keepTellsOfUsage(bool tells) { preferences.setBool(noticesKey, tells); }
 
 } // namespace tallywick

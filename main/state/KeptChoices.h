@@ -43,6 +43,10 @@ class KeptChoices {
     void keepHelper(const std::string& path);
     void forgetHelper();
 
+    /// Whether the desktop is to tell of the allowance; false when that was never chosen.
+    bool tellsOfUsage() const;
+    void keepTellsOfUsage(bool tells);
+
     /// Forgets everything, and keeps nothing any more. Waits for the disk. False when something
     /// stays behind.
     bool forgetAll() { return preferences.removeAll(); }

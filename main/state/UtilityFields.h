@@ -31,9 +31,10 @@ struct UtilityFields {
     bool mini = false;            ///< the mini layout, else the full one
     /// The desktop decides the window's size: it shows the layout of `mini`, whatever its height.
     bool sizeIsImposed = false;
-    bool light = false;      ///< the day theme, else the night theme
-    bool pinned = false;     ///< always on top, where the desktop lets a window be that
-    bool canBePlaced = true; ///< the desktop lets the window choose its place and stay on top
+    bool light = false;        ///< the day theme, else the night theme
+    bool pinned = false;       ///< always on top, where the desktop lets a window be that
+    bool canBePlaced = true;   ///< the desktop lets the window choose its place and stay on top
+    bool tellsOfUsage = false; ///< by notices of the desktop
     bool showingSettings = false;
     std::string settingsStatus; ///< result of the user's last action
     bool showingInstaller = false;

@@ -31,13 +31,16 @@ UtilityState::UtilityState(Services given)
       choices(given.preferences), window(context, choices, [this] { machine.makeDue(); }),
       machine(context, std::move(given.hardwareService), workspace,
               [this] { window.volumesDidChange(); }),
+      usageNotices(context, choices, given.notices,
+                   [this](const std::string& launchToken) { showUtility(launchToken); }),
       connection(context, choices,
                  {.homeFolder = std::move(given.homeFolder),
                   .transportFactory = std::move(given.transportFactory),
                   .helperDiscovery = std::move(given.helperDiscovery),
                   .namedHelper = std::move(given.namedHelper)},
                  [this] { refresh.identityDidChange(); }),
-      refresh(context, connection, std::move(given.historyStore)),
+      refresh(context, connection, std::move(given.historyStore),
+              [this](const auto&... reading) { usageNotices.take(reading...); }),
       signIn(context, connection, refresh, workspace),
       helperChoice(context, connection, refresh, given.openPanel),
       updates(std::move(given.updates), [this] { context.change().updates = updates.fields(); }),
@@ -89,6 +92,7 @@ void UtilityState::tick() {
     context.advanceClock();
     signIn.endIfOverdue();
     refresh.keepUp();
+    usageNotices.keepUp();
     helperChoice.endIfOverdue();
     if (sleeping)
         return;
@@ -175,6 +179,7 @@ void UtilityState::enterMaintenance() {
     if (context.isPaused())
         return;
     signIn.cancel();
+    usageNotices.drop();
     connection.close();
     context.change().maintenance = true;
 }

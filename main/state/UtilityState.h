@@ -17,6 +17,7 @@
 #include "state/SessionStart.h"
 #include "state/SignIn.h"
 #include "state/StateContext.h"
+#include "state/UsageNotices.h"
 #include "state/WindowPlacement.h"
 #include "update/UpdateController.h"
 
@@ -61,6 +62,7 @@ class UtilityState final : public QObject {
         UpdateController::Services updates;
         Installation::Services installation = {}; ///< without alerts: nothing is installed
         std::filesystem::path sessionBundle = {}; ///< that the session can start; or empty
+        UsageNotices::Services notices = {};
     };
 
     /// Starts the timer, the observers and the check of the running bundle, and ticks once.
@@ -112,6 +114,8 @@ class UtilityState final : public QObject {
     void setShowingSettings(bool showing);
     /// The session starts this copy, or no longer.
     void chooseSessionStart(bool starts) { sessionStart.choose(starts); }
+    /// Notices of the desktop at 80 % and 95 % and when a week begins, or none.
+    void chooseUsageNotices(bool wanted) { usageNotices.choose(wanted); }
     void setShowingInstaller(bool showing) { context.change().showingInstaller = showing; }
     void setCreateShortcutOnInstall(bool create) {
         context.change().createShortcutOnInstall = create;
@@ -175,6 +179,7 @@ class UtilityState final : public QObject {
     KeptChoices choices;
     WindowPlacement window;
     MachineReadings machine;
+    UsageNotices usageNotices;
     AccountConnection connection;
     AccountRefresh refresh;
     SignIn signIn;

@@ -1,5 +1,6 @@
 #include "platform/desktop/linux/Activation.h"
 #include "platform/desktop/linux/Appearance.h"
+#include "platform/desktop/linux/Notices.h"
 #include "support/PrivateBus.h"
 
 #include <QDBusArgument>
@@ -169,6 +170,77 @@ TEST(Appearance, FollowsThePortalInWhatMakesSense) {
             send(bus.connection("stranger"), accent(0, 0, 0));
             send(desktop, row.first);
             EXPECT_EQ(changesUntilAColour(), row.second) << &row - rows;
+        }
+    });
+}
+
+// Notices
+
+/// What shows notices; it numbers them as it likes.
+struct FakeNotifications final : QDBusVirtualObject {
+    explicit FakeNotifications(const QDBusConnection& sessionBus) : bus(sessionBus) {
+        EXPECT_TRUE(bus.registerVirtualObject(path, this));
+        EXPECT_TRUE(bus.registerService(interface));
+    }
+    ~FakeNotifications() override {
+        bus.unregisterService(interface);
+        bus.unregisterObject(path);
+    }
+    QString introspect(const QString&) const override { return {}; }
+    bool handleMessage(const QDBusMessage& message, const QDBusConnection&) override {
+        EXPECT_EQ(message.signature(), u"susssasa{sv}i"_qs);
+        const QVariantList given = message.arguments();
+        const auto hints = qdbus_cast<QVariantMap>(given[6]);
+        EXPECT_EQ(hints[u"desktop-entry"_qs], u"com.corvane.tallywick"_qs);
+        EXPECT_EQ(hints[u"urgency"_qs], QVariant::fromValue(uchar{1}));
+        shown = QStringList{given[0].toString(), given[1].toString(), given[3].toString(),
+                            given[4].toString(), given[5].toStringList().first()}
+                    .join(u' ');
+        return bus.send(message.createReply(number));
+    }
+    void tell(const QDBusConnection& from, const QString& name, const QVariant& about,
+              const QString& what) const {
+        auto signal = QDBusMessage::createSignal(path, interface, name);
+        signal.setArguments({about, what});
+        EXPECT_TRUE(from.send(signal));
+    }
+
+    const QString interface = u"org.freedesktop.Notifications"_qs;
+    const QString path = u"/org/freedesktop/Notifications"_qs;
+    QDBusConnection bus;
+    uint number = 7;
+    QString shown;
+};
+
+TEST(Notices, ReplaceOneAnotherAndTellWhenTheyAreChosen) {
+    testing::runApart([] {
+        const PrivateBus bus;
+        const QDBusConnection desktop = bus.connection("desktop");
+        SessionNotices notices([&] { return bus.connection("program"); });
+        std::string chosen;
+        const auto show = [&](const std::string& body) {
+            notices.show({"80%", body}, [&](const std::string& t) { chosen += "[" + t + "]"; });
+        };
+        SessionNotices([] { return QDBusConnection(u"none"_qs); }).show({}, {});
+        show("nobody is there");
+        for (int services = 0; services < 2; ++services) { // each numbers anew
+            const FakeNotifications service(desktop);
+            const auto shows = [&](const std::string& body, const QString& expected) {
+                return eventually([&] {
+                    show(body);
+                    return service.shown == u"Corvane Tallywick "_qs + expected;
+                });
+            };
+            EXPECT_TRUE(shows("1 < 2 & 3", u"0 80% 1 &lt; 2 &amp; 3 default"_qs));
+            service.tell(desktop, u"ActivationToken"_qs, 7U, u"token"_qs);
+            service.tell(bus.connection("stranger"), u"ActionInvoked"_qs, 7U, u"default"_qs);
+            service.tell(desktop, u"ActionInvoked"_qs, 8U, u"default"_qs);
+            service.tell(desktop, u"ActionInvoked"_qs, 7U, u"other"_qs);
+            service.tell(desktop, u"ActionInvoked"_qs, u"7"_qs, u"default"_qs);
+            service.tell(desktop, u"ActionInvoked"_qs, 7U, u"default"_qs);
+            EXPECT_TRUE(eventually([&] { return !chosen.empty(); }));
+            EXPECT_EQ(std::exchange(chosen, {}), "[token]");
+            EXPECT_TRUE(shows("later", u"7 80% later default"_qs));
         }
     });
 }

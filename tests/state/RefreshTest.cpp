@@ -264,5 +264,110 @@ TEST_F(Readings, OfARealHelperBecomeAStatus) {
     }
 }
 
+struct FakeNotices : Notices {
+    std::string shown;
+    OnChosen chosen;
+    void show(const Notice& notice, OnChosen onChosen) override {
+        shown += notice.summary + ": " + notice.body + "\n";
+        chosen = std::move(onChosen);
+    }
+};
+
+class NoticesOfUsage : public StateTest {
+  protected:
+    NoticesOfUsage() {
+        adjust = [this](UtilityState::Services& services) {
+            services.notices.desktop = &notices;
+            services.historyStore = HistoryStore(folder / "kept.json", now);
+        };
+        allowance = gives(allowanceOf("A1", 40, week));
+        start();
+        state->chooseUsageNotices(true);
+    }
+    /// What is shown when such a reading comes so many seconds later.
+    std::string after(double seconds, int used, std::int64_t reset = 1,
+                      const std::string& id = "A1") {
+        now = now + seconds;
+        allowance = gives(allowanceOf(id, used, week + reset));
+        refresh();
+        return std::exchange(notices.shown, {});
+    }
+
+    static constexpr std::int64_t day = 86'400;
+    static constexpr std::int64_t week = startTime + 2 * day; ///< its end
+    FakeNotices notices;
+};
+
+TEST_F(NoticesOfUsage, ComeOncePerCrossingAndWeekAndAtMostEachTenMinutes) {
+    const std::string used = "% of the weekly Codex allowance is used";
+    const std::string begun = "The week has begun anew: ";
+    const struct {
+        double after;
+        int percent;
+        std::int64_t reset;
+        std::string id, shown;
+    } rows[] = {
+        {60, 85, 1, "A1", "85" + used + ": It resets in 1d 23h 59m.\n"},
+        {60, 79, 1, "A1", ""},
+        {60, 94, 1, "A1", ""}, // told already
+        {60, 97, 1, "A1", ""}, // too soon
+        {60, 98, 2, "A1", ""}, // the reset moves, as it does when it is counted from each reading
+        {60, 98, 0, "A1", ""},
+        {299, 98, 1, "A1", ""},
+        {1, 99, 1, "A1", "97" + used},
+        {60, 0, day, "A1", ""},
+        {60, 80, day, "A1", ""}, // instead of the week that has begun
+        {480, 80, day, "A1", "80" + used},
+        {900, 96, -day, "A1", "96" + used}, // an answer of the week before
+        {900, 2, day, "A1", ""},
+        {60, 99, day, "B1", ""}, // begins as at a start
+        {60, 0, 2 * day, "B1", begun},
+        {60, 80, 2 * day, "B1", ""},
+        {60, 80, day, "A1", ""}, // what waits is of another account
+        {900, 80, day, "A1", ""},
+        {-day, 81, 8 * day, "A1", ""}, // farther ahead than a week can be
+        {day, 2, 2 * day, "A1", begun + "2% is used."},
+        {-day, 95, 2 * day, "A1", ""}, // the ten minutes begin anew
+        {600, 95, 2 * day, "A1", "95" + used},
+        {day, 0, 4 * day, "A1", begun},
+        {6 * day, 99, 4 * day, "A1", ""}, // its week is over
+        {60, 0, 11 * day, "A1", begun},   // nothing was used
+    };
+    for (const auto& row : rows) {
+        const std::string shown = after(row.after, row.percent, row.reset, row.id);
+        EXPECT_THAT(shown, ::testing::StartsWith(row.shown)) << "row " << &row - rows;
+        EXPECT_EQ(shown.empty(), row.shown.empty()) << shown << "row " << &row - rows;
+    }
+    for (int minute = 0; minute < 30; ++minute)
+        EXPECT_EQ(after(60, 0, 11 * day + 60 * minute), "") << "of an unused week";
+}
+
+TEST_F(NoticesOfUsage, AreSilentAboutWhatIsOldAndNotWanted) {
+    sendReading(gives(allowanceOf("A1", 85, week + 1)));
+    now = now + 121;
+    settle();
+    EXPECT_EQ(notices.shown, "") << "stale";
+    EXPECT_NE(after(0, 85), "");
+    notices.chosen("token");
+    showWindow();
+    waitUntil([this] { return window.orders > 0; });
+
+    EXPECT_EQ(after(60, 95), "");
+    state->enterMaintenance();
+    state->leaveMaintenance();
+    EXPECT_EQ(after(600, 95), "") << "the notice that waited is dropped";
+    EXPECT_NE(after(60, 0, day), "");
+    EXPECT_EQ(after(60, 80, day), "");
+    state->chooseUsageNotices(false);
+    state->chooseUsageNotices(true);
+    EXPECT_EQ(after(600, 80, day), "") << "and here too";
+    allowance = gives(allowanceOf("A1", 70, week + day));
+    start();
+    EXPECT_EQ(after(60, 85, day), "") << "told before the start";
+    EXPECT_NE(after(60, 95, day), "") << "the choice is kept";
+    state->chooseUsageNotices(false);
+    EXPECT_EQ(after(900, 0, 2 * day), "");
+}
+
 } // namespace
 } // namespace tallywick::testing

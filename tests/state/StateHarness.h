@@ -154,9 +154,10 @@ class ChangeableAnswer {
 
 // Results of the helper's methods
 
-inline Json allowanceOf(const std::string& accountId, int usedPercent = 40) {
+inline Json allowanceOf(const std::string& accountId, int usedPercent = 40,
+                        std::int64_t reset = 1'795'355'200) {
     const Json week{
-        {"windowDurationMins", 10080}, {"usedPercent", usedPercent}, {"resetsAt", 1'795'355'200}};
+        {"windowDurationMins", 10080}, {"usedPercent", usedPercent}, {"resetsAt", reset}};
     return {{"accountId", accountId}, {"rateLimits", {{"primary", week}}}};
 }
 

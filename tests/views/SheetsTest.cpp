@@ -25,6 +25,8 @@ using ::testing::IsEmpty;
 using ::testing::Not;
 using enum UtilityCommand;
 
+const std::string noticesBox = "Tell me at 80% and 95%, and when the week begins anew";
+
 UtilityFields with(bool UtilityFields::*flag) {
     UtilityFields fields;
     fields.*flag = true;
@@ -160,7 +162,8 @@ TEST_F(Sheets, OfferWhatTheStateAllowsAndCallIt) {
             std::ranges::transform(commands, std::back_inserter(offered), called);
         calls.clear();
         for (const std::string& name : tabOrder(button("Done")))
-            QTest::keyClick(button(name), Qt::Key_Return);
+            if (name != noticesBox)
+                QTest::keyClick(button(name), Qt::Key_Return);
         EXPECT_EQ(calls, offered);
     }
     for (const char* name : {"Choose Codex…", "Uninstall…"})
@@ -179,6 +182,19 @@ TEST_F(Sheets, OfferToInstallWithAnAlias) {
         EXPECT_THAT(calls, IsEmpty());
         QTest::keyClick(box, Qt::Key_Space);
         EXPECT_EQ(std::exchange(calls, {}), Strings({creates ? "no shortcut" : "shortcut"}));
+    }
+}
+
+TEST_F(Sheets, OfferNotices) {
+    for (const bool tells : {true, false}) {
+        UtilityFields fields;
+        fields.tellsOfUsage = tells;
+        show(fields);
+        auto* const box = settings()->findChildren<QCheckBox*>().back();
+        EXPECT_EQ(box->text().toStdString(), noticesBox);
+        EXPECT_EQ(box->isChecked(), tells);
+        QTest::keyClick(box, Qt::Key_Space);
+        EXPECT_EQ(std::exchange(calls, {}), Strings({tells ? "do not tell" : "tell"}));
     }
 }
 

@@ -119,6 +119,7 @@ inline UtilityActions recordingActions(Strings& calls) {
                 [record](bool creates) { record(creates ? "shortcut" : "no shortcut"); },
             .setStartsWithSession =
                 [record](bool starts) { record(starts ? "session" : "no session"); },
+            .setTellsOfUsage = [record](bool tells) { record(tells ? "tell" : "do not tell"); },
             .openVolume = [record](const VolumeInfo& volume) { record("open " + volume.name); },
             .resizeBy =
                 [record](double dx, double dy) {

@@ -49,6 +49,8 @@ struct UtilityActions {
     /// Whether an installation makes the alias on the Desktop.
     std::function<void(bool)> setCreateShortcut = [](bool) {};
     std::function<void(bool)> setStartsWithSession = [](bool) {};
+    /// Whether the desktop tells of the allowance.
+    std::function<void(bool)> setTellsOfUsage = [](bool) {};
     std::function<void(const VolumeInfo&)> openVolume = [](const VolumeInfo&) {};
 
     /// The grip is being dragged: lets the desktop resize the window from its lower right corner

@@ -207,6 +207,21 @@ void SessionSection::present(const UtilityFields& fields) {
     box->setEnabled(fields.startsWithSession && !fields.installing);
 }
 
+NoticesSection::NoticesSection(Sheet& shownIn, const UtilityActions& actions)
+    : SettingsSection(QStringLiteral("Notices"), shownIn) {
+    box = new UtilityCheckBox(
+        sheet.viewStyle(), QStringLiteral("Tell me at 80% and 95%, and when the week begins anew"),
+        &card());
+    connect(box, &QCheckBox::toggled, this,
+            [&actions](bool checked) { actions.setTellsOfUsage(checked); });
+    card().column().addWidget(box);
+}
+
+void NoticesSection::present(const UtilityFields& fields) {
+    const QSignalBlocker nobodyChose(box);
+    box->setChecked(fields.tellsOfUsage);
+}
+
 InstallationSection::InstallationSection(Sheet& shownIn)
     : SettingsSection(QStringLiteral("Installation"), shownIn) {
     const auto button = [&](const char16_t* text, UtilityCommand command) {

@@ -122,6 +122,20 @@ class SessionSection final : public SettingsSection {
     UtilityCheckBox* box;
 };
 
+/// Whether the desktop tells of the allowance.
+class NoticesSection final : public SettingsSection {
+    Q_OBJECT
+
+  public:
+    /// The actions must outlive the section.
+    NoticesSection(Sheet& sheet, const UtilityActions& actions);
+
+    void present(const UtilityFields& fields) override;
+
+  private:
+    UtilityCheckBox* box;
+};
+
 /// What is kept on this machine.
 class LocalDataSection final : public SettingsSection {
     Q_OBJECT

@@ -9,8 +9,12 @@ SettingsView::SettingsView(const Theme& theme, const UtilityActions& windowActio
     : Sheet(QStringLiteral("Utility Settings"), windowActions, UtilityCommand::closeSettings,
             window) {
     addHeader();
-    sections = {new ConnectionSection(*this), new LocalDataSection(*this), new UpdateSection(*this),
-                new SessionSection(*this, windowActions), new InstallationSection(*this)};
+    sections = {new ConnectionSection(*this),
+                new LocalDataSection(*this),
+                new UpdateSection(*this),
+                new SessionSection(*this, windowActions),
+                new NoticesSection(*this, windowActions),
+                new InstallationSection(*this)};
     for (SettingsSection* section : sections)
         column().addWidget(section);
     addFooter();

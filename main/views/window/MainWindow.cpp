@@ -98,6 +98,7 @@ UtilityActions actionsOf(UtilityState& state, std::function<bool()> startSystemR
         .setPinned = [&state](bool pinned) { state.choosePinned(pinned); },
         .setCreateShortcut = [&state](bool create) { state.setCreateShortcutOnInstall(create); },
         .setStartsWithSession = [&state](bool starts) { state.chooseSessionStart(starts); },
+        .setTellsOfUsage = [&state](bool tells) { state.chooseUsageNotices(tells); },
         .openVolume = [&state](const VolumeInfo& volume) { state.openVolume(volume); },
         .startSystemResize = std::move(startSystemResize),
         .resizeBy = [&state](double dx, double dy) { state.resizeBy(dx, dy); },
