@@ -28,10 +28,8 @@ add_custom_command(
   VERBATIM)
 add_custom_target(command_files ALL DEPENDS "${manual}.gz" "${changes}.gz")
 
-# As files: nothing may touch the executable any more. Folders are everybody's to enter whatever the
-# umask.
+# As files: nothing may touch the executable any more.
 set(for_all OWNER_READ OWNER_WRITE OWNER_EXECUTE GROUP_READ GROUP_EXECUTE WORLD_READ WORLD_EXECUTE)
-set(CMAKE_INSTALL_DEFAULT_DIRECTORY_PERMISSIONS ${for_all})
 set(home "${CMAKE_INSTALL_LIBDIR}/${TALLYWICK_COMMAND}")
 install(DIRECTORY "${TALLYWICK_BUNDLE}" DESTINATION "${home}"
   USE_SOURCE_PERMISSIONS DIRECTORY_PERMISSIONS ${for_all})
