@@ -61,7 +61,6 @@ QSizeF KeptChoices::contentSize() const {
 }
 
 void KeptChoices::keepContentSize(QSizeF size) {
-    const auto group = together();
     preferences.setDouble(widthKey, size.width());
     preferences.setDouble(heightKey, size.height());
 }

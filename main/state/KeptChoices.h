@@ -32,6 +32,7 @@ class KeptChoices {
 
     /// Of the window's content, in points; as good as nothing when none was kept.
     QSizeF contentSize() const;
+    /// To be called while `together` lives: it is two values.
     void keepContentSize(QSizeF size);
 
     /// Of the window's top left corner, in whole points.
