@@ -124,6 +124,8 @@ TEST(LauncherEntry, IsThereAsLongAsItsApplication) {
     EXPECT_TRUE(fs::exists(entry) && fs::exists(icon)) << "it opens another copy";
     fs::remove_all(bundle);
     EXPECT_FALSE(registerApplication(bundle)) << "no icon";
+    for (const fs::path& file : {entry, icon})
+        writeAll(file.string() + ".new", "of a writer that was killed");
     unregisterApplication(bundle);
     EXPECT_TRUE(fs::is_empty(entry.parent_path()) && fs::is_empty(icon.parent_path()));
 }

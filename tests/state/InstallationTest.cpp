@@ -331,7 +331,9 @@ TEST(Installation, AsksTellsAndMovesWhatTheSituationAllows) {
         EXPECT_EQ(machine.status().empty(), words.empty());
         EXPECT_THAT(machine.status(), HasSubstr(words));
         EXPECT_FALSE(machine.context.fields().installing && action == install);
-        const auto has = [&](const char* deed) { return expected.find(deed) != expected.npos; };
+        const auto has = [&deeds = expected](const char* deed) {
+            return deeds.find(deed) != deeds.npos;
+        };
         EXPECT_TRUE(has("trash app") || machine.content("Applications") == before);
         EXPECT_EQ(machine.hasAlias(), has("reveal alias"));
     }

@@ -294,7 +294,7 @@ class NoticesOfUsage : public StateTest {
     }
 
     static constexpr std::int64_t day = 86'400;
-    static constexpr std::int64_t week = startTime + 2 * day; ///< its end
+    static constexpr auto week = static_cast<std::int64_t>(startTime) + 2 * day; ///< its end
     FakeNotices notices;
 };
 

@@ -68,6 +68,14 @@ bool isTaken(const fs::path& path) {
     return fs::exists(fs::symlink_status(path, error));
 }
 
+/// With what a writer that was killed has left. Whether the file is gone.
+bool removeWritten(const fs::path& file) {
+    std::error_code error;
+    fs::remove(file.native() + ".new", error);
+    fs::remove(file, error);
+    return !error;
+}
+
 /// Desktops that keep an index of a theme look at the time of its folder.
 void announceChange(const fs::path& iconTheme) {
     std::error_code ignored;
@@ -116,10 +124,9 @@ void unregisterApplication(const fs::path& bundle) {
     const auto places = placesOfRegistration();
     if (!places || bundleOpenedByFile(places->entry) != standardisedPath(bundle))
         return;
-    std::error_code ignored;
-    fs::remove(places->entry, ignored);
+    static_cast<void>(removeWritten(places->entry));
     if (isCanonicalPath(places->icon))
-        fs::remove(places->icon, ignored);
+        static_cast<void>(removeWritten(places->icon));
     announceChange(places->iconTheme);
 }
 
@@ -137,11 +144,9 @@ tl::expected<void, std::string> setStartsWithSession(const fs::path& bundle, boo
         return Failure("An unrelated entry already uses this name among what starts with the "
                        "session. It has not been changed.");
     if (!starts) {
-        std::error_code error;
-        if (present && present->bundle == standardisedPath(bundle))
-            fs::remove(*file, error);
-        return error ? Failure("The entry for the start of the session could not be removed.")
-                     : tl::expected<void, std::string>();
+        if (present && present->bundle == standardisedPath(bundle) && !removeWritten(*file))
+            return Failure("The entry for the start of the session could not be removed.");
+        return {};
     }
     const auto entry = sessionEntryText(bundle);
     if (!entry || writeFileAtomically(*file, *entry) != WriteResult::written)
