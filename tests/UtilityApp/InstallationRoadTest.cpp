@@ -160,7 +160,7 @@ MAKE=')" MAKE_RELEASE R"('; public=$("$MAKE" key key)
                   0);
         EXPECT_EQ(::unshare(CLONE_NEWNET), 0);
         const UniqueFd socket(::socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0));
-        ifreq loopback{"lo", {}};
+        ifreq loopback{{"lo"}, {}};
         loopback.ifr_flags = IFF_UP;
         EXPECT_EQ(::ioctl(socket.get(), SIOCSIFFLAGS, &loopback), 0);
         for (const char* proxy : {"http_proxy", "https_proxy", "all_proxy", "HTTPS_PROXY"})
