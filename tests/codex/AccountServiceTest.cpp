@@ -171,13 +171,13 @@ TEST(AccountService, IsNotHeldUpByAHelperThatDoesNotStart) {
     EXPECT_EQ(superseded.take(), "launch one");
 
     Harness harness({hanging, signedIn(), signedIn()}, 1s);
+    harness.transcript.react = [&](const std::string& step) {
+        closed.release(step == "close one");
+    };
     harness.refresh({"one", "two"});
     harness.validate("one");
     EXPECT_EQ(harness.take(), "launch one, launch two, read, " + again + live + ", not valid")
         << "touched a second time";
-    harness.transcript.react = [&](const std::string& step) {
-        closed.release(step == "close one");
-    };
     share.set_value();
     closed.acquire(); // what comes late
     harness.validate("one");

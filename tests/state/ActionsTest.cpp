@@ -293,6 +293,7 @@ TEST_F(LifeCycle, SleepLeavesAnUpdateToItsOwnLimits) {
     wait.set_value();
     waitUntil([&] { return !fields().updates.busy; });
     EXPECT_EQ(fields().updates.status, message(UpdateFailure::offline));
+    EXPECT_TRUE(waitForWorkThreads(std::chrono::seconds(60)));
 }
 
 TEST_F(LifeCycle, StopIsSilentAndFinal) {
