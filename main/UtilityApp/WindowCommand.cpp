@@ -178,6 +178,7 @@ int runWindow(const CommandLine& commandLine, int argc, char** argv) {
     std::vector<std::string> words = windowSystemArguments();
     words.insert(words.begin(), {Product::executableName, "-name", Product::bundleIdentifier});
     std::vector<char*> arguments;
+    arguments.reserve(words.size() + 1);
     for (std::string& word : words)
         arguments.push_back(word.data());
     int count = static_cast<int>(arguments.size());
