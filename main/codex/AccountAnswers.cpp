@@ -70,7 +70,7 @@ const Json* codexLimit(const Json& result) {
     return !limitId || *limitId == "codex" ? limit : nullptr;
 }
 
-/// Of a week at most. The week's is one as well.
+/// A window of any length up to a week, the weekly one among them.
 std::optional<ShorterWindow> windowFrom(const Json& window) {
     const auto minutes = integerValue(member(window, "windowDurationMins"));
     const auto used = integerValue(member(window, "usedPercent"));

@@ -31,7 +31,7 @@ struct Pace {
 /// readings of the week, this one among them, that span an hour.
 ///
 /// `samples` are those kept of the same account, in ascending order of their timestamps; those of
-/// another week, or from after `observedAt`, count for nothing. A pure function, of linear time.
+/// another week, or from after `observedAt`, count for nothing. A pure function.
 std::optional<Pace> paceOf(const Quota& quota, Timestamp observedAt,
                            std::span<const UsageSample> samples);
 
